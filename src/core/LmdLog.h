@@ -1,0 +1,26 @@
+#pragma once
+// The editor's log. Every subsystem writes here; sinks (stderr, the engine's log file,
+// the agent log ring) receive each line with its level.
+#include <functional>
+#include <string>
+
+namespace Lumenda3D {
+
+enum class LogLevel { Trivial = 1, Normal = 2, Critical = 3 };
+
+using LogSink = std::function<void(const std::string& message, LogLevel level)>;
+
+class LmdLog {
+public:
+    static void message(const std::string& text, LogLevel level = LogLevel::Normal);
+    static void critical(const std::string& text) { message(text, LogLevel::Critical); }
+
+    // Adds a sink; returns a handle for removeSink. Sinks are called under a lock, in order.
+    static int addSink(LogSink sink);
+    static void removeSink(int handle);
+
+    // Whether lines also go to stderr (on by default; tests that expect errors may turn it off).
+    static void setEchoToStderr(bool echo);
+};
+
+} // namespace Lumenda3D

@@ -1,0 +1,48 @@
+#include "core/Lumenda3DAppUrl.h"
+
+#include <cctype>
+#include <cstring>
+
+#include "services/UrlUtils.h"
+
+namespace Lumenda3D {
+
+UrlSchemeArgs parseLumenda3DAppUrl(const std::string& url) {
+    UrlSchemeArgs result;
+    const std::size_t prefixLength = std::strlen(kLumenda3DAppScheme);
+    if (url.size() < prefixLength)
+        return result;
+    for (std::size_t i = 0; i < prefixLength; ++i) {
+        const int a = std::tolower(static_cast<unsigned char>(url[i]));
+        const int b = std::tolower(static_cast<unsigned char>(kLumenda3DAppScheme[i]));
+        if (a != b)
+            return result;
+    }
+
+    std::string rest = url.substr(prefixLength);
+    while (!rest.empty() && rest.back() == '/')
+        rest.pop_back();
+    if (rest.empty())
+        return result;
+
+    const std::size_t question = rest.find('?');
+    if (question == std::string::npos) {
+        result.path = rest;
+    } else {
+        result.path = rest.substr(0, question);
+        result.query = UrlUtils::parseQuery(rest.substr(question + 1));
+    }
+    result.valid = !result.path.empty() || !result.query.empty();
+    return result;
+}
+
+std::string resourceIdFromAppUrl(const UrlSchemeArgs& args) {
+    if (!args.valid)
+        return "";
+    auto it = args.query.find("resId");
+    if (it == args.query.end())
+        it = args.query.find("resID");
+    return it == args.query.end() ? std::string() : it->second;
+}
+
+} // namespace Lumenda3D

@@ -1,0 +1,29 @@
+#pragma once
+// The editor's URL scheme. A web page opens the editor on a cloud project with a link such as
+// "Lumenda3DApp://open?resId=1234"; the system starts the editor with that URL as its first
+// argument, and the entry reads the resource id from it.
+#include <string>
+#include <unordered_map>
+
+namespace Lumenda3D {
+
+// The scheme prefix, matched without regard to case.
+inline constexpr const char* kLumenda3DAppScheme = "Lumenda3DApp://";
+
+struct UrlSchemeArgs {
+    std::string path;                                     // between the scheme and the first '?'
+    std::unordered_map<std::string, std::string> query;   // decoded query, keys as written
+    bool valid = false;                                   // path or query is not empty
+};
+
+// Never fails: anything that does not start with the scheme yields valid == false.
+// Trailing '/' characters are removed before the path and query are split, so
+// "Lumenda3DApp://open/?resId=7/" gives path "open/" and resId "7".
+UrlSchemeArgs parseLumenda3DAppUrl(const std::string& url);
+
+// The cloud resource a parsed URL asks to open: the value of "resId"; only when that key is
+// absent, the value of "resID". An empty value means none (and a present but empty "resId"
+// does not fall back to "resID"). Empty for an invalid URL.
+std::string resourceIdFromAppUrl(const UrlSchemeArgs& args);
+
+} // namespace Lumenda3D

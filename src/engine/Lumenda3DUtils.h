@@ -1,0 +1,21 @@
+#pragma once
+// Small engine-wide helpers: node ids and value formatting.
+#include <string>
+
+namespace Lumenda3D {
+
+class Lumenda3DUtils {
+public:
+    // The next free xml id. Ids only grow during a process, so an id handed out before a reload
+    // never names a different node after it.
+    static int getNextId();
+    static std::string getNextIdStr();
+
+    // Shortest decimal text that reads back as the same float ("1.1", not "1.10000002").
+    static std::string formatFloat(float value);
+
+    // A new random identity in the 8-4-4-4-12 hexadecimal form.
+    static std::string newGuid();
+};
+
+} // namespace Lumenda3D
