@@ -14,19 +14,19 @@ std::string generateGame(int nodeCount) {
             switch (i % 4) {
             case 0:
                 xml += "    <Box name=\"Crate" + n + "\" x=\"" + std::to_string(i % 37) + ".5\" y=\"0\" z=\"-" +
-                       std::to_string(i % 11) + "\" width=\"1\" height=\"1\" depth=\"1\" color=\"0x8A5A2B\" body=\"dynamic\" mass=\"2\" />\n";
+                       std::to_string(i % 11) + "\" rotationY=\"45\" width=\"1\" height=\"1\" depth=\"1\" friction=\"0.5\" color=\"0x8A5A2B\" body=\"dynamic\" mass=\"2\" />\n";
                 nodes += 1;
                 break;
             case 1:
                 xml += "    <Sphere name=\"Ball" + n + "\" x=\"" + std::to_string(i % 23) +
                        "\" y=\"4\" z=\"2\" radius=\"0.5\" color=\"0x2266CC\" texture=\"Metal" + n +
-                       "\" body=\"dynamic\" mass=\"1\" />\n"
+                       "\" body=\"dynamic\" mass=\"1\" restitution=\"0.3\" />\n"
                        "    <Material name=\"Metal" + n + "\" color=\"0xFFFFFF\" picture=\"metal.png\" />\n";
                 nodes += 2;
                 break;
             case 2:
                 xml += "    <PointLight name=\"Lamp" + n + "\" x=\"" + std::to_string(i % 13) +
-                       "\" y=\"6\" z=\"0\" color=\"0xFFEECC\" range=\"20\" />\n";
+                       "\" y=\"6\" z=\"0\" color=\"0xFFEECC\" range=\"20\" intensity=\"0.8\" />\n";
                 nodes += 1;
                 break;
             default:

@@ -26,7 +26,12 @@ std::string LmdGameDocument::getSourceXmlString(bool withIds, bool forStorage) c
     options.withIds = withIds;
     options.withSessionMarks = !forStorage;
     options.indent = true;
-    return LmdXmlWriter::toString(*doc_, options);
+    std::string out;
+    // The text is about as long as last time: one allocation instead of a series of regrowths.
+    out.reserve(lastTextSize_ + lastTextSize_ / 8 + 256);
+    LmdXmlWriter::append(out, *doc_, options);
+    lastTextSize_ = out.size();
+    return out;
 }
 
 bool LmdGameDocument::parse(const std::string& xml, pugi::xml_document& out, std::string* error) {

@@ -76,6 +76,7 @@ private:
     std::unique_ptr<pugi::xml_document> doc_;
     std::unordered_map<int, pugi::xml_node> byId_;
     int version_ = 0;
+    mutable size_t lastTextSize_ = 0;
     ReplacedCallback onReplaced_;
 };
 

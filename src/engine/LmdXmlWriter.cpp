@@ -20,21 +20,21 @@ struct EscapeTables {
 const EscapeTables kEscapes;
 
 void appendEscaped(std::string& out, const char* s, const bool* table) {
-    const char* run = s;
-    for (const char* p = s;; ++p) {
-        unsigned char c = static_cast<unsigned char>(*p);
-        if (c == 0) {
-            out.append(run, static_cast<size_t>(p - run));
+    // Most values need no entity at all: find the first character that does, append the run
+    // before it in one piece, and repeat.
+    for (;;) {
+        const char* p = s;
+        while (*p && !table[static_cast<unsigned char>(*p)])
+            ++p;
+        out.append(s, static_cast<size_t>(p - s));
+        const unsigned char c = static_cast<unsigned char>(*p);
+        if (c == 0)
             return;
-        }
-        if (!table[c])
-            continue;
-        out.append(run, static_cast<size_t>(p - run));
         switch (c) {
-        case '&': out.append("&amp;"); break;
-        case '<': out.append("&lt;"); break;
-        case '>': out.append("&gt;"); break;
-        case '"': out.append("&quot;"); break;
+        case '&': out.append("&amp;", 5); break;
+        case '<': out.append("&lt;", 4); break;
+        case '>': out.append("&gt;", 4); break;
+        case '"': out.append("&quot;", 6); break;
         default: {
             char buf[8];
             int n = 0;
@@ -47,7 +47,7 @@ void appendEscaped(std::string& out, const char* s, const bool* table) {
             out.append(buf, static_cast<size_t>(n));
         }
         }
-        run = p + 1;
+        s = p + 1;
     }
 }
 
@@ -175,7 +175,7 @@ bool LmdXmlWriter::isWritten(const pugi::xml_attribute& attribute, const LmdXmlW
     const char* name = attribute.name();
     if (!options.withIds && name[0] == 'i' && name[1] == 'd' && name[2] == 0)
         return false;
-    if (!options.withSessionMarks && std::strcmp(name, "_aiChange") == 0)
+    if (!options.withSessionMarks && name[0] == '_' && std::strcmp(name, "_aiChange") == 0)
         return false;
     return true;
 }
