@@ -1,0 +1,51 @@
+#include "mcp/LmdMcpToolResult.h"
+
+namespace Lumenda3D {
+
+using json = nlohmann::json;
+
+json LmdMcpToolResult::textResult(const std::string& text) {
+    json item = {{"type", "text"}, {"text", text}};
+    return json{{"content", json::array({std::move(item)})}};
+}
+
+json LmdMcpToolResult::errorResult(const std::string& text) {
+    json result = textResult(text);
+    result["isError"] = true;
+    return result;
+}
+
+json LmdMcpToolResult::imageResult(const std::vector<unsigned char>& jpegBytes) {
+    json item = {{"type", "image"}, {"data", base64(jpegBytes.data(), jpegBytes.size())}, {"mimeType", "image/jpeg"}};
+    return json{{"content", json::array({std::move(item)})}};
+}
+
+std::string LmdMcpToolResult::base64(const unsigned char* data, std::size_t size) {
+    static const char kAlphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    std::string out;
+    out.reserve((size + 2) / 3 * 4);
+    std::size_t i = 0;
+    for (; i + 3 <= size; i += 3) {
+        const unsigned v = (unsigned(data[i]) << 16) | (unsigned(data[i + 1]) << 8) | unsigned(data[i + 2]);
+        out += kAlphabet[(v >> 18) & 63];
+        out += kAlphabet[(v >> 12) & 63];
+        out += kAlphabet[(v >> 6) & 63];
+        out += kAlphabet[v & 63];
+    }
+    const std::size_t rest = size - i;
+    if (rest == 1) {
+        const unsigned v = unsigned(data[i]) << 16;
+        out += kAlphabet[(v >> 18) & 63];
+        out += kAlphabet[(v >> 12) & 63];
+        out += "==";
+    } else if (rest == 2) {
+        const unsigned v = (unsigned(data[i]) << 16) | (unsigned(data[i + 1]) << 8);
+        out += kAlphabet[(v >> 18) & 63];
+        out += kAlphabet[(v >> 12) & 63];
+        out += kAlphabet[(v >> 6) & 63];
+        out += '=';
+    }
+    return out;
+}
+
+} // namespace Lumenda3D
