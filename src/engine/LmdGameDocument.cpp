@@ -4,6 +4,7 @@
 #include "engine/Lumenda3DUtils.h"
 #include "engine/LmdXmlWriter.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <set>
@@ -49,22 +50,115 @@ bool LmdGameDocument::parse(const std::string& xml, pugi::xml_document& out, std
     return true;
 }
 
+namespace {
+
+// Whether the text may hold `id` attributes at all: an "id=" preceded by white space. Texts in
+// the stored form hold none, and then every element can take a new attribute without a lookup.
+bool textMayHoldIds(const std::string& xml) {
+    for (size_t at = xml.find("id="); at != std::string::npos; at = xml.find("id=", at + 3)) {
+        if (at > 0 && (xml[at - 1] == ' ' || xml[at - 1] == '\t' || xml[at - 1] == '\n' || xml[at - 1] == '\r'))
+            return true;
+    }
+    return false;
+}
+
+size_t countElements(const pugi::xml_node& node) {
+    size_t n = 0;
+    for (pugi::xml_node c = node.first_child(); c; c = c.next_sibling())
+        if (c.type() == pugi::node_element)
+            n += 1 + countElements(c);
+    return n;
+}
+
+void writeId(pugi::xml_node node, int id, bool lookFirst) {
+    pugi::xml_attribute a = lookFirst ? node.attribute("id") : pugi::xml_attribute();
+    (a ? a : node.append_attribute("id")).set_value(id);
+}
+
+} // namespace
+
 bool LmdGameDocument::setXmlSourceString(const std::string& xml, std::string* error) {
     auto fresh = std::make_unique<pugi::xml_document>();
     if (!parse(xml, *fresh, error))
         return false;
     std::swap(doc_, fresh);
-    byId_.clear();
-    assignIds(doc_->document_element());
+
+    // Number the elements in document order, parents first, from one reserved block.
+    pugi::xml_node root = doc_->document_element();
+    const size_t count = 1 + countElements(root);
+    denseBase_ = Lumenda3DUtils::reserveIds(static_cast<int>(count));
+    dense_.assign(count, pugi::xml_node());
+    extra_.clear();
+    const bool lookFirst = textMayHoldIds(xml);
+    size_t k = 0;
+    pugi::xml_node n = root;
+    while (n) {
+        writeId(n, denseBase_ + static_cast<int>(k), lookFirst);
+        dense_[k++] = n;
+        // Next element in document order.
+        pugi::xml_node next = n.first_child();
+        while (next && next.type() != pugi::node_element)
+            next = next.next_sibling();
+        if (!next) {
+            for (pugi::xml_node up = n; up && up != root.parent(); up = up.parent()) {
+                if (up == root) {
+                    next = pugi::xml_node();
+                    break;
+                }
+                next = up.next_sibling();
+                while (next && next.type() != pugi::node_element)
+                    next = next.next_sibling();
+                if (next)
+                    break;
+            }
+        }
+        n = next;
+    }
+    registered_ = k;
+
     ++version_;
     if (onReplaced_)
         onReplaced_(std::move(fresh));
     return true;
 }
 
+void LmdGameDocument::setSlot(int id, const pugi::xml_node& node) {
+    const long index = static_cast<long>(id) - denseBase_;
+    if (index >= 0 && index < static_cast<long>(dense_.size())) {
+        pugi::xml_node& slot = dense_[static_cast<size_t>(index)];
+        if (!slot)
+            ++registered_;
+        slot = node;
+        return;
+    }
+    auto result = extra_.insert_or_assign(id, node);
+    if (result.second)
+        ++registered_;
+}
+
+void LmdGameDocument::clearSlot(int id, const pugi::xml_node& node) {
+    const long index = static_cast<long>(id) - denseBase_;
+    if (index >= 0 && index < static_cast<long>(dense_.size())) {
+        pugi::xml_node& slot = dense_[static_cast<size_t>(index)];
+        if (slot && slot == node) {
+            slot = pugi::xml_node();
+            --registered_;
+        }
+        return;
+    }
+    auto it = extra_.find(id);
+    if (it != extra_.end() && it->second == node) {
+        extra_.erase(it);
+        --registered_;
+    }
+}
+
 pugi::xml_node LmdGameDocument::getXmlNodeById(int id) const {
-    auto it = byId_.find(id);
-    return it == byId_.end() ? pugi::xml_node() : it->second;
+    const long index = static_cast<long>(id) - denseBase_;
+    if (index >= 0 && index < static_cast<long>(dense_.size()))
+        return dense_[static_cast<size_t>(index)];
+    auto it = extra_.find(id);
+    return it == extra_.end() ? pugi::xml_node() : it->second;
 }
 
 void LmdGameDocument::registerXmlNode(const pugi::xml_node& node) {
@@ -77,7 +171,7 @@ void LmdGameDocument::registerXmlNode(const pugi::xml_node& node) {
     long id = std::strtol(idAttr.value(), &end, 10);
     if (end == idAttr.value() || *end != 0)
         return;
-    byId_[static_cast<int>(id)] = node;
+    setSlot(static_cast<int>(id), node);
 }
 
 void LmdGameDocument::unregisterSubtree(const pugi::xml_node& node) {
@@ -85,11 +179,8 @@ void LmdGameDocument::unregisterSubtree(const pugi::xml_node& node) {
         return;
     if (node.type() == pugi::node_element) {
         pugi::xml_attribute idAttr = node.attribute("id");
-        if (idAttr) {
-            auto it = byId_.find(idAttr.as_int());
-            if (it != byId_.end() && it->second == node)
-                byId_.erase(it);
-        }
+        if (idAttr)
+            clearSlot(idAttr.as_int(), node);
     }
     for (pugi::xml_node child = node.first_child(); child; child = child.next_sibling())
         unregisterSubtree(child);
@@ -99,11 +190,8 @@ void LmdGameDocument::assignIds(pugi::xml_node node) {
     if (!node || node.type() != pugi::node_element)
         return;
     int id = Lumenda3DUtils::getNextId();
-    pugi::xml_attribute idAttr = node.attribute("id");
-    if (!idAttr)
-        idAttr = node.append_attribute("id");
-    idAttr.set_value(id);
-    byId_[id] = node;
+    writeId(node, id, true);
+    setSlot(id, node);
     for (pugi::xml_node child = node.first_child(); child; child = child.next_sibling())
         assignIds(child);
 }

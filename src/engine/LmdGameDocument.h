@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 #include <unordered_map>
+#include <vector>
 
 #include <pugixml.hpp>
 
@@ -55,7 +56,7 @@ public:
     void unregisterSubtree(const pugi::xml_node& node);
     // Gives the node and its subtree fresh ids, parents first, and registers them.
     void assignIds(pugi::xml_node node);
-    size_t registeredNodeCount() const { return byId_.size(); }
+    size_t registeredNodeCount() const { return registered_; }
 
     // Whether any attribute value refers to a local asset ("local:<file name>").
     bool sourceHasLocalAssets() const;
@@ -73,8 +74,16 @@ public:
     static bool parse(const std::string& xml, pugi::xml_document& out, std::string* error = nullptr);
 
 private:
+    void setSlot(int id, const pugi::xml_node& node);
+    void clearSlot(int id, const pugi::xml_node& node);
+
     std::unique_ptr<pugi::xml_document> doc_;
-    std::unordered_map<int, pugi::xml_node> byId_;
+    // The ids of one load form a consecutive block, kept in a vector indexed from its first id;
+    // ids given out later (new nodes, restored subtrees) live in the map.
+    int denseBase_ = 0;
+    std::vector<pugi::xml_node> dense_;
+    std::unordered_map<int, pugi::xml_node> extra_;
+    size_t registered_ = 0;
     int version_ = 0;
     mutable size_t lastTextSize_ = 0;
     ReplacedCallback onReplaced_;

@@ -69,6 +69,7 @@ std::string LmdXmlTreeOps::fragmentOf(const pugi::xml_node& first, uint32_t coun
     pugi::xml_node n = first;
     for (uint32_t i = 0; n && i < count; ++i, n = n.next_sibling())
         LmdXmlWriter::append(out, n, options);
+    out.shrink_to_fit();  // history keeps these: no writer slack
     return out;
 }
 

@@ -1,5 +1,6 @@
 #include "engine/LmdXmlWriter.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace Lumenda3D {
@@ -19,7 +20,45 @@ struct EscapeTables {
 };
 const EscapeTables kEscapes;
 
-void appendEscaped(std::string& out, const char* s, const bool* table) {
+// Appends into a std::string through a raw pointer: std::string's own append checks and
+// bookkeeping per call cost more than the copying itself for the many tiny pieces of XML.
+class Out {
+public:
+    explicit Out(std::string& target) : s_(target), len_(target.size()) {
+        s_.resize(std::max(s_.capacity(), len_ + 4096));
+        data_ = &s_[0];
+    }
+    ~Out() { s_.resize(len_); }
+    void append(const char* p, size_t n) {
+        if (len_ + n > s_.size())
+            grow(n);
+        std::memcpy(data_ + len_, p, n);
+        len_ += n;
+    }
+    void append(const char* p) { append(p, std::strlen(p)); }
+    void push_back(char c) {
+        if (len_ + 1 > s_.size())
+            grow(1);
+        data_[len_++] = c;
+    }
+    void append(size_t n, char c) {
+        if (len_ + n > s_.size())
+            grow(n);
+        std::memset(data_ + len_, c, n);
+        len_ += n;
+    }
+
+private:
+    void grow(size_t n) {
+        s_.resize(std::max(s_.size() * 2, len_ + n + 4096));
+        data_ = &s_[0];
+    }
+    std::string& s_;
+    size_t len_;
+    char* data_ = nullptr;
+};
+
+void appendEscaped(Out& out, const char* s, const bool* table) {
     // Most values need no entity at all: find the first character that does, append the run
     // before it in one piece, and repeat.
     for (;;) {
@@ -51,7 +90,7 @@ void appendEscaped(std::string& out, const char* s, const bool* table) {
     }
 }
 
-void appendIndent(std::string& out, int depth) { out.append(static_cast<size_t>(depth) * 2, ' '); }
+void appendIndent(Out& out, int depth) { out.append(static_cast<size_t>(depth) * 2, ' '); }
 
 bool hasTextChild(const pugi::xml_node& node) {
     for (pugi::xml_node child = node.first_child(); child; child = child.next_sibling())
@@ -60,7 +99,7 @@ bool hasTextChild(const pugi::xml_node& node) {
     return false;
 }
 
-void appendCdata(std::string& out, const char* value) {
+void appendCdata(Out& out, const char* value) {
     // "]]>" cannot stand inside a CDATA section: split it across two sections.
     out.append("<![CDATA[");
     const char* p = value;
@@ -73,14 +112,14 @@ void appendCdata(std::string& out, const char* value) {
     out.append("]]>");
 }
 
-void writeNode(std::string& out, const pugi::xml_node& node, const LmdXmlWriteOptions& o, int depth, bool pretty);
+void writeNode(Out& out, const pugi::xml_node& node, const LmdXmlWriteOptions& o, int depth, bool pretty);
 
-void writeChildren(std::string& out, const pugi::xml_node& node, const LmdXmlWriteOptions& o, int depth, bool pretty) {
+void writeChildren(Out& out, const pugi::xml_node& node, const LmdXmlWriteOptions& o, int depth, bool pretty) {
     for (pugi::xml_node child = node.first_child(); child; child = child.next_sibling())
         writeNode(out, child, o, depth, pretty);
 }
 
-void writeNode(std::string& out, const pugi::xml_node& node, const LmdXmlWriteOptions& o, int depth, bool pretty) {
+void writeNode(Out& out, const pugi::xml_node& node, const LmdXmlWriteOptions& o, int depth, bool pretty) {
     switch (node.type()) {
     case pugi::node_document:
         writeChildren(out, node, o, depth, pretty);
@@ -180,7 +219,8 @@ bool LmdXmlWriter::isWritten(const pugi::xml_attribute& attribute, const LmdXmlW
     return true;
 }
 
-void LmdXmlWriter::append(std::string& out, const pugi::xml_node& node, const LmdXmlWriteOptions& options) {
+void LmdXmlWriter::append(std::string& target, const pugi::xml_node& node, const LmdXmlWriteOptions& options) {
+    Out out(target);
     writeNode(out, node, options, 0, options.indent);
 }
 

@@ -8,10 +8,13 @@
 
 namespace Lumenda3D {
 
-int Lumenda3DUtils::getNextId() {
-    static std::atomic<int> next{1};
-    return next.fetch_add(1);
+namespace {
+std::atomic<int> nextId{1};
 }
+
+int Lumenda3DUtils::getNextId() { return nextId.fetch_add(1); }
+
+int Lumenda3DUtils::reserveIds(int count) { return nextId.fetch_add(count < 0 ? 0 : count); }
 
 std::string Lumenda3DUtils::getNextIdStr() { return std::to_string(getNextId()); }
 

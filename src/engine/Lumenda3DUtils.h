@@ -10,6 +10,8 @@ public:
     // never names a different node after it.
     static int getNextId();
     static std::string getNextIdStr();
+    // Reserves `count` consecutive ids at once and returns the first.
+    static int reserveIds(int count);
 
     // Shortest decimal text that reads back as the same float ("1.1", not "1.10000002").
     static std::string formatFloat(float value);

@@ -358,3 +358,11 @@ TEST(LmdSourceFilesMemory, OneSmallEditOnALargeGameCostsUnderOnePercent) {
     files.update();
     EXPECT_LT(files.historyMemoryBytes(), size / 100);
 }
+
+TEST_F(SourceFilesTest, StructuralStepsHoldOnlyTheNodesTheyTouch) {
+    for (int i = 0; i < 100; ++i)
+        files.appendChild(level(), "Box");
+    // A hundred appended boxes: each step holds one record (its paths and the text of an empty
+    // element), not a writer buffer or a copy of the level.
+    EXPECT_LT(files.historyMemoryBytes(), 100u * 600u);
+}
