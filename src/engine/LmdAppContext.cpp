@@ -23,13 +23,18 @@
 #include <imgui.h>
 #include <imgui_internal.h>
 
+#include <algorithm>
 #include <exception>
 
 #ifndef LMD_OGRE_MEDIA_DIR
 #define LMD_OGRE_MEDIA_DIR "/usr/share/OGRE/Media"
 #endif
 #ifndef LMD_OGRE_PLUGIN_DIR
+#ifdef _WIN32
+#define LMD_OGRE_PLUGIN_DIR "." // the plugins ship next to the executable
+#else
 #define LMD_OGRE_PLUGIN_DIR "/usr/lib/x86_64-linux-gnu/OGRE"
+#endif
 #endif
 
 namespace Lumenda3D {
@@ -231,8 +236,10 @@ void LmdAppContext::setWindowSize(int width, int height) {
         return;
     if (mWindows[0].native)
         SDL_SetWindowSize(mWindows[0].native, width, height);
+    // resize() also resizes the X window through OGRE's own display connection. No
+    // windowMovedOrResized() here: it could read the old size back and undo the change; SDL's
+    // resize event calls it once the window has its new size.
     mWindows[0].render->resize(unsigned(width), unsigned(height));
-    mWindows[0].render->windowMovedOrResized();
     windowResized(mWindows[0].render);
 }
 
@@ -245,14 +252,27 @@ void LmdAppContext::setFullScreen(bool fullScreen) {
 void LmdAppContext::applyFullScreen() {
     if (mWindows.empty() || !mWindows[0].native)
         return;
-    SDL_SetWindowFullscreen(mWindows[0].native, mFullScreen ? SDL_WINDOW_FULLSCREEN_DESKTOP : 0);
-    if (!mFullScreen)
-        SDL_SetWindowSize(mWindows[0].native, mWidth, mHeight);
-    int w = 0, h = 0;
-    SDL_GetWindowSize(mWindows[0].native, &w, &h);
-    if (w > 0 && h > 0)
-        mWindows[0].render->resize(unsigned(w), unsigned(h));
-    mWindows[0].render->windowMovedOrResized();
+    SDL_Window* native = mWindows[0].native;
+    if (mFullScreen) {
+        SDL_DisplayMode desktop{};
+        if (SDL_GetDesktopDisplayMode(std::max(0, SDL_GetWindowDisplayIndex(native)), &desktop) != 0)
+            return;
+        // A borderless window that covers the screen, then the window manager's full-screen
+        // state on top. The first step alone does it where no window manager runs (Xvfb, kiosk
+        // sessions): there SDL's full-screen request changes nothing but SDL's own idea of the
+        // size, and it would ignore later size changes.
+        SDL_SetWindowBordered(native, SDL_FALSE);
+        SDL_SetWindowPosition(native, 0, 0);
+        SDL_SetWindowSize(native, desktop.w, desktop.h);
+        SDL_SetWindowFullscreen(native, SDL_WINDOW_FULLSCREEN_DESKTOP);
+        mWindows[0].render->resize(unsigned(desktop.w), unsigned(desktop.h));
+    } else {
+        SDL_SetWindowFullscreen(native, 0);
+        SDL_SetWindowBordered(native, SDL_TRUE);
+        SDL_SetWindowSize(native, mWidth, mHeight);
+        mWindows[0].render->resize(unsigned(mWidth), unsigned(mHeight));
+    }
+    // The window's real size arrives with SDL's resize event (see setWindowSize).
     windowResized(mWindows[0].render);
 }
 
@@ -542,8 +562,7 @@ std::vector<unsigned char> LmdAppContext::captureScene(Ogre::Camera* camera, int
         target->removeAllViewports();
         // The capture viewport changed the camera's aspect ratio and last viewport: put them back.
         camera->setAspectRatio(aspect);
-        if (lastViewport)
-            camera->_notifyViewport(lastViewport);
+        camera->_notifyViewport(lastViewport); // also when null: the capture viewport is gone
         return LmdImageEncoder::encodeJpeg(rgb.data(), size.width, size.height);
     } catch (const std::exception& e) {
         logError("captureScene", e);
@@ -553,8 +572,7 @@ std::vector<unsigned char> LmdAppContext::captureScene(Ogre::Camera* camera, int
     if (target)
         target->removeAllViewports();
     camera->setAspectRatio(aspect);
-    if (lastViewport)
-        camera->_notifyViewport(lastViewport);
+    camera->_notifyViewport(lastViewport);
     return {};
 }
 

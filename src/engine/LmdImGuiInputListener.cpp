@@ -5,8 +5,8 @@
 namespace Lumenda3D {
 
 void LmdImGuiInputListener::onNewFrame() {
-    mButtonsDownThisFrame.clear();
-    mKeysDownThisFrame.clear();
+    mButtonsChangedThisFrame.clear();
+    mKeysChangedThisFrame.clear();
     std::vector<Held> held;
     held.swap(mHeld);
     for (const Held& h : held) {
@@ -18,23 +18,21 @@ void LmdImGuiInputListener::onNewFrame() {
 }
 
 bool LmdImGuiInputListener::applyButton(const OgreBites::MouseButtonEvent& evt, bool down) {
-    // Hold a release of a button pressed in this frame, and everything behind an earlier held event.
-    if (!mHeld.empty() || (!down && mButtonsDownThisFrame.count(evt.button))) {
+    // A button that already went down or up in this frame waits for the next one, and so does
+    // everything behind an event that waits, to keep the order.
+    if (!mHeld.empty() || mButtonsChangedThisFrame.count(evt.button)) {
         Held h;
         h.down = down;
         h.button = evt;
         mHeld.push_back(h);
         return ImGui::GetIO().WantCaptureMouse;
     }
-    if (down) {
-        mButtonsDownThisFrame.insert(evt.button);
-        return ImGuiInputListener::mousePressed(evt);
-    }
-    return ImGuiInputListener::mouseReleased(evt);
+    mButtonsChangedThisFrame.insert(evt.button);
+    return down ? ImGuiInputListener::mousePressed(evt) : ImGuiInputListener::mouseReleased(evt);
 }
 
 bool LmdImGuiInputListener::applyKey(const OgreBites::KeyboardEvent& evt, bool down) {
-    if (!mHeld.empty() || (!down && mKeysDownThisFrame.count(evt.keysym.sym))) {
+    if (!mHeld.empty() || mKeysChangedThisFrame.count(evt.keysym.sym)) {
         Held h;
         h.isKey = true;
         h.down = down;
@@ -42,11 +40,8 @@ bool LmdImGuiInputListener::applyKey(const OgreBites::KeyboardEvent& evt, bool d
         mHeld.push_back(h);
         return ImGui::GetIO().WantCaptureKeyboard;
     }
-    if (down) {
-        mKeysDownThisFrame.insert(evt.keysym.sym);
-        return ImGuiInputListener::keyPressed(evt);
-    }
-    return ImGuiInputListener::keyReleased(evt);
+    mKeysChangedThisFrame.insert(evt.keysym.sym);
+    return down ? ImGuiInputListener::keyPressed(evt) : ImGuiInputListener::keyReleased(evt);
 }
 
 bool LmdImGuiInputListener::mousePressed(const OgreBites::MouseButtonEvent& evt) {

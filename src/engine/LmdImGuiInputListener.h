@@ -3,8 +3,9 @@
 //
 // ImGui 1.86 samples the mouse buttons and keys once per frame (in NewFrame): a press and its
 // release that arrive before the same NewFrame cancel out and the click is lost. This listener
-// holds such a release (and any button or key event after it, to keep their order) until the
-// frame after, so ImGui sees the press in one frame and the release in the next.
+// holds the second change of a button or key within one frame (and every button or key event
+// after it, to keep their order) until the next frame, so ImGui sees the press in one frame and
+// the release in the next; a double click inside one frame becomes two clicks over four frames.
 #include <OgreImGuiInputListener.h>
 
 #include <set>
@@ -37,8 +38,8 @@ private:
     bool applyButton(const OgreBites::MouseButtonEvent& evt, bool down);
     bool applyKey(const OgreBites::KeyboardEvent& evt, bool down);
 
-    std::set<int> mButtonsDownThisFrame;
-    std::set<int> mKeysDownThisFrame;
+    std::set<int> mButtonsChangedThisFrame;
+    std::set<int> mKeysChangedThisFrame;
     std::vector<Held> mHeld;
 };
 

@@ -76,6 +76,9 @@ public:
         buttonMin = ImGui::GetItemRectMin();
         buttonMax = ImGui::GetItemRectMax();
         ImGui::Text("Presses: %d", presses);
+        ImGui::SetNextItemWidth(200);
+        ImGui::InputText("Name", name, sizeof name);
+        fieldMin = ImGui::GetItemRectMin();
         ImGui::End();
     }
 
@@ -92,7 +95,8 @@ public:
     Ogre::SceneNode* cubeNode = nullptr;
     int presses = 0;
     int depthAtPress = 0;
-    ImVec2 buttonMin{0, 0}, buttonMax{0, 0};
+    ImVec2 buttonMin{0, 0}, buttonMax{0, 0}, fieldMin{0, 0};
+    char name[32] = "";
     bool captureInFrame = false;
     std::vector<unsigned char> windowJpeg, thumbJpeg, viewJpeg;
 };
@@ -218,6 +222,34 @@ int main(int argc, char** argv) {
     check(app.depthAtPress > 0, "the button saw a synthetic input depth above zero");
     check(app.getSyntheticInputDepth() == 0, "depth back to zero");
 
+    // Typing into an ImGui text field: click it, then keys (shift makes a capital).
+    auto playOut = [&app] {
+        for (int i = 0; i < 500 && app.isSyntheticInputActive(); ++i)
+            app.renderFrame();
+        app.renderFrame();
+    };
+    app.queueSyntheticClick(int(app.fieldMin.x) + 20, int(app.fieldMin.y) + 8, OgreBites::BUTTON_LEFT, 0.05f, error);
+    app.queueSyntheticKeys({"shift", "h"}, 0.05f, error);
+    app.queueSyntheticKeys({"i"}, 0.05f, error);
+    playOut();
+    check(std::string(app.name) == "Hi", "typed into the text field: '" + std::string(app.name) + "'");
+
+    // The editor camera takes a synthetic right drag (orbit) and wheel (zoom) over the scene.
+    const float yawBefore = app.getEditorCamera().getYaw().valueDegrees();
+    const float distanceBefore = app.getEditorCamera().getDistance();
+    bool busySeen = false;
+    app.queueSyntheticDrag(900, 500, 1000, 520, OgreBites::BUTTON_RIGHT, 0.2f, error);
+    for (int i = 0; i < 500 && app.isSyntheticInputActive(); ++i) {
+        app.renderFrame();
+        busySeen = busySeen || app.getEditorCamera().isBusy();
+    }
+    app.queueSyntheticScroll(900, 500, 2, error);
+    playOut();
+    check(app.getEditorCamera().getYaw().valueDegrees() != yawBefore && busySeen, "right drag orbits the camera, busy meanwhile");
+    check(!app.getEditorCamera().isBusy(), "camera no longer busy after the drag");
+    check(app.getEditorCamera().getDistance() < distanceBefore, "wheel zooms in");
+    app.getEditorCamera().setView(Ogre::Vector3(4, 3.5f, 6), Ogre::Vector3::ZERO);
+
     std::vector<std::string> bad = {"a", "hyperspace"};
     const bool refused = !app.queueSyntheticKeys(bad, 0.1f, error);
     check(refused && error.find("hyperspace") != std::string::npos && !app.isSyntheticInputActive(),
@@ -240,17 +272,41 @@ int main(int argc, char** argv) {
     checkImage(app.viewJpeg, 400, 250, "scene-from-view", folder);
     check(hasOrange(app.thumbJpeg), "scene thumbnail shows the orange cube");
     check(hasOrange(app.viewJpeg), "view from above shows the orange cube");
-    check(hasPinkNear(app.windowJpeg, bx / 2, by / 2), "window capture shows the crosshair at the click");
+    // The crosshair marks the last click or drag: the end of the camera drag.
+    const int cx = app.getSyntheticInput().crosshairX(), cy = app.getSyntheticInput().crosshairY();
+    check(cx == 1000 && cy == 520, "crosshair at the end of the last drag");
+    check(hasPinkNear(app.windowJpeg, cx / 2, cy / 2), "window capture shows the crosshair");
+    check(!hasPinkNear(app.thumbJpeg, cx * 3 / 8, cy * 3 / 8), "scene thumbnail has no crosshair (no interface layer)");
 
     // ... and between frames, full size, with timing.
     const auto captureStart = Clock::now();
-    std::vector<unsigned char> full = app.captureWindowContents(4096, 4096);
+    std::vector<unsigned char> fullJpeg = app.captureWindowContents(4096, 4096);
     const double captureMs = std::chrono::duration<double, std::milli>(Clock::now() - captureStart).count();
-    checkImage(full, 1280, 800, "window-full", folder);
-    check(hasOrange(full) && hasPinkNear(full, bx, by), "full window shows cube and crosshair");
+    checkImage(fullJpeg, 1280, 800, "window-full", folder);
+    check(hasOrange(fullJpeg) && hasPinkNear(fullJpeg, cx, cy), "full window shows cube and crosshair");
     const Ogre::Vector3 eyeBefore = app.getCameraNode()->getPosition();
     app.captureSceneFromView(200, 200, Ogre::Vector3(10, 0, 0), Ogre::Vector3::ZERO);
     check(app.getCameraNode()->getPosition() == eyeBefore, "user camera did not move for captureSceneFromView");
+
+    // Resizing from code, then full screen (on Xvfb: the 1280x800 screen).
+    app.setWindowSize(1024, 640);
+    for (int i = 0; i < 3; ++i)
+        app.renderFrame();
+    const Ogre::Vector2 resized = app.getWindowSize();
+    check(resized.x == 1024 && resized.y == 640, "window resized to " + std::to_string(int(resized.x)) + "x" +
+                                                     std::to_string(int(resized.y)));
+    checkImage(app.captureWindowContents(4096, 4096), 1024, 640, "window-resized", folder);
+    app.setFullScreen(true);
+    for (int i = 0; i < 3; ++i)
+        app.renderFrame();
+    const Ogre::Vector2 full = app.getWindowSize();
+    check(app.isFullScreen() && full.x == 1280 && full.y == 800,
+          "full screen fills the screen: " + std::to_string(int(full.x)) + "x" + std::to_string(int(full.y)));
+    app.setFullScreen(false);
+    for (int i = 0; i < 3; ++i)
+        app.renderFrame();
+    const Ogre::Vector2 windowed = app.getWindowSize();
+    check(!app.isFullScreen() && windowed.x == 1024 && windowed.y == 640, "back to the 1024x640 window");
 
     std::printf("time to first frame: %.3f s (initApp %.3f s)\n", firstFrame, initSeconds);
     std::printf("frame time: %.2f ms (%.0f fps)\n", frameMs, 1000.0 / frameMs);
