@@ -1,0 +1,43 @@
+#pragma once
+// Offered at start when the last session left an auto-save behind: the project's name, how old
+// the auto-save is, and two answers, "Recover" (load it) and "Discard" (put it aside; it stays
+// reachable from File > Recover Last Auto Save). The dialog must be answered: Escape does nothing.
+// Each answer closes the dialog and then calls its callback once.
+#include <functional>
+#include <string>
+
+#include "core/BaseUI.h"
+
+namespace Lumenda3D {
+
+class RecoverFromCrashDialog : public BaseUI {
+public:
+    static constexpr const char* kTitle = "Recover unsaved work###recoverFromCrash";
+    static constexpr const char* kRecoverLabel = "Recover##recoverFromCrash";
+    static constexpr const char* kDiscardLabel = "Discard##recoverFromCrash";
+
+    explicit RecoverFromCrashDialog(const std::string& name = "recoverFromCrashDialog");
+
+    void draw() override;
+
+    // `timestamp` is in seconds since the Unix epoch. A second show replaces a question not yet answered.
+    void show(const std::string& projectName, long long timestamp, std::function<void()> onRecover,
+              std::function<void()> onDiscard);
+    bool isOpen() const { return open_; }
+    // The message on screen; it names the project and the age of the auto-save.
+    std::string getMessage() const;
+
+    // The age of `timestamp` (seconds since the Unix epoch) now, as "5 minutes ago"; "unknown time"
+    // for 0, a negative time or one in the future.
+    static std::string formatTimeAgo(long long timestamp);
+    static std::string formatTimeAgo(long long timestamp, long long now);
+
+private:
+    bool open_ = false;
+    std::string projectName_;
+    long long timestamp_ = 0;
+    std::function<void()> onRecover_;
+    std::function<void()> onDiscard_;
+};
+
+} // namespace Lumenda3D
