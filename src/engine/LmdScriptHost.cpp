@@ -1,0 +1,11 @@
+#include "engine/LmdScriptHost.h"
+
+#include "core/LmdLog.h"
+
+namespace Lumenda3D {
+
+void LmdScriptHost::print(const std::string& text) {
+    LmdLog::message(text, LogLevel::Normal);
+}
+
+} // namespace Lumenda3D
