@@ -308,11 +308,24 @@ bool LmdAppContext::renderFrame() {
             return false;
     } catch (const std::exception& e) {
         logError("renderOneFrame", e);
+        endAbandonedImGuiFrame();
     } catch (...) {
         logUnknown("renderOneFrame");
+        endAbandonedImGuiFrame();
     }
     Ogre::RenderWindow* window = getRenderWindow();
     return window && !window->isClosed() && !isStopRequested();
+}
+
+void LmdAppContext::endAbandonedImGuiFrame() {
+    // A frame that failed half way may leave ImGui's frame open; the next NewFrame would assert.
+    ImGuiContext* context = ImGui::GetCurrentContext();
+    if (context && context->WithinFrameScope) {
+        ImGui::ErrorCheckEndFrameRecover(nullptr);
+        ImGui::EndFrame();
+    }
+    mImGuiFrameOpen = false;
+    mDrawingWindow = false;
 }
 
 void LmdAppContext::run() {

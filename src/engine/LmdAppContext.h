@@ -149,6 +149,7 @@ private:
     class WindowHook;
     void beginViewport(const Ogre::RenderTargetViewportEvent& evt);
     void drawCrosshair();
+    void endAbandonedImGuiFrame();
     void applyFullScreen();
     bool checkSimulation(std::string& error) const;
     std::vector<unsigned char> captureScene(Ogre::Camera* camera, int width, int height);

@@ -1,0 +1,712 @@
+#include "engine/Lumenda3DEngine.h"
+
+#include "core/LmdLog.h"
+#include "engine/LmdBase2D.h"
+#include "engine/LmdBase3D.h"
+#include "engine/LmdLayer2D.h"
+#include "engine/LmdMaterialFactory.h"
+#include "engine/LmdMeshLibrary.h"
+#include "engine/LmdObjectProperties.h"
+#include "engine/LmdPartialSource.h"
+#include "engine/LmdScene.h"
+#include "engine/LmdSceneReader.h"
+#include "engine/LmdSourceFiles.h"
+#include "engine/LmdValueParser.h"
+#include "engine/Lumenda3DUtils.h"
+#include "engine/ScriptParser.h"
+#include "services/LmdPaths.h"
+#include "services/MyHttpClient.h"
+
+#include <OgreCamera.h>
+#include <OgreEntity.h>
+#include <OgreSceneManager.h>
+#include <OgreSceneNode.h>
+#include <OgreViewport.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <map>
+
+namespace Lumenda3D {
+namespace {
+
+Lumenda3DEngine* gEngine = nullptr;
+
+template <typename Fn>
+void guarded(const char* where, Fn&& fn) {
+    try {
+        fn();
+    } catch (const std::exception& e) {
+        LmdLog::message(std::string("Error in ") + where + ": " + e.what());
+    } catch (...) {
+        LmdLog::message(std::string("Unknown error in ") + where);
+    }
+}
+
+// The distance along `direction` (not normalised) at which the ray enters the box; false if it misses.
+bool rayBox(const Ogre::Vector3& origin, const Ogre::Vector3& direction, const Ogre::AxisAlignedBox& box, float& t) {
+    float tMin = 0.0f, tMax = std::numeric_limits<float>::max();
+    for (int axis = 0; axis < 3; ++axis) {
+        const float o = origin[axis], d = direction[axis];
+        const float lo = box.getMinimum()[axis], hi = box.getMaximum()[axis];
+        if (std::abs(d) < 1e-12f) {
+            if (o < lo || o > hi)
+                return false;
+            continue;
+        }
+        float t1 = (lo - o) / d, t2 = (hi - o) / d;
+        if (t1 > t2)
+            std::swap(t1, t2);
+        tMin = std::max(tMin, t1);
+        tMax = std::min(tMax, t2);
+        if (tMin > tMax)
+            return false;
+    }
+    t = tMin;
+    return true;
+}
+
+LmdScriptValue typedValue(const std::string& value, const std::string& type) {
+    if (type == "number" || type == "int") {
+        double number = 0.0;
+        if (LmdValueParser::parseNumber(value, number))
+            return LmdScriptValue::ofNumber(number);
+    } else if (type == "boolean") {
+        bool flag = false;
+        if (LmdValueParser::parseBool(value, flag))
+            return LmdScriptValue::ofBoolean(flag);
+    }
+    return LmdScriptValue::ofText(value);
+}
+
+} // namespace
+
+Lumenda3DEngine::Lumenda3DEngine(const std::string& appName) : LmdAppContext(appName) {
+    gEngine = this;
+    mScriptParser = std::make_shared<ScriptParser>();
+    sourceFiles = &LmdSourceFiles::getInstance();
+    sourceFiles->attachDocument(&mDocument);
+}
+
+Lumenda3DEngine::~Lumenda3DEngine() {
+    // Scene objects live in OGRE's scene manager: they go before the context shuts OGRE down.
+    if (getSceneManager())
+        mEditScene.reset();
+    else
+        mEditScene.release(); // OGRE is gone and took the objects with it
+    if (sourceFiles && sourceFiles->getDocument() == &mDocument)
+        sourceFiles->attachDocument(nullptr);
+    if (mHttpClient)
+        mHttpClient->shutdown();
+    if (gEngine == this)
+        gEngine = nullptr;
+}
+
+Lumenda3DEngine* Lumenda3DEngine::getEngine() {
+    return gEngine;
+}
+
+void Lumenda3DEngine::setup() {
+    LmdAppContext::setup();
+    guarded("setupEngine", [&] {
+        setupAssets();
+        mMaterials = std::make_unique<LmdMaterialFactory>(mAssets);
+        mMeshes = std::make_unique<LmdMeshLibrary>(mAssets, *mMaterials, mFaults);
+        mFonts.install();
+        mEditScene = makeScene(true);
+        if (mDocument.getSourceXml())
+            rebuildEditScene(mCurrentLevel);
+    });
+}
+
+void Lumenda3DEngine::onClose() {
+    guarded("onClose", [&] {
+        clearSelectedObjects();
+        mEditScene.reset();
+        mMeshes.reset();
+        mMaterials.reset();
+    });
+    LmdAppContext::onClose();
+}
+
+std::unique_ptr<LmdScene> Lumenda3DEngine::makeScene(bool editMode) {
+    LmdSceneBuilder::Services services;
+    services.sceneManager = getSceneManager();
+    services.materials = mMaterials.get();
+    services.meshes = mMeshes.get();
+    services.faults = &mFaults;
+    return std::make_unique<LmdScene>(services, editMode);
+}
+
+// --- Document --------------------------------------------------------------------------------
+
+pugi::xml_document* Lumenda3DEngine::getSourceXml() {
+    return mDocument.getSourceXml();
+}
+
+std::string Lumenda3DEngine::getSourceXmlString(bool withIds, bool forStorage) const {
+    return mDocument.getSourceXmlString(withIds, forStorage);
+}
+
+bool Lumenda3DEngine::setXmlSourceString(const std::string& xml) {
+    // Parse first: bad text must leave the document and the scene alone.
+    pugi::xml_document probe;
+    if (!LmdGameDocument::parse(xml, probe))
+        return mDocument.setXmlSourceString(xml); // logs nothing, returns false, keeps the old one
+    forgetDocumentNodes();
+    const bool ok = mDocument.setXmlSourceString(xml);
+    if (ok)
+        mFaults.reset(); // a new document reports its faults anew
+    return ok;
+}
+
+int Lumenda3DEngine::getSourceVersion() const {
+    return mDocument.getSourceVersion();
+}
+
+pugi::xml_node Lumenda3DEngine::getXmlNodeById(int id) const {
+    return mDocument.getXmlNodeById(id);
+}
+
+void Lumenda3DEngine::registerXmlNode(const pugi::xml_node& node) {
+    mDocument.registerXmlNode(node);
+}
+
+bool Lumenda3DEngine::sourceHasLocalAssets() const {
+    return mDocument.sourceHasLocalAssets();
+}
+
+std::string Lumenda3DEngine::getAssetsXmlString() const {
+    return mDocument.getAssetsXmlString(mScriptParser ? mScriptParser->getCodeSchema() : nullptr);
+}
+
+void Lumenda3DEngine::forgetDocumentNodes() {
+    if (!mEditScene)
+        return;
+    // The old document's nodes die with it: the scene keeps its objects (shown until the
+    // rebuild) but no handle into the old tree.
+    mEditScene->forgetNodes();
+}
+
+void Lumenda3DEngine::rebuildLevelDescription(LmdScene& scene, const pugi::xml_node& level) {
+    LmdSceneReader reader = mScriptParser->reader(mFaults);
+    scene.setLevelDesc(reader.readLevelDesc(level));
+}
+
+// --- Running and partial updates -------------------------------------------------------------
+
+void Lumenda3DEngine::rebuildEditScene(const std::string& level) {
+    if (!mEditScene || !mScriptParser)
+        return;
+    clearSelectedObjects();
+    mEditScene->clear();
+    mMeshes->clearDocumentResources();
+    mMaterials->clearDocumentResources();
+    const pugi::xml_node root = mDocument.root();
+    mScriptParser->buildScene(*mEditScene, root, std::string(), mFaults);
+    const std::vector<std::string> levels = getLevelNames();
+    std::string shown = level;
+    if (std::find(levels.begin(), levels.end(), shown) == levels.end())
+        shown = levels.empty() ? std::string() : levels.front();
+    mCurrentLevel = shown;
+    mEditScene->showLevel(shown, getViewport());
+    previewTexts(*mEditScene);
+    fireEvents(LmdEventSceneLoaded, std::make_shared<LmdEvent>(LmdEventSceneLoaded));
+}
+
+void Lumenda3DEngine::previewTexts(LmdScene& scene) {
+    const pugi::xml_node root = mDocument.root();
+    for (LmdBase2D* element : scene.elements()) {
+        const std::string& text = element->getDesc().text;
+        if (text.find('{') == std::string::npos)
+            continue;
+        // Starting values of the variables the level and the game declare.
+        std::map<std::string, std::string> values;
+        auto collect = [&values](const pugi::xml_node& scope) {
+            for (pugi::xml_node var = scope.child("Var"); var; var = var.next_sibling("Var"))
+                values.emplace(var.attribute("name").value(), var.attribute("value").as_string("0"));
+        };
+        collect(LmdSceneReader::findLevel(root, element->getLevel()));
+        collect(root);
+        std::string shown;
+        for (size_t i = 0; i < text.size(); ++i) {
+            const size_t close = text[i] == '{' ? text.find('}', i) : std::string::npos;
+            if (close != std::string::npos) {
+                const std::string name = std::string(LmdValueParser::trim(text.substr(i + 1, close - i - 1)));
+                auto found = values.find(name);
+                if (found != values.end()) {
+                    std::string value = found->second;
+                    if (value.size() >= 2 && (value.front() == '"' || value.front() == '\''))
+                        value = value.substr(1, value.size() - 2);
+                    shown += value;
+                    i = close;
+                    continue;
+                }
+            }
+            shown += text[i];
+        }
+        element->setText(shown);
+    }
+}
+
+void Lumenda3DEngine::updateScript(bool, std::function<void()> done, bool keepLevel) {
+    mLoading = true;
+    const int serial = ++mLoadSerial;
+    const std::string level = keepLevel ? mCurrentLevel : std::string();
+    deferAction([this, serial, level, done] {
+        // A newer request rebuilds anyway: only the last one does the work, all complete.
+        if (serial == mLoadSerial) {
+            guarded("updateScript", [&] { rebuildEditScene(level); });
+            mLoading = false;
+        }
+        if (done)
+            guarded("updateScript done", done);
+    });
+}
+
+void Lumenda3DEngine::runPartialSource(pugi::xml_node node, pugi::xml_node parent) {
+    (void)parent; // the node's own place in the document tells where it stands
+    if (!node || !mEditScene || !mScriptParser)
+        return;
+    guarded("runPartialSource", [&] {
+        LmdSceneFaults quietFaults;
+        LmdSceneReader reader = mScriptParser->reader(quietFaults);
+        const LmdSceneReader::Role role = reader.roleOf(node.name());
+        if (role == LmdSceneReader::Role::Part) {
+            // A model's VertexList or Animation: the model is rebuilt with it.
+            if (pugi::xml_node owner = reader.enclosingObject(node))
+                rebuildNode(*mEditScene, owner.attribute("id").as_int(0));
+            return;
+        }
+        LmdSceneDescription part;
+        mScriptParser->describeSubtree(node, part, mFaults);
+        mEditScene->addPart(part);
+        if (role == LmdSceneReader::Role::Declaration) {
+            // A new Material may be what objects' `texture` named all along.
+            for (LmdBase3D* object : mEditScene->objects())
+                mEditScene->builder().applyLooks(*object, mEditScene->description());
+        }
+        previewTexts(*mEditScene);
+        mEditScene->refreshEnvironment(getViewport());
+    });
+}
+
+bool Lumenda3DEngine::shouldRunPartialSource(const std::string& nameOrAttribute, pugi::xml_node node) {
+    return mScriptParser && mScriptParser->shouldRunPartialSource(nameOrAttribute, node);
+}
+
+void Lumenda3DEngine::rebuildNode(LmdScene& scene, int xmlId) {
+    const pugi::xml_node node = mDocument.getXmlNodeById(xmlId);
+    if (!node)
+        return;
+    const bool wasSelected = mSelected && mSelected->getXmlId() == xmlId;
+    if (wasSelected)
+        clearSelectedObjects();
+    scene.removeNode(xmlId);
+    LmdSceneDescription part;
+    mScriptParser->describeSubtree(node, part, mFaults);
+    // In a play scene only the level being played is built.
+    if (!scene.isEditMode()) {
+        auto away = [&scene](const std::string& level) { return !level.empty() && level != scene.getShownLevel(); };
+        part.objects.erase(std::remove_if(part.objects.begin(), part.objects.end(),
+                                          [&](const LmdObjectDesc& o) { return away(o.level); }),
+                           part.objects.end());
+        part.elements.erase(std::remove_if(part.elements.begin(), part.elements.end(),
+                                           [&](const LmdElementDesc& e) { return away(e.level); }),
+                            part.elements.end());
+    }
+    scene.addPart(part);
+    if (wasSelected && &scene == mEditScene.get())
+        setSelectedObject(scene.objectByXmlId(xmlId));
+}
+
+bool Lumenda3DEngine::applyAttribute(LmdScene& scene, int xmlId, const std::string& attribute,
+                                     const std::string& value, const std::string& type, bool playing) {
+    const pugi::xml_node node = mDocument.getXmlNodeById(xmlId);
+    LmdSceneFaults quiet;
+    quiet.setLogging(false);
+    const LmdSceneReader reader = mScriptParser->reader(quiet);
+    const LmdSceneReader::Role role = node ? reader.roleOf(node.name()) : LmdSceneReader::Role::Unknown;
+    const LmdScriptValue typed = typedValue(value, type);
+
+    // Declarations and levels: re-read from the document (it already holds the value).
+    if (role == LmdSceneReader::Role::Declaration || role == LmdSceneReader::Role::Level) {
+        if (role == LmdSceneReader::Role::Declaration && std::string(node.name()) == "LoadSound")
+            return true; // read again when the game starts
+        if (role == LmdSceneReader::Role::Declaration) {
+            LmdSceneDescription part;
+            mScriptParser->describeSubtree(node, part, mFaults);
+            scene.addPart(part);
+            for (LmdBase3D* object : scene.objects())
+                scene.builder().applyLooks(*object, scene.description());
+        } else {
+            rebuildLevelDescription(scene, node);
+        }
+        scene.refreshEnvironment(getViewport());
+        return true;
+    }
+    if (role == LmdSceneReader::Role::Part) {
+        if (pugi::xml_node owner = reader.enclosingObject(node))
+            rebuildNode(scene, owner.attribute("id").as_int(0));
+        return true;
+    }
+
+    bool taken = false;
+    for (LmdBase3D* object : scene.objectsOfXmlId(xmlId)) {
+        if (attribute == "name") {
+            scene.renameObject(object, value);
+            taken = true;
+            continue;
+        }
+        LmdObjectProperties::Context context{&scene, mMaterials.get(), nullptr, getViewport()};
+        if (playing)
+            context.physics = physicsFor(scene);
+        if (LmdObjectProperties::set(context, *object, attribute, typed) ||
+            (attribute == "texture" && value.empty() && LmdObjectProperties::set(context, *object, "texture", typed))) {
+            taken = true;
+        }
+    }
+    if (!taken && !scene.objectsOfXmlId(xmlId).empty() &&
+        LmdPartialSource::attributeUpdate(node.name(), attribute, reader) == LmdPartialSource::AttributeUpdate::Rebuild) {
+        rebuildNode(scene, xmlId);
+        taken = true;
+    }
+    if (LmdBase2D* element = scene.elementByXmlId(xmlId)) {
+        if (attribute == "picture") {
+            element->desc().picture = value;
+            scene.builder().loadPicture(*element);
+            taken = true;
+        } else if (attribute == "name") {
+            element->desc().name = value;
+            taken = true;
+        } else {
+            taken = element->setProperty(attribute, typed) || taken;
+            if (attribute == "text" && scene.isEditMode())
+                element->desc().text = value, previewTexts(scene);
+        }
+    }
+    if (role == LmdSceneReader::Role::Object3D && attribute != "name")
+        scene.refreshEnvironment(getViewport()); // ambient lights, visibility of lights
+    return taken;
+}
+
+bool Lumenda3DEngine::updateLuaAttribute(int xmlId, const std::string& attribute, const std::string& value,
+                                         const std::string& type) {
+    bool taken = false;
+    guarded("updateLuaAttribute", [&] {
+        if (mEditScene && mScriptParser)
+            taken = applyAttribute(*mEditScene, xmlId, attribute, value, type, false);
+    });
+    return taken;
+}
+
+void Lumenda3DEngine::rebuildMaterialObject(int xmlId, bool) {
+    guarded("rebuildMaterialObject", [&] {
+        if (!mEditScene)
+            return;
+        const pugi::xml_node node = mDocument.getXmlNodeById(xmlId);
+        if (node && std::string(node.name()) == "Material") {
+            LmdSceneDescription part;
+            mScriptParser->describeSubtree(node, part, mFaults);
+            mEditScene->addPart(part);
+            for (LmdBase3D* object : mEditScene->objects())
+                mEditScene->builder().applyLooks(*object, mEditScene->description());
+            return;
+        }
+        for (LmdBase3D* object : mEditScene->objectsOfXmlId(xmlId))
+            mEditScene->builder().applyLooks(*object, mEditScene->description());
+        if (node && (std::string(node.name()) == "SkyBox" || std::string(node.name()) == "Fog")) {
+            LmdSceneDescription part;
+            mScriptParser->describeSubtree(node, part, mFaults);
+            mEditScene->addPart(part);
+            mEditScene->refreshEnvironment(getViewport());
+        }
+    });
+}
+
+void Lumenda3DEngine::applyObjectAutoScale(int xmlId) {
+    guarded("applyObjectAutoScale", [&] {
+        if (mEditScene)
+            rebuildNode(*mEditScene, xmlId);
+    });
+}
+
+void Lumenda3DEngine::stop(std::function<void()> done) {
+    if (done)
+        guarded("stop done", done);
+}
+
+void Lumenda3DEngine::clear() {
+    guarded("clear", [&] {
+        clearSelectedObjects();
+        if (mEditScene)
+            mEditScene->clear();
+        if (mEditScene)
+            mEditScene->showLevel(std::string(), getViewport());
+        mCurrentLevel.clear();
+    });
+}
+
+void Lumenda3DEngine::deferAction(std::function<void()> action) {
+    if (action)
+        mDeferred.push_back(std::move(action));
+}
+
+void Lumenda3DEngine::setupAssets() {
+    LmdPaths::ensureDir(mAssets.getCacheDir());
+}
+
+void Lumenda3DEngine::refreshLocalAssets() {
+    // Files may have changed on disk: read everything again with the next build.
+    updateScript(isRunning(), nullptr, true);
+}
+
+void Lumenda3DEngine::setLocalAssetsDir(const std::string& dir) {
+    mAssets.setLocalAssetsDir(dir);
+}
+
+void Lumenda3DEngine::setGameDir(const std::string& dir) {
+    mAssets.setGameDir(dir);
+}
+
+// --- Scene and selection ---------------------------------------------------------------------
+
+void Lumenda3DEngine::setLevel(const std::string& name) {
+    guarded("setLevel", [&] {
+        const std::vector<std::string> levels = getLevelNames();
+        if (!name.empty() && std::find(levels.begin(), levels.end(), name) == levels.end()) {
+            LmdLog::message("setLevel: the game has no level named '" + name + "'");
+            return;
+        }
+        mCurrentLevel = name;
+        if (mSelected && !mSelected->getLevel().empty() && mSelected->getLevel() != name)
+            clearSelectedObjects();
+        if (mEditScene && getActiveScene() == mEditScene.get())
+            mEditScene->showLevel(name, getViewport());
+        fireEvents(LmdEventLevelChanged, std::make_shared<LmdLevelChangedEvent>(name, false));
+    });
+}
+
+std::vector<std::string> Lumenda3DEngine::getLevelNames() const {
+    return LmdSceneReader::levelNames(mDocument.root());
+}
+
+void Lumenda3DEngine::addEditorLevel(const std::string& name) {
+    guarded("addEditorLevel", [&] {
+        pugi::xml_node root = mDocument.root();
+        if (!root || name.empty())
+            return;
+        pugi::xml_node level = sourceFiles ? sourceFiles->appendChild(root, "Level") : root.append_child("Level");
+        if (sourceFiles)
+            sourceFiles->setAttribute(level, "name", name);
+        else
+            level.append_attribute("name") = name.c_str();
+        level.attribute("id") ? level.attribute("id").set_value(Lumenda3DUtils::getNextId())
+                              : level.append_attribute("id").set_value(Lumenda3DUtils::getNextId());
+        registerXmlNode(level);
+        runPartialSource(level, root);
+        setLevel(name);
+    });
+}
+
+void Lumenda3DEngine::setSelectedObject(LmdBase3D* object) {
+    if (mSelected && mSelected->getNode())
+        mSelected->getNode()->showBoundingBox(false);
+    mSelected = object;
+    if (mSelected && mSelected->getNode() && getActiveScene() == mEditScene.get())
+        mSelected->getNode()->showBoundingBox(true);
+}
+
+void Lumenda3DEngine::clearSelectedObjects() {
+    setSelectedObject(nullptr);
+}
+
+LmdBase3D* Lumenda3DEngine::getObjByXmlId(int xmlId) const {
+    LmdScene* scene = getActiveScene();
+    return scene ? scene->objectByXmlId(xmlId) : nullptr;
+}
+
+LmdBase2D* Lumenda3DEngine::get2DObjectByXmlId(int xmlId) const {
+    LmdScene* scene = getActiveScene();
+    return scene ? scene->elementByXmlId(xmlId) : nullptr;
+}
+
+std::vector<LmdBase3D*> Lumenda3DEngine::getObjectList() const {
+    LmdScene* scene = getActiveScene();
+    return scene ? scene->objects() : std::vector<LmdBase3D*>();
+}
+
+std::vector<LmdBase2D*> Lumenda3DEngine::get2DObjectList() const {
+    LmdScene* scene = getActiveScene();
+    return scene ? scene->elements() : std::vector<LmdBase2D*>();
+}
+
+LmdBase3D* Lumenda3DEngine::pickObject(int x, int y) const {
+    LmdScene* scene = getActiveScene();
+    Ogre::Camera* camera = getCamera();
+    Ogre::Viewport* viewport = getViewport();
+    if (!scene || !camera || !viewport || viewport->getActualWidth() <= 0 || viewport->getActualHeight() <= 0)
+        return nullptr;
+    const Ogre::Ray ray = camera->getCameraToViewportRay(float(x - viewport->getActualLeft()) / float(viewport->getActualWidth()),
+                                                         float(y - viewport->getActualTop()) / float(viewport->getActualHeight()));
+    LmdBase3D* best = nullptr;
+    float bestT = std::numeric_limits<float>::max();
+    for (LmdBase3D* object : scene->objects()) {
+        if (!object->getNode() || !scene->isShownNow(*object) || !object->isShown() || object->getMask() == 0)
+            continue;
+        const Ogre::AxisAlignedBox local = object->getLocalBounds();
+        if (local.isNull() || local.isInfinite())
+            continue;
+        // The ray in the object's own frame meets the box its entity spans there.
+        const Ogre::Affine3 inverse = object->getNode()->_getFullTransform().inverse();
+        const Ogre::Vector3 origin = inverse * ray.getOrigin();
+        const Ogre::Vector3 direction = inverse.linear() * ray.getDirection();
+        float t = 0.0f;
+        if (rayBox(origin, direction, local, t) && t < bestT) {
+            bestT = t;
+            best = object;
+        }
+    }
+    return best;
+}
+
+std::vector<Ogre::Entity*> Lumenda3DEngine::getEntitiesUnderScreenPoint(int x, int y) const {
+    std::vector<Ogre::Entity*> entities;
+    // Peel objects off one at a time: the nearest first.
+    LmdScene* scene = getActiveScene();
+    if (!scene)
+        return entities;
+    std::vector<std::pair<float, Ogre::Entity*>> hits;
+    Ogre::Camera* camera = getCamera();
+    Ogre::Viewport* viewport = getViewport();
+    if (!camera || !viewport || viewport->getActualWidth() <= 0)
+        return entities;
+    const Ogre::Ray ray = camera->getCameraToViewportRay(float(x) / float(viewport->getActualWidth()),
+                                                         float(y) / float(viewport->getActualHeight()));
+    for (LmdBase3D* object : scene->objects()) {
+        if (!object->getEntity() || !scene->isShownNow(*object) || !object->isShown())
+            continue;
+        const Ogre::Affine3 inverse = object->getNode()->_getFullTransform().inverse();
+        float t = 0.0f;
+        if (rayBox(inverse * ray.getOrigin(), inverse.linear() * ray.getDirection(), object->getLocalBounds(), t))
+            hits.emplace_back(t, object->getEntity());
+    }
+    std::sort(hits.begin(), hits.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
+    for (const auto& hit : hits)
+        entities.push_back(hit.second);
+    return entities;
+}
+
+LmdBase2D* Lumenda3DEngine::pick2DObject(int x, int y) const {
+    LmdScene* scene = getActiveScene();
+    return scene ? LmdLayer2D::hit(scene->elements(), scene->getShownLevel(), float(x), float(y)) : nullptr;
+}
+
+Ogre::Vector3 Lumenda3DEngine::convert2DTo3D(const ImVec2& screen) const {
+    Ogre::Camera* camera = getCamera();
+    Ogre::Viewport* viewport = getViewport();
+    if (!camera || !viewport || viewport->getActualWidth() <= 0 || viewport->getActualHeight() <= 0)
+        return Ogre::Vector3::ZERO;
+    const Ogre::Ray ray = camera->getCameraToViewportRay(screen.x / float(viewport->getActualWidth()),
+                                                         screen.y / float(viewport->getActualHeight()));
+    const Ogre::Plane placing(Ogre::Vector3::UNIT_Y, 0.0f);
+    const std::pair<bool, Ogre::Real> hit = ray.intersects(placing);
+    if (hit.first && hit.second > 0.0f && hit.second < 10000.0f)
+        return ray.getPoint(hit.second);
+    return ray.getPoint(10.0f);
+}
+
+ImVec2 Lumenda3DEngine::getSceneCenterScreenPos() const {
+    const Ogre::Vector2 size = getWindowSize();
+    return ImVec2(mInsetLeft + (size.x - mInsetLeft) * 0.5f, mInsetTop + (size.y - mInsetTop) * 0.5f);
+}
+
+void Lumenda3DEngine::setViewInsets(float left, float top) {
+    mInsetLeft = std::max(left, 0.0f);
+    mInsetTop = std::max(top, 0.0f);
+}
+
+void Lumenda3DEngine::onObjectClicked(LmdBase3D* object) {
+    setSelectedObject(object);
+}
+
+// --- Services and events ---------------------------------------------------------------------
+
+std::shared_ptr<MyHttpClient> Lumenda3DEngine::getHttpClient() {
+    if (!mHttpClient)
+        mHttpClient = std::make_shared<MyHttpClient>();
+    return mHttpClient;
+}
+
+void Lumenda3DEngine::addEventListener(LmdEventEnum id, std::function<void(std::shared_ptr<LmdEvent>)> listener,
+                                       LmdListenerMode mode) {
+    mEvents.addListener(id, std::move(listener), mode);
+}
+
+void Lumenda3DEngine::fireEvents(LmdEventEnum id, std::shared_ptr<LmdEvent> event) {
+    mEvents.fire(id, event);
+}
+
+void Lumenda3DEngine::logToServer(const std::string& text) {
+    LmdLog::message(text);
+}
+
+// --- Frame -----------------------------------------------------------------------------------
+
+bool Lumenda3DEngine::frameStarted(const Ogre::FrameEvent& evt) {
+    LmdAppContext::frameStarted(evt); // input
+    if (!mDeferred.empty()) {
+        std::vector<std::function<void()>> due;
+        due.swap(mDeferred);
+        for (auto& action : due)
+            guarded("deferAction", action);
+    }
+    guarded("frameUpdate", [&] { frameUpdate(evt.timeSinceLastFrame); });
+    return true;
+}
+
+bool Lumenda3DEngine::frameRenderingQueued(const Ogre::FrameEvent& evt) {
+    const bool result = LmdAppContext::frameRenderingQueued(evt);
+    guarded("frameRenderingQueued", [&] {
+        if (mHttpClient)
+            mHttpClient->pump();
+        if (sourceFiles)
+            sourceFiles->update();
+    });
+    return result;
+}
+
+void Lumenda3DEngine::preViewportUpdate(const Ogre::RenderTargetViewportEvent& evt) {
+    LmdAppContext::preViewportUpdate(evt);
+    if (!evt.source || !evt.source->getOverlaysEnabled() || !ImGui::GetCurrentContext())
+        return;
+    guarded("draw2D", [&] {
+        LmdScene* scene = getActiveScene();
+        if (!scene)
+            return;
+        const Ogre::Vector2 size = getWindowSize();
+        LmdLayer2D::draw(ImGui::GetBackgroundDrawList(), scene->elements(), scene->getShownLevel(), size.x, size.y,
+                         &mFonts);
+    });
+}
+
+bool Lumenda3DEngine::mousePressed(const OgreBites::MouseButtonEvent& evt) {
+    if (evt.button == OgreBites::BUTTON_LEFT) {
+        mPressX = evt.x;
+        mPressY = evt.y;
+    }
+    return LmdAppContext::mousePressed(evt);
+}
+
+bool Lumenda3DEngine::mouseReleased(const OgreBites::MouseButtonEvent& evt) {
+    const bool handled = LmdAppContext::mouseReleased(evt);
+    if (evt.button == OgreBites::BUTTON_LEFT && std::abs(evt.x - mPressX) <= 3 && std::abs(evt.y - mPressY) <= 3 &&
+        !getEditorCamera().isBusy() && getActiveScene() == mEditScene.get()) {
+        guarded("pick", [&] { onObjectClicked(pickObject(evt.x, evt.y)); });
+    }
+    mPressX = mPressY = -1000;
+    return handled;
+}
+
+} // namespace Lumenda3D

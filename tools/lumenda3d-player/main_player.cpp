@@ -1,0 +1,171 @@
+// lumenda3d-player: plays one game file without the editor.
+//
+//   lumenda3d-player [--fullscreen] [--size WxH] [--frames N] [--screenshot file.jpg] <game.xml>
+//
+// The game's files (pictures, models, sounds) are looked for beside the game file, then in the
+// media folder. --frames and --screenshot are for tests and trailers: play N frames, write a
+// capture of the window (PNG for a .png name, JPEG otherwise) and leave. A missing or unreadable
+// file, a text that is not a game, or bad options give a message on stderr and exit code 2.
+#include "core/LmdLog.h"
+#include "engine/LmdGameDocument.h"
+#include "engine/LmdImageEncoder.h"
+#include "engine/LmdRuntime.h"
+
+#include <lodepng.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <sstream>
+#include <string>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+struct Options {
+    bool fullScreen = false;
+    int width = 1280, height = 800;
+    long frames = -1;
+    std::string screenshot;
+    std::string game;
+};
+
+int usage(const std::string& problem) {
+    if (!problem.empty())
+        std::cerr << "lumenda3d-player: " << problem << "\n";
+    std::cerr << "usage: lumenda3d-player [--fullscreen] [--size WxH] [--frames N] [--screenshot file] <game.xml>\n";
+    return 2;
+}
+
+bool parseSize(const std::string& text, int& width, int& height) {
+    const size_t x = text.find_first_of("xX");
+    if (x == std::string::npos)
+        return false;
+    char* end = nullptr;
+    const long w = std::strtol(text.c_str(), &end, 10);
+    if (end != text.c_str() + x)
+        return false;
+    const long h = std::strtol(text.c_str() + x + 1, &end, 10);
+    if (*end || w < 64 || h < 64 || w > 16384 || h > 16384)
+        return false;
+    width = int(w);
+    height = int(h);
+    return true;
+}
+
+class Player : public Lumenda3D::LmdRuntime {
+public:
+    Player(std::string xml, std::string gameDir)
+        : LmdRuntime("Lumenda3DPlayer"), mXml(std::move(xml)), mGameDir(std::move(gameDir)) {}
+
+    void setup() override {
+        LmdRuntime::setup();
+        setGameDir(mGameDir);
+        setStandalone(true);
+        if (!setXmlSourceString(mXml))
+            return;
+        rebuildEditScene(std::string());
+        play();
+    }
+
+private:
+    std::string mXml;
+    std::string mGameDir;
+};
+
+} // namespace
+
+int main(int argc, char** argv) {
+    Options options;
+    for (int i = 1; i < argc; ++i) {
+        const std::string arg = argv[i];
+        if (arg == "--fullscreen") {
+            options.fullScreen = true;
+        } else if (arg == "--size" && i + 1 < argc) {
+            if (!parseSize(argv[++i], options.width, options.height))
+                return usage(std::string("--size takes WIDTHxHEIGHT, e.g. 1280x720, not '") + argv[i] + "'");
+        } else if (arg == "--frames" && i + 1 < argc) {
+            options.frames = std::strtol(argv[++i], nullptr, 10);
+        } else if (arg == "--screenshot" && i + 1 < argc) {
+            options.screenshot = argv[++i];
+        } else if (arg == "--help" || arg == "-h") {
+            usage("");
+            return 0;
+        } else if (!arg.empty() && arg[0] == '-') {
+            return usage("unknown option '" + arg + "'");
+        } else if (options.game.empty()) {
+            options.game = arg;
+        } else {
+            return usage("only one game file, please");
+        }
+    }
+    if (options.game.empty())
+        return usage("no game file given");
+
+    std::ifstream file(options.game, std::ios::binary);
+    std::error_code ec;
+    if (!file || fs::is_directory(options.game, ec)) {
+        std::cerr << "lumenda3d-player: cannot read the game file '" << options.game << "'\n";
+        return 2;
+    }
+    std::stringstream text;
+    text << file.rdbuf();
+    const std::string xml = text.str();
+    pugi::xml_document probe;
+    std::string error;
+    if (!Lumenda3D::LmdGameDocument::parse(xml, probe, &error)) {
+        std::cerr << "lumenda3d-player: '" << options.game << "' is not a game file: " << error << "\n";
+        return 2;
+    }
+    const pugi::xml_node root = probe.document_element();
+    if (std::strcmp(root.name(), Lumenda3D::LmdGameDocument::kRootElement) != 0) {
+        std::cerr << "lumenda3d-player: '" << options.game << "' is not a game file: its root element is <"
+                  << root.name() << ">, a game's is <" << Lumenda3D::LmdGameDocument::kRootElement << ">\n";
+        return 2;
+    }
+
+    const std::string gameDir = fs::absolute(options.game, ec).parent_path().string();
+    Player player(xml, gameDir);
+    player.setWindowSize(options.width, options.height);
+    player.setFullScreen(options.fullScreen);
+    try {
+        player.initApp();
+    } catch (const std::exception& e) {
+        std::cerr << "lumenda3d-player: cannot open the game window: " << e.what() << "\n";
+        return 1;
+    }
+    if (!player.isReady()) {
+        std::cerr << "lumenda3d-player: cannot open the game window\n";
+        return 1;
+    }
+    if (options.frames < 0) {
+        player.run();
+        return 0;
+    }
+    for (long frame = 0; frame < options.frames && player.renderFrame(); ++frame) {
+    }
+    int result = 0;
+    if (!options.screenshot.empty()) {
+        bool written = false;
+        if (fs::path(options.screenshot).extension() == ".png") {
+            std::vector<unsigned char> rgb;
+            int w = 0, h = 0;
+            written = player.readWindowPixels(rgb, w, h) &&
+                      lodepng_encode24_file(options.screenshot.c_str(), rgb.data(), unsigned(w), unsigned(h)) == 0;
+        } else {
+            const std::vector<unsigned char> jpeg = player.captureWindowContents(options.width, options.height);
+            std::ofstream out(options.screenshot, std::ios::binary);
+            written = !jpeg.empty() && out.write(reinterpret_cast<const char*>(jpeg.data()), std::streamsize(jpeg.size()));
+        }
+        if (!written) {
+            std::cerr << "lumenda3d-player: the screenshot could not be written\n";
+            result = 1;
+        }
+    }
+    player.onClose();
+    return result;
+}
