@@ -7,6 +7,7 @@
 
 #include "engine/CodeSchema.h"
 #include "engine/SchemaValidator.h"
+#include "engine/ScriptParser.h"
 #include "services/XmlMerge.h"
 
 namespace Lumenda3D {
@@ -30,6 +31,19 @@ std::vector<std::string> AiXmlEdit::introducedViolations(const std::string& befo
                                [&old](const std::string& v) { return std::find(old.begin(), old.end(), v) != old.end(); }),
                 found.end());
     return found;
+}
+
+const CodeSchema* AiXmlEdit::engineSchema() {
+    const ScriptParser* parser = ScriptParser::getInstance();
+    return parser && parser->hasSchema() ? parser->getCodeSchema() : nullptr;
+}
+
+std::vector<std::string> AiXmlEdit::validateAgainstSchema(const std::string& xml) {
+    return validateAgainstSchema(xml, engineSchema());
+}
+
+std::vector<std::string> AiXmlEdit::introducedViolations(const std::string& before, const std::string& after) {
+    return introducedViolations(before, after, engineSchema());
 }
 
 std::string AiXmlEdit::buildEditedXml(const nlohmann::json& ops, const std::string& currentXml, std::string& error) {

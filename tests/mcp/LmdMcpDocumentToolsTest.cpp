@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "FakeMcpEditor.h"
+#include "engine/ScriptParser.h"
 #include "mcp/AiXmlEdit.h"
 #include "mcp/LmdMcpTools.h"
 
@@ -53,6 +54,15 @@ TEST(RevisionOf, UsesItsOwnStartValue) {
     EXPECT_EQ(LmdMcpTools::revisionOf(""), "14650fb0739d0383");
     EXPECT_EQ(LmdMcpTools::revisionOf("a").size(), 16u);
     EXPECT_NE(LmdMcpTools::revisionOf("<A/>"), LmdMcpTools::revisionOf("<B/>"));
+}
+
+TEST(AiXmlEdit, ValidatesWithTheEngineSchemaWhenGivenNone) {
+    const std::string bad = "<KiteBench3D><Gizmo/></KiteBench3D>";
+    ScriptParser parser(LMD_SOURCE_MEDIA_DIR "/codeSchema.xml");
+    ASSERT_EQ(AiXmlEdit::engineSchema(), parser.getCodeSchema());
+    EXPECT_EQ(AiXmlEdit::validateAgainstSchema(bad).size(), 1u);
+    EXPECT_EQ(AiXmlEdit::introducedViolations(bad, bad), std::vector<std::string>{});
+    EXPECT_EQ(AiXmlEdit::validateAgainstSchema(bad, nullptr), std::vector<std::string>{});
 }
 
 TEST_F(DocumentToolsTest, GetGameXmlAndStatusShareTheRevisionOfTheAgentForm) {
