@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs what Lumenda3D needs on Debian 12, builds it, and either runs it or tests it.
-#   tools/setup.sh run    install, build, start the program
+#   tools/setup.sh run    install, build, register Lumenda3DApp:// links, start the editor
 #   tools/setup.sh test   install, build, run every test (also under ASan/UBSan)
 #   tools/setup.sh build  install and build only
 # Safe to run again: it installs only missing packages and builds incrementally.
@@ -51,6 +51,44 @@ run_tests() {
   rm -rf "$home"
 }
 
+# Registers the editor for "Lumenda3DApp://" links, for this user only: a desktop entry under
+# ~/.local/share/applications that starts the built editor, made the default handler of the
+# scheme when xdg-mime is there. Harmless on machines without a desktop.
+install_url_handler() {
+  local apps="${XDG_DATA_HOME:-$HOME/.local/share}/applications"
+  if ! mkdir -p "$apps" 2>/dev/null; then
+    echo "== Not registering the Lumenda3DApp:// links: cannot create $apps"
+    return 0
+  fi
+  sed "s|^Exec=.*|Exec=\"$here/build/lumenda3d\" %u|" tools/desktop/lumenda3d.desktop > "$apps/lumenda3d.desktop"
+  if command -v update-desktop-database >/dev/null 2>&1; then
+    update-desktop-database -q "$apps" 2>/dev/null || true
+  fi
+  if command -v xdg-mime >/dev/null 2>&1; then
+    xdg-mime default lumenda3d.desktop x-scheme-handler/lumenda3dapp 2>/dev/null || true
+  fi
+  echo "== Lumenda3DApp:// links open the editor ($apps/lumenda3d.desktop)"
+}
+
+# Starts the editor on its starting project. Without a desktop session there is no screen to
+# show it on: it then runs for a moment under Xvfb and leaves a screenshot instead.
+start_editor() {
+  echo
+  if [ -n "${DISPLAY:-}" ] || [ -n "${WAYLAND_DISPLAY:-}" ]; then
+    echo "== Starting the editor: ./build/lumenda3d (see docs/running.md)"
+    exec ./build/lumenda3d
+  fi
+  local shot="$here/build/editor-screenshot.png" script
+  script="$(mktemp)"
+  printf '%s\n' "until loaded" "frames 10" "screenshot $shot" "quit" > "$script"
+  echo "== No desktop session (DISPLAY is not set): starting the editor under Xvfb for a moment"
+  LUMENDA3D_TEST_SCRIPT="$script" xvfb-run -a -s "-screen 0 1280x800x24" ./build/lumenda3d \
+    > "$here/build/editor-run.log" 2>&1
+  rm -f "$script"
+  echo "== The editor started and rendered its starting project: $shot (log: build/editor-run.log)"
+  echo "   On a desktop, run ./build/lumenda3d (or: bash tools/setup.sh run) to use it."
+}
+
 install_packages
 case "$mode" in
   build)
@@ -58,12 +96,8 @@ case "$mode" in
     ;;
   run)
     build build
-    echo
-    echo "Lumenda3D is being built up in steps. The editor window and the game player are not part"
-    echo "of this build yet; what runs today is the game checker over the document and schema services."
-    echo "Checking the starter game against the command schema:"
-    echo
-    ./build/lumenda3d-check media/examples/starter.xml
+    install_url_handler
+    start_editor
     ;;
   test)
     build build

@@ -1,0 +1,655 @@
+#include "core/LmdEditorTestHook.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <filesystem>
+#include <fstream>
+#include <numeric>
+#include <unistd.h>
+#include <sstream>
+#include <stdexcept>
+
+#include <stb_image_write.h>
+
+#include "chrome/ErrorDialog.h"
+#include "chrome/Tabs.h"
+#include "chrome/ToastNotification.h"
+#include "chrome/TopBar.h"
+#include "chrome/ConfirmDialog.h"
+#include "core/AllUI.h"
+#include "core/LmdLog.h"
+#include "core/Lumenda3DEditor.h"
+#include "engine/LmdBase3D.h"
+#include "engine/LmdSourceFiles.h"
+#include "project/RecoverFromCrashDialog.h"
+
+namespace Lumenda3D {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+pugi::xml_node elementNamed(pugi::xml_document* document, const std::string& name) {
+    if (!document)
+        return pugi::xml_node();
+    return document->find_node([&name](const pugi::xml_node& node) {
+        return node.type() == pugi::node_element && name == node.attribute("name").value();
+    });
+}
+
+int countElementsNamed(pugi::xml_document* document, const std::string& name) {
+    if (!document)
+        return 0;
+    int count = 0;
+    for (const pugi::xpath_node& hit : document->select_nodes("//*[@name]"))
+        if (name == hit.node().attribute("name").value())
+            ++count;
+    return count;
+}
+
+// The age of this process in milliseconds, from the kernel's record of its start.
+long long processAgeMillis() {
+    std::ifstream stat("/proc/self/stat");
+    std::ifstream uptime("/proc/uptime");
+    std::string text;
+    double upSeconds = 0.0;
+    if (!std::getline(stat, text) || !(uptime >> upSeconds))
+        return -1;
+    // Field 22 (starttime, in clock ticks since boot) counts from after the command's ")".
+    std::istringstream fields(text.substr(text.rfind(')') + 2));
+    std::string field;
+    for (int index = 3; index <= 22 && fields >> field; ++index) {
+        if (index == 22)
+            return static_cast<long long>((upSeconds - std::stod(field) / double(sysconf(_SC_CLK_TCK))) * 1000.0);
+    }
+    return -1;
+}
+
+SDL_Keycode keycodeOf(const std::string& name) {
+    if (name.size() == 1)
+        return SDL_Keycode(std::tolower(static_cast<unsigned char>(name[0])));
+    if (name == "escape")
+        return SDLK_ESCAPE;
+    if (name == "enter" || name == "return")
+        return SDLK_RETURN;
+    if (name == "tab")
+        return SDLK_TAB;
+    return SDLK_UNKNOWN;
+}
+
+[[noreturn]] void throwTestFault(const std::string& text) {
+    throw std::runtime_error(text);
+}
+
+// An exception that leaves a function which must not throw: the process's terminate handler
+// takes over with the exception as the current one.
+void escapeNoexcept(const std::string& text) noexcept {
+    throwTestFault(text);
+}
+
+} // namespace
+
+std::unique_ptr<LmdEditorTestHook> LmdEditorTestHook::fromEnvironment(Lumenda3DEditor& editor) {
+    const char* script = std::getenv(kScriptVariable);
+    const char* faults = std::getenv(kFaultVariable);
+    const char* exitFault = std::getenv(kExitFaultVariable);
+    const bool hasScript = script && *script;
+    const int faultCount = faults && *faults ? std::max(0, std::atoi(faults)) : 0;
+    const bool faultAtExit = exitFault && *exitFault && std::string(exitFault) != "0";
+    if (!hasScript && faultCount == 0 && !faultAtExit)
+        return nullptr;
+    auto hook = std::make_unique<LmdEditorTestHook>(editor, hasScript ? script : "", faultCount);
+    hook->faultAtExit_ = faultAtExit;
+    return hook;
+}
+
+LmdEditorTestHook::LmdEditorTestHook(Lumenda3DEditor& editor, const std::string& scriptPath, int frameFaults)
+    : editor_(editor), faultsLeft_(frameFaults) {
+    logSink_ = LmdLog::addSink([this](const std::string& text, LogLevel) {
+        std::lock_guard<std::mutex> lock(logMutex_);
+        logLines_.push_back(text);
+    });
+    if (scriptPath.empty()) {
+        finished_ = true;
+        return;
+    }
+    if (!loadScript(scriptPath)) {
+        report("FAIL cannot read the test script " + scriptPath);
+        finished_ = true;
+        commands_.clear();
+        next_ = 0;
+        // Nothing to drive: end at the first frame rather than run forever.
+        Command quitCommand;
+        quitCommand.words = {"quit"};
+        quitCommand.text = "quit";
+        commands_.push_back(quitCommand);
+        finished_ = false;
+    }
+}
+
+LmdEditorTestHook::~LmdEditorTestHook() {
+    if (logSink_)
+        LmdLog::removeSink(logSink_);
+    // The hook goes with the editor object, at process exit, after the entry has closed down.
+    if (faultAtExit_)
+        escapeNoexcept("injected fault at exit");
+}
+
+std::vector<std::string> LmdEditorTestHook::splitLine(const std::string& line) {
+    std::vector<std::string> words;
+    std::istringstream in(line);
+    std::string word;
+    while (in >> word) {
+        if (words.empty() && word[0] == '#')
+            break; // a comment line; '#' inside a line belongs to it ("Play##topBar")
+        words.push_back(word);
+    }
+    return words;
+}
+
+std::string LmdEditorTestHook::joined(const std::vector<std::string>& words, size_t first) {
+    std::string text;
+    for (size_t i = first; i < words.size(); ++i)
+        text += (i > first ? " " : "") + words[i];
+    return text;
+}
+
+bool LmdEditorTestHook::loadScript(const std::string& path) {
+    std::ifstream file(path);
+    if (!file)
+        return false;
+    std::string line;
+    int number = 0;
+    while (std::getline(file, line)) {
+        ++number;
+        Command command;
+        command.line = number;
+        command.words = splitLine(line);
+        command.text = line;
+        if (!command.words.empty())
+            commands_.push_back(std::move(command));
+    }
+    return true;
+}
+
+void LmdEditorTestHook::report(const std::string& text) {
+    std::printf("LMD-TEST %s\n", text.c_str());
+    std::fflush(stdout);
+}
+
+void LmdEditorTestHook::fail(const std::string& why) {
+    const std::string where = current_ ? "line " + std::to_string(current_->line) + ": " + current_->text : "script";
+    report("FAIL " + where + " (" + why + ")");
+    quit();
+}
+
+void LmdEditorTestHook::quit() {
+    finished_ = true;
+    wait_ = Wait::None;
+    report("done");
+    editor_.requestStop();
+}
+
+bool LmdEditorTestHook::takeFrameFault() {
+    if (faultsLeft_ <= 0)
+        return false;
+    --faultsLeft_;
+    return true;
+}
+
+void LmdEditorTestHook::frame() {
+    const Clock::time_point now = Clock::now();
+    ++frame_;
+    if (frame_ == 1) {
+        const auto realtime = std::chrono::duration_cast<std::chrono::nanoseconds>(
+                                  std::chrono::system_clock::now().time_since_epoch())
+                                  .count();
+        report("first-frame realtime_ns=" + std::to_string(realtime) +
+               " process_age_ms=" + std::to_string(processAgeMillis()));
+    } else if (wait_ == Wait::Timing) {
+        frameMillis_.push_back(std::chrono::duration<double, std::milli>(now - lastFrame_).count());
+    }
+    lastFrame_ = now;
+    deliverPersonEvents();
+    if (finished_)
+        return;
+    // Commands that finish at once run in the same frame; a wait ends the frame's turn.
+    for (int guard = 0; guard < 1000 && !finished_; ++guard) {
+        if (wait_ != Wait::None) {
+            if (!waitDone())
+                return;
+            wait_ = Wait::None;
+        }
+        if (next_ >= commands_.size()) {
+            report("script ended");
+            finished_ = true;
+            return;
+        }
+        current_ = &commands_[next_++];
+        try {
+            if (!start(*current_))
+                return;
+        } catch (const std::exception& e) {
+            fail(std::string("exception: ") + e.what());
+        }
+    }
+}
+
+bool LmdEditorTestHook::waitDone() {
+    switch (wait_) {
+    case Wait::None:
+        return true;
+    case Wait::Frames:
+        return frame_ >= waitUntilFrame_;
+    case Wait::Seconds:
+        return Clock::now() >= deadline_;
+    case Wait::Input:
+        // Two frames after the last event went in: the interface and the editor have acted on it.
+        if (!personEvents_.empty() || editor_.isSyntheticInputActive())
+            waitUntilFrame_ = std::max(waitUntilFrame_, frame_ + 2);
+        return frame_ >= waitUntilFrame_;
+    case Wait::Timing:
+        if (long(frameMillis_.size()) < timingFrames_)
+            return false;
+        printTiming();
+        return true;
+    case Wait::Until: {
+        std::string detail;
+        if (evaluate(current_->words, 1, detail))
+            return true;
+        if (Clock::now() >= deadline_) {
+            fail("timed out; " + detail);
+            return false;
+        }
+        return false;
+    }
+    }
+    return true;
+}
+
+bool LmdEditorTestHook::start(const Command& command) {
+    const std::vector<std::string>& w = command.words;
+    const std::string& verb = w[0];
+    auto needs = [&](size_t count) {
+        if (w.size() < count + 1) {
+            fail("'" + verb + "' needs " + std::to_string(count) + " argument(s)");
+            return false;
+        }
+        return true;
+    };
+    std::string error;
+
+    if (verb == "frames") {
+        if (!needs(1))
+            return false;
+        wait_ = Wait::Frames;
+        waitUntilFrame_ = frame_ + std::atol(w[1].c_str());
+        return true;
+    }
+    if (verb == "seconds") {
+        if (!needs(1))
+            return false;
+        wait_ = Wait::Seconds;
+        deadline_ = Clock::now() + std::chrono::milliseconds(long(std::atof(w[1].c_str()) * 1000.0));
+        return true;
+    }
+    if (verb == "timeout") {
+        if (needs(1))
+            untilTimeoutSeconds_ = std::atof(w[1].c_str());
+        return true;
+    }
+    if (verb == "until") {
+        if (!needs(1))
+            return false;
+        wait_ = Wait::Until;
+        deadline_ = Clock::now() + std::chrono::milliseconds(long(untilTimeoutSeconds_ * 1000.0));
+        return true;
+    }
+    if (verb == "expect") {
+        if (!needs(1))
+            return false;
+        std::string detail;
+        if (!evaluate(w, 1, detail))
+            fail(detail);
+        return true;
+    }
+    if (verb == "click" || verb == "user-click") {
+        if (!needs(2))
+            return false;
+        float x = 0, y = 0;
+        if (!findWidget(w[1], joined(w, 2), x, y, error)) {
+            fail(error);
+            return false;
+        }
+        if (verb == "click") {
+            if (!editor_.queueSyntheticClick(int(x), int(y), OgreBites::BUTTON_LEFT, 0.05f, error)) {
+                fail(error);
+                return false;
+            }
+        } else {
+            pushPersonClick(x, y);
+        }
+        wait_ = Wait::Input;
+        waitUntilFrame_ = frame_ + 3;
+        return true;
+    }
+    if (verb == "keys" || verb == "user-keys") {
+        if (!needs(1))
+            return false;
+        const std::vector<std::string> names(w.begin() + 1, w.end());
+        const bool ok = verb == "keys" ? editor_.queueSyntheticKeys(names, 0.05f, error) : pushPersonKeys(names, error);
+        if (!ok) {
+            fail(error);
+            return false;
+        }
+        wait_ = Wait::Input;
+        waitUntilFrame_ = frame_ + 3;
+        return true;
+    }
+    if (verb == "play") {
+        editor_.play();
+        return true;
+    }
+    if (verb == "stop") {
+        editor_.stop(nullptr);
+        return true;
+    }
+    if (verb == "undo") {
+        editor_.doUndo();
+        return true;
+    }
+    if (verb == "redo") {
+        editor_.doRedo();
+        return true;
+    }
+    if (verb == "tab") {
+        if (!needs(1))
+            return false;
+        if (auto tabs = editor_.allUI ? editor_.allUI->getTabs() : nullptr)
+            tabs->selectTab(w[1]);
+        return true;
+    }
+    if (verb == "set") {
+        if (!needs(3))
+            return false;
+        pugi::xml_node node = elementNamed(editor_.getSourceXml(), w[1]);
+        if (!node || !editor_.sourceFiles) {
+            fail("no element named " + w[1]);
+            return false;
+        }
+        editor_.sourceFiles->setAttribute(node, w[2].c_str(), joined(w, 3));
+        // The scene follows the document, as the attribute panel makes it.
+        editor_.updateLuaAttribute(node.attribute("id").as_int(), w[2], joined(w, 3), "number");
+        return true;
+    }
+    if (verb == "select") {
+        if (!needs(1))
+            return false;
+        pugi::xml_node node = elementNamed(editor_.getSourceXml(), w[1]);
+        if (!node) {
+            fail("no element named " + w[1]);
+            return false;
+        }
+        editor_.selectBlockByXmlId(node.attribute("id").as_int(), true);
+        return true;
+    }
+    if (verb == "copy") {
+        editor_.editorCopy(true);
+        return true;
+    }
+    if (verb == "paste") {
+        editor_.editorPaste(true, false, editor_.getSceneCenterScreenPos());
+        return true;
+    }
+    if (verb == "mark-objects") {
+        markedObjects_.clear();
+        for (LmdBase3D* object : editor_.getObjectList())
+            markedObjects_.push_back(object->getName());
+        std::sort(markedObjects_.begin(), markedObjects_.end());
+        return true;
+    }
+    if (verb == "screenshot") {
+        if (!needs(1))
+            return false;
+        if (!writeScreenshot(w[1], error))
+            fail(error);
+        return true;
+    }
+    if (verb == "say") {
+        report("say " + joined(w, 1));
+        return true;
+    }
+    if (verb == "timing") {
+        if (!needs(1))
+            return false;
+        frameMillis_.clear();
+        timingFrames_ = std::max(1L, std::atol(w[1].c_str()));
+        wait_ = Wait::Timing;
+        return false;
+    }
+    if (verb == "quit") {
+        quit();
+        return false;
+    }
+    if (verb == "terminate") {
+        report("terminating");
+        escapeNoexcept("injected terminate");
+    }
+    fail("unknown command '" + verb + "'");
+    return false;
+}
+
+bool LmdEditorTestHook::evaluate(const std::vector<std::string>& words, size_t first, std::string& detail) {
+    bool negate = false;
+    if (first < words.size() && words[first] == "not") {
+        negate = true;
+        ++first;
+    }
+    if (first >= words.size()) {
+        detail = "no condition";
+        return false;
+    }
+    const std::string& what = words[first];
+    const std::string argument = joined(words, first + 1);
+    auto arg = [&](size_t i) { return first + i < words.size() ? words[first + i] : std::string(); };
+    const std::shared_ptr<AllUI>& ui = editor_.allUI;
+    bool result = false;
+    std::string actual;
+
+    if (what == "loaded") {
+        result = editor_.getPlayStatus() != LmdRuntime::Loading;
+        actual = "play status " + std::to_string(editor_.getPlayStatus());
+    } else if (what == "playing") {
+        result = editor_.isRunning();
+        actual = result ? "playing" : "not playing";
+    } else if (what == "edit-mode") {
+        result = editor_.isEditMode;
+        actual = result ? "edit mode" : "not edit mode";
+    } else if (what == "tab") {
+        actual = ui && ui->getTabs() ? ui->getTabs()->getCurrentTab() : "(no tabs)";
+        result = actual == argument;
+    } else if (what == "title") {
+        actual = ui && ui->getTopBar() ? ui->getTopBar()->getProjectTitle() : "(no top bar)";
+        result = actual == argument;
+    } else if (what == "dirty") {
+        result = editor_.isProjectDirty();
+        actual = result ? "dirty" : "clean";
+    } else if (what == "attr") {
+        pugi::xml_node node = elementNamed(editor_.getSourceXml(), arg(1));
+        actual = node ? std::string(node.attribute(arg(2).c_str()).value()) : "(no element " + arg(1) + ")";
+        result = node && actual == joined(words, first + 3);
+    } else if (what == "elements") {
+        const int count = countElementsNamed(editor_.getSourceXml(), arg(1));
+        actual = std::to_string(count) + " element(s) named " + arg(1);
+        result = count == std::atoi(arg(2).c_str());
+    } else if (what == "objects-as-marked") {
+        std::vector<std::string> names;
+        for (LmdBase3D* object : editor_.getObjectList())
+            names.push_back(object->getName());
+        std::sort(names.begin(), names.end());
+        result = !markedObjects_.empty() && names == markedObjects_;
+        actual = std::to_string(names.size()) + " objects, " + std::to_string(markedObjects_.size()) + " marked";
+    } else if (what == "dialog") {
+        if (arg(1) == "recover")
+            result = ui && ui->getRecoverFromCrashDialog() && ui->getRecoverFromCrashDialog()->isOpen();
+        else if (arg(1) == "error")
+            result = ui && ui->getErrorDialog() && ui->getErrorDialog()->isOpen();
+        else if (arg(1) == "confirm")
+            result = ui && ui->getConfirmDialog() && ui->getConfirmDialog()->isOpen();
+        actual = std::string("dialog ") + arg(1) + (result ? " open" : " not open");
+    } else if (what == "error") {
+        actual = ui && ui->getErrorDialog() ? ui->getErrorDialog()->getCurrentText() : "(no error dialog)";
+        result = actual.compare(0, argument.size(), argument) == 0 && !argument.empty();
+    } else if (what == "toast") {
+        if (ui && ui->getToastNotification())
+            for (const std::string& text : ui->getToastNotification()->getTexts()) {
+                actual += "[" + text + "]";
+                result = result || text == argument;
+            }
+    } else if (what == "backup") {
+        result = editor_.sourceFiles && editor_.sourceFiles->autoBackupExists();
+        actual = result ? "a backup exists" : "no backup";
+    } else if (what == "log") {
+        std::lock_guard<std::mutex> lock(logMutex_);
+        result = std::any_of(logLines_.begin(), logLines_.end(),
+                             [&](const std::string& line) { return line.find(argument) != std::string::npos; });
+        actual = result ? "logged" : "not logged";
+    } else {
+        detail = "unknown condition '" + what + "'";
+        return false;
+    }
+    const bool holds = negate ? !result : result;
+    if (!holds)
+        detail = std::string(negate ? "not " : "") + joined(words, first) + " does not hold: " + actual;
+    return holds;
+}
+
+bool LmdEditorTestHook::findWidget(const std::string& panel, const std::string& label, float& x, float& y,
+                                   std::string& error) {
+    std::shared_ptr<BaseUI> target = editor_.allUI ? editor_.allUI->getElementByName(panel) : nullptr;
+    if (!target) {
+        error = "no panel " + panel;
+        return false;
+    }
+    ImVec2 min, max;
+    if (!target->getItemRect(label, min, max)) {
+        error = label + " is not drawn in " + panel;
+        return false;
+    }
+    x = (min.x + max.x) * 0.5f;
+    y = (min.y + max.y) * 0.5f;
+    return true;
+}
+
+void LmdEditorTestHook::pushPersonClick(float x, float y) {
+    SDL_Window* window = editor_.mWindows.empty() ? nullptr : editor_.mWindows[0].native;
+    const Uint32 windowId = window ? SDL_GetWindowID(window) : 0;
+    SDL_Event move{};
+    move.type = SDL_MOUSEMOTION;
+    move.motion.windowID = windowId;
+    move.motion.x = int(x);
+    move.motion.y = int(y);
+    SDL_Event press{};
+    press.type = SDL_MOUSEBUTTONDOWN;
+    press.button.windowID = windowId;
+    press.button.button = SDL_BUTTON_LEFT;
+    press.button.state = SDL_PRESSED;
+    press.button.clicks = 1;
+    press.button.x = int(x);
+    press.button.y = int(y);
+    SDL_Event release = press;
+    release.type = SDL_MOUSEBUTTONUP;
+    release.button.state = SDL_RELEASED;
+    // One transition a frame, with a frame between: the interface sees the hover, then the
+    // press, then the release.
+    personEvents_.emplace_back(frame_ + 1, move);
+    personEvents_.emplace_back(frame_ + 3, press);
+    personEvents_.emplace_back(frame_ + 5, release);
+}
+
+bool LmdEditorTestHook::pushPersonKeys(const std::vector<std::string>& names, std::string& error) {
+    SDL_Window* window = editor_.mWindows.empty() ? nullptr : editor_.mWindows[0].native;
+    const Uint32 windowId = window ? SDL_GetWindowID(window) : 0;
+    Uint16 mod = 0;
+    std::vector<SDL_Keycode> keys;
+    for (const std::string& name : names) {
+        if (name == "ctrl") {
+            mod |= KMOD_LCTRL;
+            keys.push_back(SDLK_LCTRL);
+        } else if (name == "shift") {
+            mod |= KMOD_LSHIFT;
+            keys.push_back(SDLK_LSHIFT);
+        } else if (name == "alt") {
+            mod |= KMOD_LALT;
+            keys.push_back(SDLK_LALT);
+        } else if (SDL_Keycode code = keycodeOf(name); code != SDLK_UNKNOWN) {
+            keys.push_back(code);
+        } else {
+            error = "unknown key " + name;
+            return false;
+        }
+    }
+    // All keys go down in one frame (modifiers first) and come up two frames later in reverse.
+    for (SDL_Keycode code : keys) {
+        SDL_Event down{};
+        down.type = SDL_KEYDOWN;
+        down.key.windowID = windowId;
+        down.key.state = SDL_PRESSED;
+        down.key.keysym.sym = code;
+        down.key.keysym.scancode = SDL_GetScancodeFromKey(code);
+        down.key.keysym.mod = mod;
+        personEvents_.emplace_back(frame_ + 1, down);
+    }
+    for (auto it = keys.rbegin(); it != keys.rend(); ++it) {
+        SDL_Event up{};
+        up.type = SDL_KEYUP;
+        up.key.windowID = windowId;
+        up.key.state = SDL_RELEASED;
+        up.key.keysym.sym = *it;
+        up.key.keysym.scancode = SDL_GetScancodeFromKey(*it);
+        up.key.keysym.mod = mod;
+        personEvents_.emplace_back(frame_ + 3, up);
+    }
+    return true;
+}
+
+void LmdEditorTestHook::deliverPersonEvents() {
+    while (!personEvents_.empty() && personEvents_.front().first <= frame_) {
+        SDL_PushEvent(&personEvents_.front().second);
+        personEvents_.pop_front();
+    }
+}
+
+bool LmdEditorTestHook::writeScreenshot(const std::string& path, std::string& error) {
+    std::vector<unsigned char> rgb;
+    int width = 0, height = 0;
+    if (!editor_.readWindowPixels(rgb, width, height)) {
+        error = "the window could not be read";
+        return false;
+    }
+    std::error_code ec;
+    const std::filesystem::path parent = std::filesystem::path(path).parent_path();
+    if (!parent.empty())
+        std::filesystem::create_directories(parent, ec);
+    if (!stbi_write_png(path.c_str(), width, height, 3, rgb.data(), width * 3)) {
+        error = "cannot write " + path;
+        return false;
+    }
+    report("screenshot " + path + " " + std::to_string(width) + "x" + std::to_string(height));
+    return true;
+}
+
+void LmdEditorTestHook::printTiming() {
+    std::vector<double> sorted = frameMillis_;
+    std::sort(sorted.begin(), sorted.end());
+    const double mean = std::accumulate(sorted.begin(), sorted.end(), 0.0) / double(sorted.size());
+    const double median = sorted[sorted.size() / 2];
+    const double p95 = sorted[std::min(sorted.size() - 1, size_t(double(sorted.size()) * 0.95))];
+    char text[200];
+    std::snprintf(text, sizeof text, "timing frames=%zu mean_ms=%.2f median_ms=%.2f p95_ms=%.2f max_ms=%.2f fps=%.0f",
+                  sorted.size(), mean, median, p95, sorted.back(), mean > 0 ? 1000.0 / mean : 0.0);
+    report(text);
+}
+
+} // namespace Lumenda3D

@@ -1,0 +1,111 @@
+#pragma once
+// Lets tests drive the real editor process. Two environment variables, read once at start:
+//
+//   LUMENDA3D_TEST_SCRIPT=<file>     a script of commands, run from the frame loop, one or more a
+//                                    frame (see docs/running.md, "Test scripts")
+//   LUMENDA3D_TEST_FRAME_FAULTS=<n>  the first n frames fail with an exception after they were
+//                                    shown, to prove that the entry's loop carries on
+//   LUMENDA3D_TEST_EXIT_FAULT=1      an exception escapes while the editor object is destroyed at
+//                                    process exit (the terminate handler must end it with code 0)
+//
+// Without them the hook does not exist. Results go to standard output as lines that start with
+// "LMD-TEST ": "LMD-TEST FAIL line <n>: ..." for a failed check (the editor then quits),
+// "LMD-TEST say ..." for sync points, "LMD-TEST done" when the script quits.
+//
+// The script can act as an agent does (synthetic input through the engine's queue: "click",
+// "keys") or as a person does (SDL events into the window's queue: "user-click", "user-keys"),
+// so that the agent guard is seen to refuse the one and accept the other.
+#include <chrono>
+#include <deque>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include <SDL.h>
+
+namespace Lumenda3D {
+
+class Lumenda3DEditor;
+
+class LmdEditorTestHook {
+public:
+    static constexpr const char* kScriptVariable = "LUMENDA3D_TEST_SCRIPT";
+    static constexpr const char* kFaultVariable = "LUMENDA3D_TEST_FRAME_FAULTS";
+    static constexpr const char* kExitFaultVariable = "LUMENDA3D_TEST_EXIT_FAULT";
+
+    // Null when neither variable is set.
+    static std::unique_ptr<LmdEditorTestHook> fromEnvironment(Lumenda3DEditor& editor);
+
+    LmdEditorTestHook(Lumenda3DEditor& editor, const std::string& scriptPath, int frameFaults);
+    ~LmdEditorTestHook();
+    LmdEditorTestHook(const LmdEditorTestHook&) = delete;
+    LmdEditorTestHook& operator=(const LmdEditorTestHook&) = delete;
+
+    // Once a frame, from frameRenderingQueued (the window holds the finished frame).
+    void frame();
+    // True while injected frame faults are left; counts one down.
+    bool takeFrameFault();
+
+    // The words of a script line, split at blanks. Empty for a blank line and for a comment
+    // (a line whose first word starts with "#").
+    static std::vector<std::string> splitLine(const std::string& line);
+
+private:
+    struct Command {
+        int line = 0;
+        std::vector<std::string> words;
+        std::string text;  // the line as written
+    };
+    // What the current command waits for before the next one runs.
+    enum class Wait { None, Frames, Seconds, Until, Input, Timing };
+
+    bool loadScript(const std::string& path);
+    // Starts the current command; true when the next one may start in the same frame.
+    bool start(const Command& command);
+    // Whether the current wait is over (fails the script on a timeout).
+    bool waitDone();
+    bool evaluate(const std::vector<std::string>& words, size_t first, std::string& detail);
+    void fail(const std::string& why);
+    void report(const std::string& text);
+    void quit();
+    void pushPersonClick(float x, float y);
+    bool pushPersonKeys(const std::vector<std::string>& names, std::string& error);
+    void deliverPersonEvents();
+    bool writeScreenshot(const std::string& path, std::string& error);
+    void printTiming();
+    bool findWidget(const std::string& panel, const std::string& label, float& x, float& y, std::string& error);
+    static std::string joined(const std::vector<std::string>& words, size_t first);
+
+    Lumenda3DEditor& editor_;
+    std::vector<Command> commands_;
+    size_t next_ = 0;
+    bool finished_ = false;
+    long frame_ = 0;
+    int faultsLeft_ = 0;
+    bool faultAtExit_ = false;
+    std::chrono::steady_clock::time_point lastFrame_{};
+
+    Wait wait_ = Wait::None;
+    const Command* current_ = nullptr;
+    long waitUntilFrame_ = 0;
+    std::chrono::steady_clock::time_point deadline_{};
+    double untilTimeoutSeconds_ = 60.0;
+
+    // A person's input: SDL events and the frame in which each goes into the queue.
+    std::deque<std::pair<long, SDL_Event>> personEvents_;
+
+    // Frame timing.
+    std::vector<double> frameMillis_;
+    long timingFrames_ = 0;
+
+    // Scene objects remembered by "mark-objects".
+    std::vector<std::string> markedObjects_;
+
+    // Log lines seen since start, for the "log" condition.
+    int logSink_ = 0;
+    std::mutex logMutex_;
+    std::vector<std::string> logLines_;
+};
+
+} // namespace Lumenda3D

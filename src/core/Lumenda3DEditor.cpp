@@ -1,0 +1,396 @@
+#include "core/Lumenda3DEditor.h"
+
+#include <algorithm>
+#include <stdexcept>
+
+#include <OgreGpuProgramManager.h>
+#include <OgreResourceGroupManager.h>
+#include <OgreRoot.h>
+#include <OgreSceneNode.h>
+
+#include "chrome/ErrorDialog.h"
+#include "chrome/SourceEditor.h"
+#include "chrome/ToastNotification.h"
+#include "chrome/TopBar.h"
+#include "core/AllUI.h"
+#include "core/ClipboardUtils.h"
+#include "core/Common.h"
+#include "core/DefaultClip.h"
+#include "core/EditorSettings.h"
+#include "core/LmdEditorTestHook.h"
+#include "core/LmdLog.h"
+#include "engine/LmdBase2D.h"
+#include "engine/LmdBase3D.h"
+#include "engine/LmdSourceFiles.h"
+#include "engine/Lumenda3DUtils.h"
+#include "services/ApiConfig.h"
+#include "services/LmdAutoUpdater.h"
+#include "services/LmdPaths.h"
+#include "services/LmdSingleInstance.h"
+#include "services/UrlUtils.h"
+
+#include <filesystem>
+
+namespace Lumenda3D {
+
+Lumenda3DEditor* Lumenda3DEditor::editorInstance = nullptr;
+
+namespace {
+
+// Runs one setup step; a failure is logged with the step's name and the next step still runs.
+template <typename Fn>
+void setupStep(const char* name, Fn&& fn) {
+    try {
+        fn();
+    } catch (const std::exception& e) {
+        LmdLog::message(std::string("Error in ") + name + ": " + e.what());
+    } catch (...) {
+        LmdLog::message(std::string("Unknown error in ") + name);
+    }
+}
+
+} // namespace
+
+const std::string& Lumenda3DEditor::claimEditorSlot(const std::string& appName) {
+    // Checked before any base is built, so that a refused second editor leaves the first one's
+    // engine, document service and window alone.
+    if (editorInstance)
+        throw std::runtime_error("Only one instance of Lumenda3DEditor is allowed");
+    return appName;
+}
+
+Lumenda3DEditor::Lumenda3DEditor(const std::string& appName) : LmdRuntime(claimEditorSlot(appName)) {
+    editorInstance = this;
+    // The log's state must outlive the application object, which may be destroyed at process
+    // exit and still log on the way: making it now puts its destruction after ours.
+    LmdLog::removeSink(0);
+}
+
+Lumenda3DEditor::~Lumenda3DEditor() {
+    // The document service outlives the editor: it must not call back into it.
+    if (sourceFiles)
+        sourceFiles->setOnSnapshotApplied(nullptr);
+    Common::window = nullptr;
+    if (editorInstance == this)
+        editorInstance = nullptr;
+    // A start that failed before the render system came up (no display) leaves a root that the
+    // application context's shutdown cannot take apart: it asks for managers that were never
+    // made. The root alone is released then.
+    if (mRoot && !Ogre::GpuProgramManager::getSingletonPtr()) {
+        OGRE_DELETE mRoot;
+        mRoot = nullptr;
+    }
+}
+
+// --- Setup -----------------------------------------------------------------------------------
+
+void Lumenda3DEditor::locateResources() {
+    LmdRuntime::locateResources();
+    // The starting project, "src.xml" in the default resource group, ships in the media folder.
+    const std::filesystem::path start = std::filesystem::path(LmdPaths::mediaDir()) / "start";
+    std::error_code ec;
+    if (std::filesystem::is_directory(start, ec))
+        Ogre::ResourceGroupManager::getSingleton().addResourceLocation(start.string(), "FileSystem",
+                                                                      Ogre::RGN_DEFAULT);
+}
+
+void Lumenda3DEditor::setup() {
+    // Test scripts and injected faults (LmdEditorTestHook) are read once, before anything runs.
+    testHook_ = LmdEditorTestHook::fromEnvironment(*this);
+
+    LmdRuntime::setup();
+    setupEditorCore();
+    setupEditorUI();
+    // Authentication (the login service and its HTTP client) is set up here once it exists.
+    // The dialogs of opening, templates, saving and publishing install their callbacks here
+    // (setupDialogCallbacks) once they exist.
+    setupStep("setupMenuCallbacks", [&] { setupMenuCallbacks(); });
+    // The block tree's helper is connected here (setupBlocksHelper) once it exists.
+    loadInitialProject();
+    setupStep("setup", [&] {
+        addEventListener(LmdEventInstanceReactivated,
+                         [this](std::shared_ptr<LmdEvent> event) { onInstanceReactivated(std::move(event)); },
+                         LmdListenerNormal);
+        // A second process's payload arrives on a listener thread; the frame loop hands it to
+        // event 26 on the main thread.
+        LmdSingleInstance::getInstance().setPayloadHandler([this](const std::string& payload) {
+            fireEvents(LmdEventInstanceReactivated,
+                       std::make_shared<LmdTextEvent>(LmdEventInstanceReactivated, payload));
+        });
+        enableInputSimulation(true);
+        LmdAutoUpdater::getInstance().setResultHandler([this](const LmdAutoUpdater::Result& result) {
+            if (result.outcome == LmdAutoUpdater::Outcome::UpdateAvailable)
+                showToast("Lumenda3D " + result.update.displayVersion + " is available", 5.0f);
+        });
+    });
+    // The agent server controller is set up here (permissions, the pending port and command,
+    // the server if the settings ask for it) once it exists; until then pendingMcpPort and
+    // pendingMcpCommand keep what the command line said.
+}
+
+void Lumenda3DEditor::setupEditorCore() {
+    try {
+        LmdLog::message("=== Lumenda3D Application Starting ===");
+        // The engine keeps no per-block trace log, so there is no logging of code blocks to turn off.
+        Common::window = getRenderWindow();
+        clipboard = std::make_shared<ClipboardUtils>(std::make_shared<DefaultClip>());
+        if (ImGui::GetCurrentContext())
+            clipboard->bindToImGui();
+        if (sourceFiles) {
+            sourceFiles->setHistoryEnabled(true);
+            // Undo and redo reach the screen through this: the service hands back the whole text.
+            sourceFiles->setOnSnapshotApplied([this](const std::string& xml) { loadScript(xml, true); });
+            sourceFiles->setAutoSaveEnabled(EditorSettings::getInstance().getBool("autoSaveEnabled", true));
+        }
+        hasDismissedSnapshot = sourceFiles ? sourceFiles->hasDismissedAutoBackup() : false;
+        ApiConfig::init("");
+        LmdLog::message(ApiConfig::getEnvironment() == 1 ? "Running in PRODUCTION mode"
+                                                          : "Running in DEVELOPMENT mode");
+    } catch (const std::exception& e) {
+        LmdLog::message(std::string("Error in setupEditorCore: ") + e.what());
+    } catch (...) {
+        LmdLog::message("Unknown error in setupEditorCore");
+    }
+}
+
+void Lumenda3DEditor::setupEditorUI() {
+    try {
+        allUI = std::make_shared<AllUI>("allUI");
+        allUI->init();
+        // The top bar and the tabs cover the top of the view: the scene starts below them.
+        allUI->setOnTopInset([this](float top, float left) { setViewInsets(left, top); });
+    } catch (const std::exception& e) {
+        LmdLog::message(std::string("Error in setupEditorUI: ") + e.what());
+    } catch (...) {
+        LmdLog::message("Unknown error in setupEditorUI");
+    }
+}
+
+void Lumenda3DEditor::setupMenuCallbacks() {
+    if (!allUI)
+        return;
+    if (auto topBar = allUI->getTopBar()) {
+        topBar->setOnPlay([this] { play(); });
+        topBar->setOnStop([this] { stop(nullptr); });
+        topBar->setOnGetIsRunning([this] { return isRunning(); });
+        topBar->setIsAgentDrivenAction([this](const char* action) { return isAgentDrivenAction(action); });
+        // The account button (setOnLogin, setOnLogout, setOnGetUserName) comes with the login.
+    }
+    // The menu's items are wired here once the menu exists.
+}
+
+// --- Closing and run control -------------------------------------------------------------------
+
+void Lumenda3DEditor::onClose() {
+    // The agent server controller stops first here, once it exists.
+    setupStep("onClose", [&] { LmdSingleInstance::getInstance().setPayloadHandler(nullptr); });
+    LmdRuntime::onClose();
+}
+
+void Lumenda3DEditor::play() {
+    // The attribute panel is closed here once it exists.
+    LmdRuntime::play();
+    isEditMode = false;
+}
+
+void Lumenda3DEditor::stop(std::function<void()> done) {
+    LmdRuntime::stop(std::move(done));
+    isEditMode = true;
+    // The block tree reloads the document here once it exists.
+    setLevel(getCurLevel());
+}
+
+void Lumenda3DEditor::pause() {
+    LmdRuntime::pause();
+}
+
+void Lumenda3DEditor::clear() {
+    // The attribute panel is closed here once it exists.
+    LmdRuntime::clear();
+}
+
+// --- Small forwards ------------------------------------------------------------------------------
+
+void Lumenda3DEditor::showToast(const std::string& text, float seconds) {
+    if (allUI)
+        if (auto toast = allUI->getToastNotification())
+            toast->show(text, seconds);
+}
+
+void Lumenda3DEditor::showErrorMessage(std::string text) {
+    if (allUI)
+        if (auto dialog = allUI->getErrorDialog())
+            dialog->show(text);
+}
+
+void Lumenda3DEditor::setSourceText(std::string text) {
+    if (allUI)
+        if (auto editor = allUI->getSourceEditor())
+            editor->setText(text);
+}
+
+// --- Blocks and selection ------------------------------------------------------------------------
+
+std::string Lumenda3DEditor::createBlock(const std::string& commandName,
+                                         const std::map<std::string, std::string>& attributes) {
+    pugi::xml_document* document = getSourceXml();
+    if (!document || !sourceFiles)
+        return "";
+    pugi::xml_node root = document->document_element();
+    if (!root)
+        return "";
+    pugi::xml_node parent = root;
+    const std::string level = getCurLevel();
+    if (!level.empty())
+        if (pugi::xml_node found = root.find_child_by_attribute("Level", "name", level.c_str()))
+            parent = found;
+
+    pugi::xml_node node = sourceFiles->appendChild(parent, commandName.c_str());
+    if (!node)
+        return "";
+    for (const auto& attribute : attributes)
+        sourceFiles->setAttribute(node, attribute.first.c_str(), attribute.second);
+    const int id = Lumenda3DUtils::getNextId();
+    sourceFiles->setAttribute(node, "id", id);
+    registerXmlNode(node);
+    // The block tree shows the new block here once it exists.
+    runPartialSource(node, parent);
+    return std::to_string(id);
+}
+
+void Lumenda3DEditor::selectSceneObject(int xmlId) {
+    // Objects outside any level are shown on every level: no level change for them.
+    if (LmdBase3D* object = getObjByXmlId(xmlId)) {
+        clearSelectedObjects();
+        if (!object->getLevel().empty() && object->getLevel() != getCurLevel())
+            setLevel(object->getLevel());
+        // The selection is what the 3D gizmo attaches to.
+        setSelectedObject(object);
+    } else if (LmdBase2D* element = get2DObjectByXmlId(xmlId)) {
+        clearSelectedObjects();
+        if (!element->getLevel().empty() && element->getLevel() != getCurLevel())
+            setLevel(element->getLevel());
+        // The 2D gizmo attaches to the element here once it exists.
+    }
+}
+
+void Lumenda3DEditor::selectBlockByXmlId(int xmlId, bool openAttributes) {
+    (void)openAttributes; // the attribute panel opens the block here once it exists
+    if (xmlId <= 0)
+        return;
+    selectSceneObject(xmlId);
+}
+
+void Lumenda3DEditor::onBlockSelected(std::shared_ptr<LmdEvent> event) {
+    auto selected = std::dynamic_pointer_cast<LmdBlockSelectedEvent>(event);
+    if (!selected || selected->getXmlId() == -1)
+        return;
+    // The block of the id is looked up in the block tree here once it exists, and shown in the
+    // attribute panel after the selection (also when it has no scene object).
+    selectSceneObject(selected->getXmlId());
+}
+
+bool Lumenda3DEditor::hasSelectableChildObjects(LmdBase3D* object) {
+    if (!object || !object->getNode())
+        return false;
+    const Ogre::SceneNode* own = object->getNode();
+    for (LmdBase3D* other : getObjectList()) {
+        if (other == object || !other->getNode())
+            continue;
+        const std::uint32_t mask = other->getMask();
+        if (mask != 1 && mask != 2)
+            continue;
+        for (const Ogre::SceneNode* up = other->getNode()->getParentSceneNode(); up; up = up->getParentSceneNode())
+            if (up == own)
+                return true;
+    }
+    return false;
+}
+
+pugi::xml_node Lumenda3DEditor::getParentNodeForAddObject(bool asChild) {
+    pugi::xml_document* document = getSourceXml();
+    if (!document)
+        return pugi::xml_node();
+    if (asChild)
+        if (LmdBase3D* selected = getSelectedObject())
+            if (pugi::xml_node node = getXmlNodeById(selected->getXmlId()))
+                return node;
+    pugi::xml_node root = document->document_element();
+    const std::string level = getCurLevel();
+    if (root && !level.empty())
+        if (pugi::xml_node found = root.find_child_by_attribute("Level", "name", level.c_str()))
+            return found;
+    return root;
+}
+
+void Lumenda3DEditor::setJoystickVisible(bool visible) {
+    if (!visible) {
+        for (LmdBase2D* element : get2DObjectList()) {
+            if (element->getKind() == LmdElementKind::Joystick && element->isVisible()) {
+                element->setVisible(false);
+                hiddenJoysticks_.push_back(element->getXmlId());
+            }
+        }
+        return;
+    }
+    // Only those hidden here come back: a joystick the game keeps hidden stays hidden.
+    for (int xmlId : hiddenJoysticks_)
+        if (LmdBase2D* element = get2DObjectByXmlId(xmlId))
+            element->setVisible(true);
+    hiddenJoysticks_.clear();
+}
+
+// --- Engine events -------------------------------------------------------------------------------
+
+void Lumenda3DEditor::initEvents() {
+    // Events 15 to 18 (gizmo attached, detached, copy by gizmo, vertices moved) are listened to
+    // here once the gizmos and the block tree exist.
+    addEventListener(LmdEventBlockSelected, [this](std::shared_ptr<LmdEvent> event) { onBlockSelected(event); },
+                     LmdListenerNormal);
+    addEventListener(LmdEventAttributesOpened,
+                     [this](std::shared_ptr<LmdEvent> event) {
+                         if (std::dynamic_pointer_cast<LmdAttributeEditorOpenEvent>(event))
+                             setJoystickVisible(false);
+                     },
+                     LmdListenerNormal);
+    addEventListener(LmdEventAttributesClosed,
+                     [this](std::shared_ptr<LmdEvent> event) {
+                         if (std::dynamic_pointer_cast<LmdAttributeEditorCloseEvent>(event))
+                             setJoystickVisible(true);
+                     },
+                     LmdListenerNormal);
+}
+
+void Lumenda3DEditor::onInstanceReactivated(std::shared_ptr<LmdEvent> event) {
+    auto text = std::dynamic_pointer_cast<LmdTextEvent>(event);
+    if (!text)
+        return;
+    const std::unordered_map<std::string, std::string> values = UrlUtils::parseQuery(text->getText());
+    auto valueOf = [&values](const char* key) {
+        auto it = values.find(key);
+        return it == values.end() ? std::string() : it->second;
+    };
+    // The event may come in the middle of a frame: the work runs at the start of the next one,
+    // the port always before a command that may use it.
+    const std::string resourceId = valueOf("resId");
+    const std::string port = valueOf("mcpPort");
+    const std::string command = valueOf("mcp");
+    if (!resourceId.empty())
+        deferAction([this, resourceId] { loadResourceById(resourceId, false); });
+    if (!port.empty())
+        deferAction([this, port] { applyMcpPort(port); });
+    if (!command.empty())
+        deferAction([this, command] { applyMcpCommand(command); });
+}
+
+void Lumenda3DEditor::applyMcpPort(const std::string& port) {
+    pendingMcpPort = port;
+    LmdLog::message("Agent server port from a second start: " + port);
+}
+
+void Lumenda3DEditor::applyMcpCommand(const std::string& command) {
+    pendingMcpCommand = command;
+    LmdLog::message("Agent server command from a second start: " + command);
+}
+
+} // namespace Lumenda3D

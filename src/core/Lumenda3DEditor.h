@@ -1,0 +1,190 @@
+#pragma once
+// The application object: the engine with the editing layer on top. It owns the panels, the
+// clipboard, the open project's session (LmdProjectSession's fields are its own), and wires the
+// panels to the engine and to the document service at start. On each frame it gives queued work
+// its turn on the main thread and draws the interface; it routes keys and the mouse, turns engine
+// events into selection, and carries out the editing commands (copy, paste, undo, redo) and the
+// guard that keeps an agent's synthetic input away from what only a person may do.
+//
+// There is one instance per process (editorInstance). Everything here runs on the main thread.
+//
+// The code is split by subject:
+//   Lumenda3DEditor.cpp            construction, setup steps, run control, engine events
+//   Lumenda3DEditorFrame.cpp       frame loop, drawing, key and mouse routing
+//   Lumenda3DEditorEditing.cpp     loading documents, tabs, copy/paste, undo/redo, agent guard
+//   project/Lumenda3DEditorSession.cpp   session, first project, opening, crash recovery
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <imgui.h>
+#include <pugixml.hpp>
+
+#include "engine/LmdRuntime.h"
+#include "project/LmdProjectSession.h"
+
+namespace Lumenda3D {
+
+class AllUI;
+class ClipboardUtils;
+class LmdBase3D;
+class LmdEditorTestHook;
+
+class Lumenda3DEditor : public LmdRuntime, public LmdProjectSession {
+public:
+    // The one editor of the process; null before it is made and after it is gone.
+    static Lumenda3DEditor* editorInstance;
+
+    // Throws std::runtime_error("Only one instance of Lumenda3DEditor is allowed") when an editor
+    // exists already; nothing of the first one is touched then.
+    explicit Lumenda3DEditor(const std::string& appName);
+    ~Lumenda3DEditor() override;
+
+    // --- Fields ------------------------------------------------------------------------------
+    // (persistedXmlHash and the project session fields come from LmdProjectSession.)
+    pugi::xml_document copyDocument;      // owns the copied node, so that it outlives the scene
+    pugi::xml_node copiedNode;            // first child of copyDocument; null: nothing to paste
+    std::shared_ptr<AllUI> allUI;         // the panels, from setupEditorUI
+    std::shared_ptr<ClipboardUtils> clipboard;  // the system clipboard for text, from setupEditorCore
+    bool isEditMode = true;               // the scene tab shows the editable scene
+    bool hasDismissedSnapshot = false;    // cache of the document service's hasDismissedAutoBackup
+    int saveDialogMode = 0;
+    std::function<void()> afterSaveCallback;
+    std::string pendingResourceId;        // from the URL on the command line, for loadInitialProject
+    // The agent server's command and port from the command line or a second process. The agent
+    // server controller takes them when it is set up.
+    std::string pendingMcpCommand;
+    std::string pendingMcpPort;
+    // A game file named on the command line: loadInitialProject opens it in place of "src.xml".
+    std::string pendingGameFile;
+    // Set while an operation must not be disturbed by queued work: agent jobs wait, the scene
+    // still renders.
+    bool stopRendering = false;
+
+    // --- Application context -----------------------------------------------------------------
+    void setup() override;
+    // Stops the agent server (when there is one), then the engine.
+    void onClose() override;
+    void play() override;
+    void stop(std::function<void()> done) override;
+    void pause() override;
+    void clear() override;
+
+    bool frameRenderingQueued(const Ogre::FrameEvent& evt) override;
+    void preViewportUpdate(const Ogre::RenderTargetViewportEvent& evt) override;
+    bool keyPressed(const OgreBites::KeyboardEvent& evt) override;
+    bool keyReleased(const OgreBites::KeyboardEvent& evt) override;
+    bool mouseMoved(const OgreBites::MouseMotionEvent& evt) override;
+    bool mousePressed(const OgreBites::MouseButtonEvent& evt) override;
+    bool mouseReleased(const OgreBites::MouseButtonEvent& evt) override;
+
+    // --- Interface ---------------------------------------------------------------------------
+    void drawUI(const Ogre::RenderTargetViewportEvent& evt);
+    // True (with a log line for the agents and a toast) when the action was started by synthetic
+    // input, that is by an agent: the caller then does nothing.
+    bool isAgentDrivenAction(const char* action);
+    void showToast(const std::string& text, float seconds);
+    void showErrorMessage(std::string text);
+    void setSourceText(std::string text);
+
+    // --- Documents ---------------------------------------------------------------------------
+    // Loads a whole document into the editor and the scene. preserveView keeps the camera and the
+    // undo history (undo, redo, edits by the assistant or agents); otherwise the history starts
+    // afresh. Bad text shows "Invalid XML" and changes nothing.
+    bool loadScript(std::string xml, bool preserveView);
+    // An edit of the whole document by the assistant or an agent; false for an empty text.
+    bool applyAiEditedXml(const std::string& xml);
+    // Adds a command element to the current level (or the root) and shows it; its id, "" on failure.
+    std::string createBlock(const std::string& commandName, const std::map<std::string, std::string>& attributes);
+    // The Tabs panel asks before a change; false keeps the tab in front.
+    bool onTabChange(std::string tabName);
+    // Selects the scene object of an element (switching to its level), as picking it would.
+    void selectBlockByXmlId(int xmlId, bool openAttributes);
+    // Whether other selectable objects sit below this object's scene node.
+    bool hasSelectableChildObjects(LmdBase3D* object);
+    // Where a pasted or added object goes: under the selected object's element (asChild), else
+    // the current level, else the root element.
+    pugi::xml_node getParentNodeForAddObject(bool asChild);
+    // Hides the game's on-screen joysticks while the attribute panel is open (events 20, 21).
+    void setJoystickVisible(bool visible);
+
+    // --- Editing commands --------------------------------------------------------------------
+    // sceneObject false: the source text to the clipboard; true: the selected object's element.
+    void editorCopy(bool sceneObject);
+    // sceneObject false: the clipboard replaces the source text; true: the copied element is added
+    // (as a child of the selection, or into the level at screenPos) with fresh ids.
+    void editorPaste(bool sceneObject, bool asChild, ImVec2 screenPos);
+    void doUndo();
+    void doRedo();
+    // Ctrl+Z undo; Ctrl+Y, Ctrl+Shift+Y and Ctrl+Shift+Z redo. True when the key was one of them.
+    bool handleUndoRedoShortcut(const OgreBites::KeyboardEvent& evt);
+    // Ctrl+V is left to the panels: always false.
+    bool handleCtrlVPaste(const OgreBites::KeyboardEvent& evt);
+
+    // --- Project session (project/Lumenda3DEditorSession.cpp) --------------------------------
+    void onProjectOpened(const std::string& xml, const std::string& resourceId, const std::string& name,
+                         const std::string& metadataJson);
+    void markXmlPersisted();
+    // Computes the stored text afresh: not for every frame.
+    bool isProjectDirty();
+    // The top bar's title: the project name and where it is stored.
+    void updateWindowTitle();
+    bool projectHasLocalAssets() const;
+
+    // --- Opening ------------------------------------------------------------------------------
+    // The first document, before the first frame: the game file of the command line or "src.xml"
+    // of the default resource group, the recovery offer, the resource of the URL; then the events.
+    void loadInitialProject();
+    // Opens a cloud project by id; failures go to the error dialog.
+    void loadResourceById(const std::string& resourceId, bool retried);
+    // A loaded project's text: loads it and marks it as saved.
+    void onResourceLoaded(const std::string& xml);
+    // Where cloud projects come from: called with a resource id and a callback of (success, xml,
+    // metadata JSON or error text). Empty until the cloud services are plugged in.
+    using ResourceLoadedCallback = std::function<void(bool success, const std::string& xml, const std::string& text)>;
+    using CloudResourceLoader = std::function<void(const std::string& resourceId, ResourceLoadedCallback done)>;
+    void setCloudResourceLoader(CloudResourceLoader loader) { cloudResourceLoader_ = std::move(loader); }
+
+    // --- Crash recovery -----------------------------------------------------------------------
+    // Offers a backup left by a crash; showTemplatesAfter when the starting document is empty.
+    void offerCrashRecoveryIfNeeded(bool showTemplatesAfter);
+    void refreshHasDismissedSnapshot();
+    // File > Recover Last Auto Save: loads the backup the user set aside.
+    void recoverLastAutoSave();
+
+    // --- Second process -----------------------------------------------------------------------
+    // Event 26: the payload a second process handed over, acted on in the next frame.
+    void onInstanceReactivated(std::shared_ptr<LmdEvent> event);
+    // The agent server's port and command from a second process. They wait in pendingMcpPort and
+    // pendingMcpCommand for the agent server controller.
+    void applyMcpPort(const std::string& port);
+    void applyMcpCommand(const std::string& command);
+
+protected:
+    void setupEditorCore();
+    void setupEditorUI();
+    // The top bar's buttons (the menu's items join them when the menu exists).
+    void setupMenuCallbacks();
+    // The engine events the editor listens to; wired after the first document is loaded.
+    void initEvents();
+    void locateResources() override;
+    bool frameEnded(const Ogre::FrameEvent& evt) override;
+
+private:
+    friend class LmdEditorTestHook;
+    static const std::string& claimEditorSlot(const std::string& appName);
+    // The scene object of an element: clears the selection, switches to its level, selects it.
+    void selectSceneObject(int xmlId);
+    void onBlockSelected(std::shared_ptr<LmdEvent> event);
+    bool readInitialDocument(std::string& text, bool& fromGameFile);
+    // Gives a pasted subtree fresh ids, parents first.
+    void assignFreshIds(pugi::xml_node node);
+
+    CloudResourceLoader cloudResourceLoader_;
+    std::vector<int> hiddenJoysticks_;
+    std::unique_ptr<LmdEditorTestHook> testHook_;
+};
+
+} // namespace Lumenda3D

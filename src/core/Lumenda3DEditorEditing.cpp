@@ -1,0 +1,206 @@
+// Loading whole documents, the Scene/Source tabs, copy and paste, undo and redo, and the guard
+// that refuses person-only actions to an agent's synthetic input.
+#include "core/Lumenda3DEditor.h"
+
+#include <OgreSceneNode.h>
+
+#include "chrome/SourceEditor.h"
+#include "chrome/Tabs.h"
+#include "chrome/ToastNotification.h"
+#include "core/AllUI.h"
+#include "core/ClipboardUtils.h"
+#include "core/XmlUtils.h"
+#include "engine/LmdBase3D.h"
+#include "engine/LmdSourceFiles.h"
+#include "engine/Lumenda3DUtils.h"
+
+namespace Lumenda3D {
+
+// --- Documents -----------------------------------------------------------------------------------
+
+bool Lumenda3DEditor::loadScript(std::string xml, bool preserveView) {
+    if (isAgentDrivenAction("load project"))
+        return false;
+    // The attribute panel lets go of its block here once it exists.
+
+    // The view to put back after the rebuild: the camera node, and the editor camera's own
+    // orbit state, which would otherwise move the node back at the next gesture.
+    Ogre::SceneNode* cameraNode = getCameraNode();
+    const bool keepView = preserveView && cameraNode != nullptr;
+    Ogre::Vector3 position, eye, target;
+    Ogre::Quaternion orientation;
+    if (keepView) {
+        position = cameraNode->getPosition();
+        orientation = cameraNode->getOrientation();
+        eye = getEditorCamera().getEyePosition();
+        target = getEditorCamera().getTarget();
+    }
+
+    if (!setXmlSourceString(xml)) {
+        showErrorMessage("Invalid XML");
+        return false;
+    }
+    // The block tree loads the document's first child here once it exists.
+
+    std::function<void()> done;
+    if (keepView) {
+        done = [this, position, orientation, eye, target] {
+            getEditorCamera().setView(eye, target);
+            if (Ogre::SceneNode* node = getCameraNode()) {
+                node->setPosition(position);
+                node->setOrientation(orientation);
+            }
+        };
+    }
+    // An edit of the open game (undo, an agent's or the assistant's change) keeps the level and
+    // restarts a running game on the new text; another project starts from its first level.
+    updateScript(preserveView, std::move(done), preserveView);
+
+    // Undo never crosses a loaded project; undo itself reloads with preserveView and keeps it.
+    if (!preserveView && sourceFiles)
+        sourceFiles->resetHistory();
+    return true;
+}
+
+bool Lumenda3DEditor::applyAiEditedXml(const std::string& xml) {
+    if (xml.empty())
+        return false;
+    return loadScript(xml, true);
+}
+
+bool Lumenda3DEditor::onTabChange(std::string tabName) {
+    if (tabName == Tabs::kSource) {
+        isEditMode = false;
+        // The attribute panel closes here once it exists.
+        setSourceText(getSourceXmlString(false, true));
+        return true;
+    }
+    if (tabName == Tabs::kScene) {
+        // Edit mode is on even when the text is refused and the source tab stays in front.
+        isEditMode = true;
+        std::string text;
+        if (allUI)
+            if (auto editor = allUI->getSourceEditor())
+                text = editor->getText();
+        return loadScript(text, false);
+    }
+    return true;
+}
+
+// --- Copy and paste ------------------------------------------------------------------------------
+
+void Lumenda3DEditor::editorCopy(bool sceneObject) {
+    if (!sceneObject) {
+        if (clipboard && allUI)
+            if (auto editor = allUI->getSourceEditor())
+                clipboard->setText(editor->getText());
+        return;
+    }
+    LmdBase3D* selected = getSelectedObject();
+    if (!selected) {
+        showErrorMessage("No object selected");
+        copiedNode = pugi::xml_node();
+        return;
+    }
+    const pugi::xml_node node = getXmlNodeById(selected->getXmlId());
+    if (!node) {
+        showErrorMessage("No node found for the selected object");
+        copiedNode = pugi::xml_node();
+        return;
+    }
+    // A deep copy in a document of its own: it stays valid when the original is deleted or the
+    // game is reloaded.
+    const std::string text = XmlUtils::getXmlNodeString(node);
+    copiedNode = pugi::xml_node();
+    copyDocument.reset();
+    if (!copyDocument.load_string(text.c_str(), pugi::parse_default)) {
+        showErrorMessage("Failed to copy the object");
+        copiedNode = pugi::xml_node();
+        return;
+    }
+    copiedNode = copyDocument.first_child();
+    clearSelectedObjects();
+}
+
+void Lumenda3DEditor::assignFreshIds(pugi::xml_node node) {
+    if (node.type() != pugi::node_element)
+        return;
+    sourceFiles->setAttribute(node, "id", Lumenda3DUtils::getNextId());
+    for (pugi::xml_node child = node.first_child(); child; child = child.next_sibling())
+        assignFreshIds(child);
+}
+
+void Lumenda3DEditor::editorPaste(bool sceneObject, bool asChild, ImVec2 screenPos) {
+    if (!sceneObject) {
+        if (clipboard && allUI)
+            if (auto editor = allUI->getSourceEditor())
+                editor->setText(clipboard->getText());
+        return;
+    }
+    if (!copiedNode) {
+        showErrorMessage("No copied node");
+        return;
+    }
+    if (!sourceFiles)
+        return;
+    const pugi::xml_node parent = getParentNodeForAddObject(asChild);
+    const pugi::xml_node node = parent ? sourceFiles->appendCopy(parent, copiedNode) : pugi::xml_node();
+    if (!node) {
+        showErrorMessage("Failed to paste the node");
+        return;
+    }
+    sourceFiles->updateNodeGuid(node, true);
+    assignFreshIds(node);
+    const Ogre::Vector3 position = asChild ? Ogre::Vector3::ZERO : convert2DTo3D(screenPos);
+    sourceFiles->setAttribute(node, "x", position.x);
+    sourceFiles->setAttribute(node, "y", position.y);
+    sourceFiles->setAttribute(node, "z", position.z);
+    // Every element of the copy is known by its new id.
+    registerXmlNode(node);
+    struct Walker : pugi::xml_tree_walker {
+        Lumenda3DEditor* editor = nullptr;
+        bool for_each(pugi::xml_node& inner) override {
+            if (inner.type() == pugi::node_element)
+                editor->registerXmlNode(inner);
+            return true;
+        }
+    } walker;
+    walker.editor = this;
+    pugi::xml_node(node).traverse(walker);
+    // The block tree shows the new block here once it exists.
+    // The engine builds an element together with everything below it, so one call shows the
+    // whole copy (a call per child would build the children twice).
+    runPartialSource(node, parent);
+}
+
+// --- Undo and redo -------------------------------------------------------------------------------
+
+void Lumenda3DEditor::doUndo() {
+    if (!sourceFiles || isRunning())
+        return;
+    sourceFiles->undo();
+}
+
+void Lumenda3DEditor::doRedo() {
+    if (!sourceFiles || isRunning())
+        return;
+    sourceFiles->redo();
+}
+
+// --- The agent guard -----------------------------------------------------------------------------
+
+bool Lumenda3DEditor::isAgentDrivenAction(const char* action) {
+    Lumenda3DEngine* engine = Lumenda3DEngine::getEngine();
+    if (!engine)
+        return false;
+    // Above zero only while a synthetic event is being delivered: an agent's click or key.
+    if (engine->getSyntheticInputDepth() <= 0)
+        return false;
+    const std::string word = action ? action : "";
+    engine->logToServer("Blocked agent-driven UI action: " + word +
+                        " (agents must use dedicated MCP tools; UI menus are user-only)");
+    showToast("Agent action blocked: " + word, 3.0f);
+    return true;
+}
+
+} // namespace Lumenda3D

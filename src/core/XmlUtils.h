@@ -1,0 +1,19 @@
+#pragma once
+// Text forms of parts of a game document, for copying nodes between documents: a node and its
+// subtree (or a whole document) as well-formed XML that pugixml's default parser reads back to
+// the same tree. Ids and session marks are kept: a copy is exact.
+#include <string>
+
+#include <pugixml.hpp>
+
+namespace Lumenda3D {
+
+class XmlUtils {
+public:
+    // The node and its subtree; "" for a null node.
+    static std::string getXmlNodeString(const pugi::xml_node& node);
+    // Every child of the document.
+    static std::string getXmlString(const pugi::xml_document& document);
+};
+
+} // namespace Lumenda3D

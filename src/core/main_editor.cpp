@@ -1,0 +1,208 @@
+// lumenda3d: the editor's entry.
+//
+//   lumenda3d [Lumenda3DApp://URL | game.xml] [--mcp on|off] [--mcp-port N] [--help] [--version]
+//
+// Fixes the working directory, reads the URL and the options, hands them to a running editor or
+// becomes the editor itself, starts the update check, runs the render loop and tears everything
+// down in a fixed order. The terminate handler makes a fault during the last stretch of teardown
+// look like the clean exit it almost was. See docs/running.md.
+#include <cstdlib>
+#include <exception>
+#include <filesystem>
+#include <iostream>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#ifdef _WIN32
+#include <windows.h>
+#else
+#include <unistd.h>
+#endif
+
+#include <OgreLogManager.h>
+#include <OgreRenderSystem.h>
+#include <OgreRoot.h>
+
+#include "core/Lumenda3DAppUrl.h"
+#include "core/Lumenda3DEditor.h"
+#include "services/LmdAutoUpdater.h"
+#include "services/LmdCommandLine.h"
+#include "services/LmdSingleInstance.h"
+
+namespace {
+
+constexpr const char* kVersion = "2.1.3";
+constexpr const char* kProductName = "Lumenda3D";
+
+// The application object, made before main runs and destroyed at process exit.
+Lumenda3D::Lumenda3DEditor ctx("Lumenda3D");
+
+// Set once onClose has run, before closeApp; read only by globalTerminateHandler.
+bool g_appShuttingDown = false;
+
+// A line in the engine's log, when the log exists; a failure of the logging is swallowed.
+void logToEngine(const std::string& text) {
+    try {
+        if (Ogre::LogManager* log = Ogre::LogManager::getSingletonPtr())
+            log->logMessage(text, Ogre::LML_NORMAL);
+    } catch (...) {
+    }
+}
+
+void globalTerminateHandler() {
+    if (std::exception_ptr current = std::current_exception()) {
+        try {
+            std::rethrow_exception(current);
+        } catch (const std::exception& e) {
+            std::cerr << "Unhandled exception: " << e.what() << std::endl;
+            logToEngine(std::string("FATAL unhandled exception: ") + e.what());
+        } catch (...) {
+            std::cerr << "Unhandled unknown exception" << std::endl;
+            logToEngine("FATAL unhandled unknown exception");
+        }
+    }
+    if (g_appShuttingDown)
+        _exit(0);
+    std::abort();
+}
+
+// Points the current directory at the folder of the running program.
+void changeToModuleFolder() {
+#ifdef _WIN32
+    wchar_t buffer[260];
+    const DWORD length = GetModuleFileNameW(nullptr, buffer, 260);
+    if (length >= 1 && length <= 259) {
+        std::error_code ec;
+        std::filesystem::current_path(std::filesystem::path(std::wstring(buffer, length)).parent_path(), ec);
+    }
+#else
+    char buffer[260];
+    const ssize_t length = readlink("/proc/self/exe", buffer, sizeof buffer);
+    if (length >= 1 && length <= 259) {
+        std::error_code ec;
+        std::filesystem::current_path(std::filesystem::path(std::string(buffer, size_t(length))).parent_path(), ec);
+    }
+#endif
+}
+
+bool startsWithScheme(const std::string& argument) {
+    const std::string scheme = Lumenda3D::kLumenda3DAppScheme;
+    if (argument.size() < scheme.size())
+        return false;
+    for (size_t i = 0; i < scheme.size(); ++i)
+        if (std::tolower(static_cast<unsigned char>(argument[i])) != std::tolower(static_cast<unsigned char>(scheme[i])))
+            return false;
+    return true;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    using namespace Lumenda3D;
+
+    // 1. The terminate handler.
+    std::set_terminate(globalTerminateHandler);
+    // Paths on the command line are relative to where the user started the editor, not to the
+    // program's folder that follows.
+    std::error_code ec;
+    const std::filesystem::path startFolder = std::filesystem::current_path(ec);
+
+    // 2. The program's own folder becomes the current directory.
+    changeToModuleFolder();
+
+    // 3. and 4. The cloud resource of a Lumenda3DApp:// URL.
+    std::string resourceId;
+    if (argc >= 2 && argv[1] != nullptr) {
+        const UrlSchemeArgs url = parseLumenda3DAppUrl(argv[1]);
+        if (url.valid) {
+            auto found = url.query.find("resId");
+            if (found == url.query.end())
+                found = url.query.find("resID");
+            if (found != url.query.end() && !found->second.empty())
+                resourceId = found->second;
+        }
+    }
+    if (!resourceId.empty())
+        ctx.pendingResourceId = resourceId;
+
+    // 5. and 6. The agent server's options.
+    const LmdCommandLine commandLine(argc, argv);
+    if (!commandLine.ok()) {
+        std::cerr << commandLine.errorText() << "\n" << LmdCommandLine::usage();
+        return 2;
+    }
+    if (commandLine.helpRequested()) {
+        std::cout << LmdCommandLine::usage()
+                  << "A path to a game file (a .xml document) opens that game instead of the starting project.\n";
+        return 0;
+    }
+    if (commandLine.versionRequested()) {
+        std::cout << kProductName << " " << kVersion << "\n";
+        return 0;
+    }
+    const std::string mcp = commandLine.get("mcp", "");
+    const std::string mcpPort = commandLine.get("mcp-port", "");
+    if (!mcp.empty())
+        ctx.pendingMcpCommand = mcp;
+    if (!mcpPort.empty())
+        ctx.pendingMcpPort = mcpPort;
+    // A game file in place of the URL opens in this editor (it is not handed to a running one).
+    if (!commandLine.positional().empty() && !startsWithScheme(commandLine.positional().front()))
+        ctx.pendingGameFile = (startFolder / commandLine.positional().front()).lexically_normal().string();
+
+    // 7. The hand-over for a running editor: always these three keys, in this order.
+    const std::unordered_map<std::string, std::string> handOver{
+        {"resId", resourceId}, {"mcp", mcp}, {"mcpPort", mcpPort}};
+    const std::string payload = LmdSingleInstance::buildPayload(handOver, {"resId", "mcp", "mcpPort"});
+
+    // 8. Another editor runs: it has the payload now, and this process is done.
+    if (!LmdSingleInstance::getInstance().acquireOrForward(payload, ""))
+        return 0;
+
+    // 9. The update check, in the background.
+    LmdAutoUpdater::getInstance().init(LmdAutoUpdater::feedUrlFor(LmdAutoUpdater::configuredServer()), kProductName,
+                                       kVersion);
+
+    // 10. and 11. The window, the first project, then the render loop.
+    try {
+        ctx.initApp();
+        Ogre::Root* root = ctx.getRoot();
+        if (!root || !ctx.isReady())
+            throw std::runtime_error("the editor window could not be created");
+        // What Root::startRendering does before its own loop.
+        root->getRenderSystem()->_initRenderTargets();
+        root->clearEventTimes();
+        while (!root->endRenderingQueued()) {
+            try {
+                root->renderOneFrame();
+            } catch (const std::exception& e) {
+                std::cerr << "Error while rendering: " << e.what() << "\n";
+            } catch (...) {
+                std::cerr << "Error while rendering\n";
+            }
+        }
+
+        ctx.onClose();
+        g_appShuttingDown = true;
+        // The engine's onClose may have released the root and the window already; a second
+        // release would reach OGRE's managers after they are gone.
+        if (ctx.getRoot())
+            ctx.closeApp();
+        LmdSingleInstance::getInstance().shutdown();
+    } catch (const std::exception& e) {
+        const std::string text = std::string("Fatal exception in main: ") + e.what();
+        std::cerr << text << "\n";
+        logToEngine(text);
+        LmdAutoUpdater::getInstance().cleanup();
+        return 1;
+    } catch (...) {
+        const std::string text = "Fatal unknown exception in main";
+        std::cerr << text << "\n";
+        logToEngine(text);
+        LmdAutoUpdater::getInstance().cleanup();
+        return 1;
+    }
+    LmdAutoUpdater::getInstance().cleanup();
+    return 0;
+}

@@ -1,0 +1,233 @@
+#!/usr/bin/env bash
+# Starts the real editor (under the X display that xvfb-run provides) with a fresh data root and
+# drives it with test scripts (LUMENDA3D_TEST_SCRIPT, see docs/running.md). One case per run:
+#
+#   editor_xvfb_checks.sh <case> <lumenda3d> <source dir> <artifacts dir>
+#
+#   open-play-edit   an example game from the command line: agent and person clicks on Play,
+#                    play and stop (the scene comes back), Source tab, undo/redo keys (also while
+#                    the game runs), copy and paste; screenshots
+#   start-project    no arguments: the starting project "src.xml" opens
+#   frame-faults     every one of the first frames throws: one stderr line each, the loop goes on
+#   hand-over        a second start hands its request to the first editor and exits 0
+#   crash-recovery   kill -9 while editing; the next start offers the backup and restores it
+#   terminate        an exception that escapes while the editor runs: one line, then abort
+#   exit-fault       the same fault once the editor has closed down: a clean exit (code 0)
+set -uo pipefail
+
+case_name="$1"
+editor="$2"
+source_dir="$3"
+artifacts="$4"
+mkdir -p "$artifacts"
+
+work="$(mktemp -d "${TMPDIR:-/tmp}/lmd-editor-xvfb.XXXXXX")"
+trap 'rm -rf "$work"' EXIT
+export LUMENDA3D_HOME="$work/home"
+mkdir -p "$LUMENDA3D_HOME"
+export LUMENDA3D_SERVER=""
+# Under the sanitizers: OGRE's image codec frees what stb allocated with malloc through delete[],
+# which is not ours to fix and harmless at run time.
+export ASAN_OPTIONS="${ASAN_OPTIONS:+$ASAN_OPTIONS:}alloc_dealloc_mismatch=0"
+# OGRE makes only the last folder of its log's path (<cache>/Lumenda3D): the cache folder must exist.
+export XDG_CACHE_HOME="$work/cache"
+mkdir -p "$XDG_CACHE_HOME"
+
+failures=0
+fail() {
+  echo "FAILED: $*" >&2
+  failures=$((failures + 1))
+}
+
+# Runs the editor with a script until it quits; checks that the script passed.
+#   run_script <name> <script text> [editor arguments...]
+run_script() {
+  local name="$1" script="$2"
+  shift 2
+  printf '%s\n' "$script" > "$work/$name.script"
+  LUMENDA3D_TEST_SCRIPT="$work/$name.script" timeout 180 "$editor" "$@" \
+    > "$work/$name.out" 2> "$work/$name.err"
+  local code=$?
+  check_run "$name" "$code"
+}
+
+check_run() {
+  local name="$1" code="$2"
+  if [ "$code" -ne 0 ]; then fail "$name: exit code $code"; fi
+  if grep -q "^LMD-TEST FAIL" "$work/$name.out"; then fail "$name: $(grep '^LMD-TEST FAIL' "$work/$name.out")"; fi
+  if ! grep -q "^LMD-TEST done" "$work/$name.out"; then fail "$name: the script did not finish"; fi
+  if [ "$failures" -ne 0 ]; then
+    echo "--- $name stdout"; cat "$work/$name.out"
+    echo "--- $name stderr"; grep -v '^ALSA' "$work/$name.err" | tail -40
+  fi
+}
+
+wait_for_line() {
+  local file="$1" text="$2" seconds="$3"
+  for _ in $(seq 1 $((seconds * 10))); do
+    grep -q "$text" "$file" 2>/dev/null && return 0
+    sleep 0.1
+  done
+  return 1
+}
+
+case "$case_name" in
+open-play-edit)
+  run_script open-play-edit "
+until loaded
+frames 5
+expect title platformer
+expect tab Scene
+expect not dirty
+mark-objects
+screenshot $artifacts/editor-scene.png
+# An agent's click on Play is refused; a person's starts the game.
+click topBar Play##topBar
+expect toast Agent action blocked: run the game
+expect log Blocked agent-driven UI action: run the game (agents must use dedicated MCP tools; UI menus are user-only)
+expect not playing
+user-click topBar Play##topBar
+until playing
+expect not edit-mode
+frames 60
+screenshot $artifacts/editor-playing.png
+# Undo is refused while the game runs, and the key does not undo afterwards either.
+user-keys ctrl z
+expect playing
+user-click topBar Stop##topBar
+until not playing
+frames 3
+expect edit-mode
+expect objects-as-marked
+expect attr Player x
+# The source tab and back.
+user-click tabs Source##tabs
+expect tab Source
+expect not edit-mode
+frames 3
+screenshot $artifacts/editor-source.png
+user-click tabs Scene##tabs
+until loaded
+expect tab Scene
+expect edit-mode
+# Undo and redo from the keyboard.
+set Player x 3
+expect dirty
+user-keys ctrl z
+until loaded
+expect attr Player x
+expect not dirty
+user-keys ctrl shift z
+until loaded
+expect attr Player x 3
+user-keys ctrl z
+user-keys ctrl y
+until loaded
+expect attr Player x 3
+# Copy and paste.
+select Coin1
+copy
+paste
+paste
+expect elements Coin1 3
+frames 5
+screenshot $artifacts/editor-pasted.png
+quit" "$source_dir/media/examples/platformer.xml"
+  ;;
+
+start-project)
+  run_script start-project "
+until loaded
+frames 3
+expect title
+expect elements Player 1
+expect not dialog recover
+screenshot $artifacts/editor-start-project.png
+quit"
+  ;;
+
+frame-faults)
+  printf 'until loaded\nframes 30\nsay alive\nquit\n' > "$work/faults.script"
+  LUMENDA3D_TEST_FRAME_FAULTS=12 LUMENDA3D_TEST_SCRIPT="$work/faults.script" timeout 120 "$editor" \
+    > "$work/frame-faults.out" 2> "$work/frame-faults.err"
+  check_run frame-faults $?
+  count="$(grep -c '^Error while rendering: injected test fault$' "$work/frame-faults.err")"
+  [ "$count" -eq 12 ] || fail "frame-faults: $count stderr lines for 12 failed frames"
+  grep -q "^LMD-TEST say alive" "$work/frame-faults.out" || fail "frame-faults: the loop did not go on"
+  ;;
+
+hand-over)
+  printf '%s\n' "until loaded" "say ready" \
+    "until error Could not open project 7" \
+    "expect error Could not open project 7: the cloud service is not available" \
+    "until log Agent server port from a second start: 50123" \
+    "expect log Agent server command from a second start: on" \
+    "frames 3" "screenshot $artifacts/editor-hand-over.png" "quit" > "$work/first.script"
+  LUMENDA3D_TEST_SCRIPT="$work/first.script" timeout 180 "$editor" > "$work/first.out" 2> "$work/first.err" &
+  first=$!
+  wait_for_line "$work/first.out" "^LMD-TEST say ready" 60 || fail "hand-over: the first editor did not start"
+  # A start with nothing hands over three empty values; the first editor does nothing with them.
+  timeout 30 "$editor" > "$work/second-empty.out" 2>&1
+  code=$?
+  [ "$code" -eq 0 ] || fail "hand-over: an empty second start exited with $code"
+  start_ns=$(date +%s%N)
+  timeout 30 "$editor" "Lumenda3DApp://open?resId=7" --mcp on --mcp-port 50123 > "$work/second.out" 2>&1
+  code=$?
+  end_ns=$(date +%s%N)
+  [ "$code" -eq 0 ] || fail "hand-over: the second start exited with $code"
+  echo "second start took $(( (end_ns - start_ns) / 1000000 )) ms"
+  grep -q "Render window" "$work/second.out" && fail "hand-over: the second start opened a window"
+  wait "$first"
+  check_run first $?
+  ;;
+
+crash-recovery)
+  printf '%s\n' "until loaded" "set Player x 7" "until backup" "say edited" "seconds 600" > "$work/crash.script"
+  LUMENDA3D_TEST_SCRIPT="$work/crash.script" "$editor" "$source_dir/media/examples/starter.xml" \
+    > "$work/crash.out" 2> "$work/crash.err" &
+  victim=$!
+  wait_for_line "$work/crash.out" "^LMD-TEST say edited" 60 || fail "crash-recovery: no backup was written"
+  kill -9 "$victim"
+  wait "$victim" 2>/dev/null
+  [ -S "$LUMENDA3D_HOME/state/instance.sock" ] && echo "the killed editor left its socket behind"
+  run_script recover "
+until dialog recover
+frames 3
+screenshot $artifacts/editor-recovery-offer.png
+user-click recoverFromCrashDialog Recover##recoverFromCrash
+until not dialog recover
+until loaded
+expect attr Player x 7
+expect dirty
+frames 3
+screenshot $artifacts/editor-recovered.png
+quit" "$source_dir/media/examples/starter.xml"
+  ;;
+
+terminate)
+  printf '%s\n' "until loaded" "terminate" > "$work/terminate.script"
+  LUMENDA3D_TEST_SCRIPT="$work/terminate.script" timeout 120 "$editor" > "$work/terminate.out" 2> "$work/terminate.err"
+  code=$?
+  [ "$code" -eq 134 ] || fail "terminate: exit code $code, not 134 (abort)"
+  grep -q "^Unhandled exception: injected terminate$" "$work/terminate.err" || fail "terminate: no stderr line"
+  grep -q "FATAL unhandled exception: injected terminate" "$XDG_CACHE_HOME/Lumenda3D/ogre.log" ||
+    fail "terminate: not in the engine's log"
+  ;;
+
+exit-fault)
+  LUMENDA3D_TEST_EXIT_FAULT=1 run_script exit-fault "
+until loaded
+quit"
+  grep -q "^Unhandled exception: injected fault at exit$" "$work/exit-fault.err" || fail "exit-fault: no stderr line"
+  ;;
+
+*)
+  echo "unknown case $case_name" >&2
+  exit 2
+  ;;
+esac
+
+if [ "$failures" -ne 0 ]; then
+  exit 1
+fi
+echo "$case_name: passed"
