@@ -18,17 +18,6 @@
 namespace Lumenda3D {
 namespace {
 
-template <typename Fn>
-void guarded(const char* where, Fn&& fn) {
-    try {
-        fn();
-    } catch (const std::exception& e) {
-        LmdLog::message(std::string("Error in ") + where + ": " + e.what());
-    } catch (...) {
-        LmdLog::message(std::string("Unknown error in ") + where);
-    }
-}
-
 // Frames longer than this are taken as this long: a stall must not throw objects through walls.
 constexpr float kMaxFrameSeconds = 0.1f;
 
@@ -48,7 +37,7 @@ LmdRuntime::~LmdRuntime() {
 
 void LmdRuntime::setup() {
     Lumenda3DEngine::setup();
-    guarded("setupRuntime", [&] {
+    runGuarded("setupRuntime", [&] {
         mSound.init(); // silent (one log line) without an audio device
         LmdSceneHost::Services services;
         services.physics = &mPhysics;
@@ -57,7 +46,7 @@ void LmdRuntime::setup() {
         services.viewport = getViewport();
         services.goToLevel = [this](const std::string& level) {
             bool ok = false;
-            guarded("goToLevel", [&] { ok = buildPlayLevel(level.empty() ? mPlayLevel : level); });
+            runGuarded("goToLevel", [&] { ok = buildPlayLevel(level.empty() ? mPlayLevel : level); });
             return ok;
         };
         mHost.setServices(services);
@@ -65,7 +54,7 @@ void LmdRuntime::setup() {
 }
 
 void LmdRuntime::onClose() {
-    guarded("onClose", [&] { endPlay(false); });
+    runGuarded("onClose", [&] { endPlay(false); });
     mSound.shutdown();
     Lumenda3DEngine::onClose();
 }
@@ -107,7 +96,7 @@ void LmdRuntime::play() {
         mPlayAfterLoad = true;
         return;
     }
-    guarded("play", [&] {
+    runGuarded("play", [&] {
         clearSelectedObjects();
         // The editor's view, to be put back at stop.
         mSavedEye = getEditorCamera().getEyePosition();
@@ -232,7 +221,7 @@ void LmdRuntime::endPlay(bool restore) {
 }
 
 void LmdRuntime::stop(std::function<void()> done) {
-    guarded("stop", [&] {
+    runGuarded("stop", [&] {
         const bool wasRunning = isRunning();
         endPlay(true);
         if (wasRunning) {
@@ -244,7 +233,7 @@ void LmdRuntime::stop(std::function<void()> done) {
 }
 
 void LmdRuntime::clear() {
-    guarded("clear", [&] { endPlay(true); });
+    runGuarded("clear", [&] { endPlay(true); });
     Lumenda3DEngine::clear();
 }
 
@@ -259,7 +248,7 @@ void LmdRuntime::forgetDocumentNodes() {
 void LmdRuntime::updateScript(bool restartGame, std::function<void()> done, bool keepLevel) {
     const bool wasRunning = isRunning() || mPlayAfterLoad;
     if (isRunning())
-        guarded("updateScript", [&] { endPlay(true); });
+        runGuarded("updateScript", [&] { endPlay(true); });
     Lumenda3DEngine::updateScript(
         restartGame,
         [this, wasRunning, restartGame, done] {
@@ -279,7 +268,7 @@ void LmdRuntime::runPartialSource(pugi::xml_node node, pugi::xml_node parent) {
     Lumenda3DEngine::runPartialSource(node, parent);
     if (!mPlayScene || !node)
         return;
-    guarded("runPartialSource", [&] {
+    runGuarded("runPartialSource", [&] {
         const std::string level = LmdSceneReader::levelOf(node);
         if (!level.empty() && level != mPlayLevel)
             return;
@@ -293,7 +282,7 @@ bool LmdRuntime::updateLuaAttribute(int xmlId, const std::string& attribute, con
                                     const std::string& type) {
     bool taken = Lumenda3DEngine::updateLuaAttribute(xmlId, attribute, value, type);
     if (mPlayScene)
-        guarded("updateLuaAttribute", [&] {
+        runGuarded("updateLuaAttribute", [&] {
             taken = applyAttribute(*mPlayScene, xmlId, attribute, value, type, true) || taken;
         });
     return taken;
@@ -355,7 +344,7 @@ bool LmdRuntime::keyPressed(const OgreBites::KeyboardEvent& evt) {
     if (mState == State::Playing) {
         const std::string key = gameKeyName(evt.keysym.sym);
         if (!key.empty())
-            guarded("keyPressed", [&] { mLogic.keyDown(key); });
+            runGuarded("keyPressed", [&] { mLogic.keyDown(key); });
     }
     return true;
 }
@@ -365,7 +354,7 @@ bool LmdRuntime::keyReleased(const OgreBites::KeyboardEvent& evt) {
         return Lumenda3DEngine::keyReleased(evt);
     const std::string key = gameKeyName(evt.keysym.sym);
     if (!key.empty())
-        guarded("keyReleased", [&] { mLogic.keyUp(key); });
+        runGuarded("keyReleased", [&] { mLogic.keyUp(key); });
     return true;
 }
 
@@ -380,7 +369,7 @@ bool LmdRuntime::mouseMoved(const OgreBites::MouseMotionEvent& evt) {
         float x = 0, y = 0;
         LmdLayer2D::stickFor(*mActiveStick, float(evt.x), float(evt.y), x, y);
         mActiveStick->setStick(x, y);
-        guarded("joystick", [&] { mLogic.joystick(mActiveStick->getName(), x, y); });
+        runGuarded("joystick", [&] { mLogic.joystick(mActiveStick->getName(), x, y); });
     }
     return true;
 }
@@ -390,7 +379,7 @@ bool LmdRuntime::mousePressed(const OgreBites::MouseButtonEvent& evt) {
         return Lumenda3DEngine::mousePressed(evt);
     if (mState != State::Playing || evt.button != OgreBites::BUTTON_LEFT || !mPlayScene)
         return true;
-    guarded("mousePressed", [&] {
+    runGuarded("mousePressed", [&] {
         if (LmdBase2D* element = pick2DObject(evt.x, evt.y)) {
             if (element->getKind() == LmdElementKind::Joystick) {
                 mActiveStick = element;
@@ -432,7 +421,7 @@ bool LmdRuntime::mouseReleased(const OgreBites::MouseButtonEvent& evt) {
         return Lumenda3DEngine::mouseReleased(evt);
     if (evt.button != OgreBites::BUTTON_LEFT)
         return true;
-    guarded("mouseReleased", [&] {
+    runGuarded("mouseReleased", [&] {
         auto alive = [this](LmdBase2D* element) {
             const auto& all = mPlayScene ? mPlayScene->elements() : std::vector<LmdBase2D*>();
             return std::find(all.begin(), all.end(), element) != all.end();

@@ -33,17 +33,6 @@ namespace {
 
 Lumenda3DEngine* gEngine = nullptr;
 
-template <typename Fn>
-void guarded(const char* where, Fn&& fn) {
-    try {
-        fn();
-    } catch (const std::exception& e) {
-        LmdLog::message(std::string("Error in ") + where + ": " + e.what());
-    } catch (...) {
-        LmdLog::message(std::string("Unknown error in ") + where);
-    }
-}
-
 // The distance along `direction` (not normalised) at which the ray enters the box; false if it misses.
 bool rayBox(const Ogre::Vector3& origin, const Ogre::Vector3& direction, const Ogre::AxisAlignedBox& box, float& t) {
     float tMin = 0.0f, tMax = std::numeric_limits<float>::max();
@@ -109,7 +98,7 @@ Lumenda3DEngine* Lumenda3DEngine::getEngine() {
 
 void Lumenda3DEngine::setup() {
     LmdAppContext::setup();
-    guarded("setupEngine", [&] {
+    runGuarded("setupEngine", [&] {
         setupAssets();
         mMaterials = std::make_unique<LmdMaterialFactory>(mAssets);
         mMeshes = std::make_unique<LmdMeshLibrary>(mAssets, *mMaterials, mFaults);
@@ -121,7 +110,7 @@ void Lumenda3DEngine::setup() {
 }
 
 void Lumenda3DEngine::onClose() {
-    guarded("onClose", [&] {
+    runGuarded("onClose", [&] {
         clearSelectedObjects();
         mEditScene.reset();
         mMeshes.reset();
@@ -257,11 +246,11 @@ void Lumenda3DEngine::updateScript(bool, std::function<void()> done, bool keepLe
     deferAction([this, serial, level, done] {
         // A newer request rebuilds anyway: only the last one does the work, all complete.
         if (serial == mLoadSerial) {
-            guarded("updateScript", [&] { rebuildEditScene(level); });
+            runGuarded("updateScript", [&] { rebuildEditScene(level); });
             mLoading = false;
         }
         if (done)
-            guarded("updateScript done", done);
+            runGuarded("updateScript done", done);
     });
 }
 
@@ -269,7 +258,7 @@ void Lumenda3DEngine::runPartialSource(pugi::xml_node node, pugi::xml_node paren
     (void)parent; // the node's own place in the document tells where it stands
     if (!node || !mEditScene || !mScriptParser)
         return;
-    guarded("runPartialSource", [&] {
+    runGuarded("runPartialSource", [&] {
         LmdSceneFaults quietFaults;
         LmdSceneReader reader = mScriptParser->reader(quietFaults);
         const LmdSceneReader::Role role = reader.roleOf(node.name());
@@ -394,7 +383,7 @@ bool Lumenda3DEngine::applyAttribute(LmdScene& scene, int xmlId, const std::stri
 bool Lumenda3DEngine::updateLuaAttribute(int xmlId, const std::string& attribute, const std::string& value,
                                          const std::string& type) {
     bool taken = false;
-    guarded("updateLuaAttribute", [&] {
+    runGuarded("updateLuaAttribute", [&] {
         if (mEditScene && mScriptParser)
             taken = applyAttribute(*mEditScene, xmlId, attribute, value, type, false);
     });
@@ -402,7 +391,7 @@ bool Lumenda3DEngine::updateLuaAttribute(int xmlId, const std::string& attribute
 }
 
 void Lumenda3DEngine::rebuildMaterialObject(int xmlId, bool) {
-    guarded("rebuildMaterialObject", [&] {
+    runGuarded("rebuildMaterialObject", [&] {
         if (!mEditScene)
             return;
         const pugi::xml_node node = mDocument.getXmlNodeById(xmlId);
@@ -426,7 +415,7 @@ void Lumenda3DEngine::rebuildMaterialObject(int xmlId, bool) {
 }
 
 void Lumenda3DEngine::applyObjectAutoScale(int xmlId) {
-    guarded("applyObjectAutoScale", [&] {
+    runGuarded("applyObjectAutoScale", [&] {
         if (mEditScene)
             rebuildNode(*mEditScene, xmlId);
     });
@@ -434,11 +423,11 @@ void Lumenda3DEngine::applyObjectAutoScale(int xmlId) {
 
 void Lumenda3DEngine::stop(std::function<void()> done) {
     if (done)
-        guarded("stop done", done);
+        runGuarded("stop done", done);
 }
 
 void Lumenda3DEngine::clear() {
-    guarded("clear", [&] {
+    runGuarded("clear", [&] {
         clearSelectedObjects();
         if (mEditScene)
             mEditScene->clear();
@@ -473,7 +462,7 @@ void Lumenda3DEngine::setGameDir(const std::string& dir) {
 // --- Scene and selection ---------------------------------------------------------------------
 
 void Lumenda3DEngine::setLevel(const std::string& name) {
-    guarded("setLevel", [&] {
+    runGuarded("setLevel", [&] {
         const std::vector<std::string> levels = getLevelNames();
         if (!name.empty() && std::find(levels.begin(), levels.end(), name) == levels.end()) {
             LmdLog::message("setLevel: the game has no level named '" + name + "'");
@@ -493,7 +482,7 @@ std::vector<std::string> Lumenda3DEngine::getLevelNames() const {
 }
 
 void Lumenda3DEngine::addEditorLevel(const std::string& name) {
-    guarded("addEditorLevel", [&] {
+    runGuarded("addEditorLevel", [&] {
         pugi::xml_node root = mDocument.root();
         if (!root || name.empty())
             return;
@@ -660,15 +649,15 @@ bool Lumenda3DEngine::frameStarted(const Ogre::FrameEvent& evt) {
         std::vector<std::function<void()>> due;
         due.swap(mDeferred);
         for (auto& action : due)
-            guarded("deferAction", action);
+            runGuarded("deferAction", action);
     }
-    guarded("frameUpdate", [&] { frameUpdate(evt.timeSinceLastFrame); });
+    runGuarded("frameUpdate", [&] { frameUpdate(evt.timeSinceLastFrame); });
     return true;
 }
 
 bool Lumenda3DEngine::frameRenderingQueued(const Ogre::FrameEvent& evt) {
     const bool result = LmdAppContext::frameRenderingQueued(evt);
-    guarded("frameRenderingQueued", [&] {
+    runGuarded("frameRenderingQueued", [&] {
         if (mHttpClient)
             mHttpClient->pump();
         if (sourceFiles)
@@ -681,7 +670,7 @@ void Lumenda3DEngine::preViewportUpdate(const Ogre::RenderTargetViewportEvent& e
     LmdAppContext::preViewportUpdate(evt);
     if (!evt.source || !evt.source->getOverlaysEnabled() || !ImGui::GetCurrentContext())
         return;
-    guarded("draw2D", [&] {
+    runGuarded("draw2D", [&] {
         LmdScene* scene = getActiveScene();
         if (!scene)
             return;
@@ -703,7 +692,7 @@ bool Lumenda3DEngine::mouseReleased(const OgreBites::MouseButtonEvent& evt) {
     const bool handled = LmdAppContext::mouseReleased(evt);
     if (evt.button == OgreBites::BUTTON_LEFT && std::abs(evt.x - mPressX) <= 3 && std::abs(evt.y - mPressY) <= 3 &&
         !getEditorCamera().isBusy() && getActiveScene() == mEditScene.get()) {
-        guarded("pick", [&] { onObjectClicked(pickObject(evt.x, evt.y)); });
+        runGuarded("pick", [&] { onObjectClicked(pickObject(evt.x, evt.y)); });
     }
     mPressX = mPressY = -1000;
     return handled;
