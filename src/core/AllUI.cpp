@@ -25,8 +25,10 @@ AllUI::AllUI(const std::string& name) : BaseUI(name) {
 
     // The source editor is drawn by the tabs, while its tab is in front. The toast comes last so
     // that toasts lie over everything.
-    drawOrder_ = {"topBar", "tabs", "", "errorDialog", "recoverFromCrashDialog", "confirmDialog",
-                  "toastNotification"};
+    // The agent server's settings dialog needs the editor's controller: the editor puts it into
+    // its slot (setElement) before init. Its draw also raises the agents' permission prompts.
+    drawOrder_ = {"topBar", "tabs", "", "mcpSettingsDialog", "errorDialog", "recoverFromCrashDialog",
+                  "confirmDialog", "toastNotification"};
 }
 
 AllUI::~AllUI() {

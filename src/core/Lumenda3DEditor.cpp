@@ -23,10 +23,12 @@
 #include "engine/LmdBase3D.h"
 #include "engine/LmdSourceFiles.h"
 #include "engine/Lumenda3DUtils.h"
+#include "mcp/McpSettingsDialog.h"
 #include "services/ApiConfig.h"
 #include "services/LmdAutoUpdater.h"
 #include "services/LmdPaths.h"
 #include "services/LmdSingleInstance.h"
+#include "services/LocalStorage.h"
 #include "services/UrlUtils.h"
 
 #include <filesystem>
@@ -123,9 +125,8 @@ void Lumenda3DEditor::setup() {
                 showToast("Lumenda3D " + result.update.displayVersion + " is available", 5.0f);
         });
     });
-    // The agent server controller is set up here (permissions, the pending port and command,
-    // the server if the settings ask for it) once it exists; until then pendingMcpPort and
-    // pendingMcpCommand keep what the command line said.
+    // The agent server: permissions, the command line's port and command, or the settings.
+    setupStep("LmdMcpController::setup", [&] { mcpController.setup(); });
 }
 
 void Lumenda3DEditor::setupEditorCore() {
@@ -143,6 +144,8 @@ void Lumenda3DEditor::setupEditorCore() {
             sourceFiles->setAutoSaveEnabled(EditorSettings::getInstance().getBool("autoSaveEnabled", true));
         }
         hasDismissedSnapshot = sourceFiles ? sourceFiles->hasDismissedAutoBackup() : false;
+        // "local:<name>" means the same file of the machine's local-assets sandbox in every project.
+        setLocalAssetsDir(LocalStorage::localAssetsDir());
         ApiConfig::init("");
         LmdLog::message(ApiConfig::getEnvironment() == 1 ? "Running in PRODUCTION mode"
                                                           : "Running in DEVELOPMENT mode");
@@ -156,6 +159,7 @@ void Lumenda3DEditor::setupEditorCore() {
 void Lumenda3DEditor::setupEditorUI() {
     try {
         allUI = std::make_shared<AllUI>("allUI");
+        allUI->setElement("mcpSettingsDialog", makeMcpSettingsDialog());
         allUI->init();
         // The top bar and the tabs cover the top of the view: the scene starts below them.
         allUI->setOnTopInset([this](float top, float left) { setViewInsets(left, top); });
@@ -164,6 +168,24 @@ void Lumenda3DEditor::setupEditorUI() {
     } catch (...) {
         LmdLog::message("Unknown error in setupEditorUI");
     }
+}
+
+std::shared_ptr<McpSettingsDialog> Lumenda3DEditor::makeMcpSettingsDialog() {
+    // Clicks that an agent's synthetic input delivers are refused on these rows and on the
+    // prompt: an agent must not grant itself rights.
+    LmdAgentClickGuard guard([] {
+        Lumenda3DEngine* engine = Lumenda3DEngine::getEngine();
+        return engine ? engine->getSyntheticInputDepth() : 0;
+    },
+                             [this](const std::string& action) { isAgentDrivenAction(action.c_str()); });
+    LmdMcpSettingsPanel::Hooks hooks;
+    hooks.isRunning = [this] { return mcpController.isRunning(); };
+    hooks.boundPort = [this] { return mcpController.port(); };
+    hooks.lastError = [this] { return mcpController.lastError(); };
+    hooks.applyCommand = [this](const std::string& value) { mcpController.applyCommand(value); };
+    hooks.applyPort = [this](const std::string& value) { mcpController.applyPort(value); };
+    return std::make_shared<McpSettingsDialog>("mcpSettingsDialog", mcpController.getPermissions(), std::move(guard),
+                                               std::move(hooks));
 }
 
 void Lumenda3DEditor::setupMenuCallbacks() {
@@ -182,7 +204,8 @@ void Lumenda3DEditor::setupMenuCallbacks() {
 // --- Closing and run control -------------------------------------------------------------------
 
 void Lumenda3DEditor::onClose() {
-    // The agent server controller stops first here, once it exists.
+    // The agent server goes first: its jobs reach into everything that closes below.
+    setupStep("onClose", [&] { mcpController.stop(); });
     setupStep("onClose", [&] { LmdSingleInstance::getInstance().setPayloadHandler(nullptr); });
     LmdRuntime::onClose();
 }
@@ -378,19 +401,9 @@ void Lumenda3DEditor::onInstanceReactivated(std::shared_ptr<LmdEvent> event) {
     if (!resourceId.empty())
         deferAction([this, resourceId] { loadResourceById(resourceId, false); });
     if (!port.empty())
-        deferAction([this, port] { applyMcpPort(port); });
+        deferAction([this, port] { mcpController.applyPort(port); });
     if (!command.empty())
-        deferAction([this, command] { applyMcpCommand(command); });
-}
-
-void Lumenda3DEditor::applyMcpPort(const std::string& port) {
-    pendingMcpPort = port;
-    LmdLog::message("Agent server port from a second start: " + port);
-}
-
-void Lumenda3DEditor::applyMcpCommand(const std::string& command) {
-    pendingMcpCommand = command;
-    LmdLog::message("Agent server command from a second start: " + command);
+        deferAction([this, command] { mcpController.applyCommand(command); });
 }
 
 } // namespace Lumenda3D

@@ -13,6 +13,7 @@
 //   Lumenda3DEditorFrame.cpp       frame loop, drawing, key and mouse routing
 //   Lumenda3DEditorEditing.cpp     loading documents, tabs, copy/paste, undo/redo, agent guard
 //   project/Lumenda3DEditorSession.cpp   session, first project, opening, crash recovery
+//   project/Lumenda3DEditorSave.cpp      saving, creating, and the agents' open and new project
 #include <functional>
 #include <map>
 #include <memory>
@@ -23,6 +24,7 @@
 #include <pugixml.hpp>
 
 #include "engine/LmdRuntime.h"
+#include "mcp/LmdMcpController.h"
 #include "project/LmdProjectSession.h"
 
 namespace Lumenda3D {
@@ -31,6 +33,7 @@ class AllUI;
 class ClipboardUtils;
 class LmdBase3D;
 class LmdEditorTestHook;
+class McpSettingsDialog;
 
 class Lumenda3DEditor : public LmdRuntime, public LmdProjectSession {
 public:
@@ -53,10 +56,9 @@ public:
     int saveDialogMode = 0;
     std::function<void()> afterSaveCallback;
     std::string pendingResourceId;        // from the URL on the command line, for loadInitialProject
-    // The agent server's command and port from the command line or a second process. The agent
-    // server controller takes them when it is set up.
-    std::string pendingMcpCommand;
-    std::string pendingMcpPort;
+    // The agent server: made with the editor, started by setup when the settings or the command
+    // line ask for it (its pendingCommand and pendingPort are set before setup).
+    LmdMcpController mcpController{this};
     // A game file named on the command line: loadInitialProject opens it in place of "src.xml".
     std::string pendingGameFile;
     // Set while an operation must not be disturbed by queued work: agent jobs wait, the scene
@@ -147,6 +149,41 @@ public:
     using CloudResourceLoader = std::function<void(const std::string& resourceId, ResourceLoadedCallback done)>;
     void setCloudResourceLoader(CloudResourceLoader loader) { cloudResourceLoader_ = std::move(loader); }
 
+    // --- Saving (project/Lumenda3DEditorSave.cpp) ----------------------------------------------
+    // The Save dialog's part in creating a project: its status line, clearing its busy flag after
+    // a failure that leaves it open, and hiding it. Each may be empty (no dialog); the save paths
+    // call whichever are set.
+    struct SaveDialogHooks {
+        std::function<void(const std::string&)> setStatusMessage;
+        std::function<void()> clearBusy;
+        std::function<void()> hide;
+    };
+    void setSaveDialogHooks(SaveDialogHooks hooks) { saveDialogHooks_ = std::move(hooks); }
+    // The answer of a headless operation: whether it worked, and a sentence for the agent.
+    using HeadlessDone = std::function<void(bool ok, const std::string& message)>;
+
+    // Writes the document and a thumbnail to local project `name` and marks the text as saved.
+    // False when an agent's input triggered it, local storage is missing, or the write failed
+    // (then with the error dialog "Local save failed.").
+    bool performSaveLocal(const std::string& name, const std::string& xml);
+    // Save As to a local project: as performSaveLocal, and the project becomes `name` locally
+    // (the cloud identity stays). Failures go to the Save dialog's status line.
+    bool performCreateLocal(const std::string& name, const std::string& xml);
+    // Runs the action waiting for a save (afterSaveCallback) once, clearing it first.
+    void fireAfterSuccessfulSave();
+    // The project became cloud resource `resource_id` of the server's answer, named `name`.
+    void applyCloudCreateSuccess(const std::string& responseJson, const std::string& name);
+    // The agents' save and Save As: no dialogs; the outcome goes to `done`.
+    void saveProjectHeadless(HeadlessDone done);
+    void createProjectHeadless(const std::string& name, bool local, HeadlessDone done);
+    // An empty, unnamed, unsaved project that counts as clean.
+    void newProjectHeadless();
+    // Opens local project `name`; false with the reason in `error`, and nothing changed then.
+    bool openLocalProjectHeadless(const std::string& name, std::string& error);
+    // Opens cloud resource `resourceId` through the cloud resource loader; the outcome goes to
+    // `done`.
+    void openCloudProjectHeadless(const std::string& resourceId, HeadlessDone done);
+
     // --- Crash recovery -----------------------------------------------------------------------
     // Offers a backup left by a crash; showTemplatesAfter when the starting document is empty.
     void offerCrashRecoveryIfNeeded(bool showTemplatesAfter);
@@ -157,14 +194,12 @@ public:
     // --- Second process -----------------------------------------------------------------------
     // Event 26: the payload a second process handed over, acted on in the next frame.
     void onInstanceReactivated(std::shared_ptr<LmdEvent> event);
-    // The agent server's port and command from a second process. They wait in pendingMcpPort and
-    // pendingMcpCommand for the agent server controller.
-    void applyMcpPort(const std::string& port);
-    void applyMcpCommand(const std::string& command);
 
 protected:
     void setupEditorCore();
     void setupEditorUI();
+    // The agent server's settings dialog, wired to the controller.
+    std::shared_ptr<McpSettingsDialog> makeMcpSettingsDialog();
     // The top bar's buttons (the menu's items join them when the menu exists).
     void setupMenuCallbacks();
     // The engine events the editor listens to; wired after the first document is loaded.
@@ -183,6 +218,7 @@ private:
     void assignFreshIds(pugi::xml_node node);
 
     CloudResourceLoader cloudResourceLoader_;
+    SaveDialogHooks saveDialogHooks_;
     std::vector<int> hiddenJoysticks_;
     std::unique_ptr<LmdEditorTestHook> testHook_;
 };

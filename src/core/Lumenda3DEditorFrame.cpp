@@ -32,8 +32,9 @@ void logUnknownFailure(const char* where) {
 bool Lumenda3DEditor::frameRenderingQueued(const Ogre::FrameEvent& evt) {
     try {
         if (!stopRendering) {
-            // The agent server's queued jobs run here (its controller's pumpMainThread), and the
-            // context menu is told whether the camera is busy with a gesture, once they exist.
+            // The one moment when work queued by the agent server runs on the main thread. The
+            // context menu is told here whether the camera is busy with a gesture once it exists.
+            mcpController.pumpMainThread();
         }
         // Hand-overs from a second process (event 26) and the update check's answer.
         LmdSingleInstance::getInstance().pump();

@@ -144,9 +144,9 @@ int main(int argc, char** argv) {
     const std::string mcp = commandLine.get("mcp", "");
     const std::string mcpPort = commandLine.get("mcp-port", "");
     if (!mcp.empty())
-        ctx.pendingMcpCommand = mcp;
+        ctx.mcpController.pendingCommand = mcp;
     if (!mcpPort.empty())
-        ctx.pendingMcpPort = mcpPort;
+        ctx.mcpController.pendingPort = mcpPort;
     // A game file in place of the URL opens in this editor (it is not handed to a running one).
     if (!commandLine.positional().empty() && !startsWithScheme(commandLine.positional().front()))
         ctx.pendingGameFile = (startFolder / commandLine.positional().front()).lexically_normal().string();

@@ -151,9 +151,11 @@ bool LmdLocalHttpServer::start(int port, Handler handler) {
     server->new_task_queue = [] { return new ConnectionThreads(kMaxConnectionThreads); };
     // SO_REUSEADDR only: a restart may rebind at once, but a port that another program is
     // listening on must fail (the library's default would also set SO_REUSEPORT and share it).
-    server->set_socket_options([](socket_t sock) {
+    auto listening = std::make_shared<socket_t>(INVALID_SOCKET);
+    server->set_socket_options([listening](socket_t sock) {
         int yes = 1;
         setsockopt(sock, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof(yes));
+        *listening = sock;
     });
     server->set_keep_alive_max_count(1);
     server->set_keep_alive_timeout(2);
@@ -195,6 +197,12 @@ bool LmdLocalHttpServer::start(int port, Handler handler) {
             text += " (" + std::string(std::strerror(err)) + ")";
         return fail(text);
     }
+
+    // The library listens with a backlog of 5: with more agents connecting at once than that,
+    // the kernel drops handshakes and a client may see its connection closed unanswered.
+    // Listening again on the same socket only raises the queue.
+    if (*listening != INVALID_SOCKET)
+        ::listen(*listening, SOMAXCONN);
 
     listenerEnded_ = false;
     httplib::Server* raw = server.get();

@@ -20,26 +20,15 @@
 #include "mcp/LmdMcpEditorBackend.h"
 #include "mcp/LmdMcpServer.h"
 #include "mcp/LmdMcpTools.h"
+#include "UnusedPort.h"
 
 namespace Lumenda3D {
+using test::unusedPort;
+
 namespace {
 using json = nlohmann::json;
 using Clock = std::chrono::steady_clock;
 using namespace std::chrono_literals;
-
-// A port that nothing listens on: bound once by the system's choice, then released.
-int unusedPort() {
-    int fd = ::socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in addr{};
-    addr.sin_family = AF_INET;
-    addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    addr.sin_port = 0;
-    socklen_t length = sizeof addr;
-    const bool ok = ::bind(fd, reinterpret_cast<sockaddr*>(&addr), sizeof addr) == 0 &&
-                    ::getsockname(fd, reinterpret_cast<sockaddr*>(&addr), &length) == 0;
-    ::close(fd);
-    return ok ? ntohs(addr.sin_port) : 0;
-}
 
 // The bridge with pipes on its standard input and output.
 class Bridge {

@@ -1,7 +1,9 @@
 // The editor's project session without a window: opening a project (identities, title, dirty
 // state, auto-save name), the first document at start, a second process's hand-over, and the
 // offer to recover a crash backup with both of its answers.
+#include "core/EditorSettings.h"
 #include "core/HeadlessEditor.h"
+#include "UnusedPort.h"
 
 #include "engine/LmdAutoSaver.h"
 #include "project/RecoverFromCrashDialog.h"
@@ -124,16 +126,21 @@ TEST_F(EditorSessionTest, ASecondProcessesHandOverActsInTheNextFrame) {
         requested = id;
         done(true, "<KiteBench3D><Level name=\"Cloud\"/></KiteBench3D>", R"({"resource_name":"Remote"})");
     });
-    editor->fireEvents(LmdEventInstanceReactivated,
-                       std::make_shared<LmdTextEvent>(LmdEventInstanceReactivated, "resId=77&mcp=on&mcpPort=50123"));
+    const int port = test::unusedPort();
+    ASSERT_NE(port, 0);
+    const std::string payload = "resId=77&mcp=on&mcpPort=" + std::to_string(port);
+    editor->fireEvents(LmdEventInstanceReactivated, std::make_shared<LmdTextEvent>(LmdEventInstanceReactivated, payload));
     // Not inside the event.
     EXPECT_EQ(requested, "");
-    EXPECT_EQ(editor->pendingMcpPort, "");
+    EXPECT_FALSE(editor->mcpController.isRunning());
     editor->step();
     EXPECT_EQ(requested, "77");
     EXPECT_EQ(title(), "Remote [Cloud]");
-    EXPECT_EQ(editor->pendingMcpPort, "50123");
-    EXPECT_EQ(editor->pendingMcpCommand, "on");
+    // The port was applied before the command that starts the server on it.
+    EXPECT_TRUE(editor->mcpController.isRunning());
+    EXPECT_EQ(editor->mcpController.port(), port);
+    EXPECT_EQ(EditorSettings::getInstance().getInt("mcpPort", 0), port);
+    editor->mcpController.stop();
 
     // Three empty values: nothing to do.
     requested.clear();
