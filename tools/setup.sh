@@ -23,8 +23,9 @@ install_packages() {
       missing+=("$p")
     fi
   done
-  # Node.js runs the agent-protocol client tests; any installed node will do.
-  if ! command -v node >/dev/null 2>&1; then missing+=(nodejs npm); fi
+  # npm installs the agent-protocol client tests' packages (install_test_packages); the tests
+  # themselves run on the Node 22 that those packages bring.
+  if ! command -v npm >/dev/null 2>&1; then missing+=(nodejs npm); fi
   if [ "${#missing[@]}" -gt 0 ]; then
     echo "== Installing Debian packages: ${missing[*]}"
     as_root env DEBIAN_FRONTEND=noninteractive apt-get update -q
@@ -32,6 +33,19 @@ install_packages() {
   else
     echo "== All Debian packages are installed"
   fi
+}
+
+# The MCP client tests (tests/mcp-e2e) use the official MCP SDK, the MCP conformance suite and a
+# Node 22 binary, all pinned in that folder's package-lock.json: install them when they are
+# missing or the lock file changed since the last install.
+install_test_packages() {
+  local dir=tests/mcp-e2e
+  if [ -x "$dir/node_modules/.bin/node" ] && [ "$dir/node_modules/.package-lock.json" -nt "$dir/package-lock.json" ]; then
+    echo "== The MCP client test packages are installed"
+    return 0
+  fi
+  echo "== Installing the MCP client test packages (npm ci in $dir)"
+  (cd "$dir" && npm ci --no-audit --no-fund)
 }
 
 build() {
@@ -101,6 +115,7 @@ case "$mode" in
     ;;
   test)
     build build
+    install_test_packages
     run_tests build
     build build-asan -DLMD_SANITIZE=ON -DLMD_BUILD_BENCH=OFF -DCMAKE_BUILD_TYPE=Debug
     ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 run_tests build-asan

@@ -1,0 +1,361 @@
+// Drives the real editor's agent server with the official MCP TypeScript client, the way an AI
+// agent does: over HTTP (StreamableHTTPClientTransport) and through the stdio bridge lmd-mcp
+// (StdioClientTransport). run-with-editor.sh starts the editor with tests/mcp-e2e/data/e2e-game.xml
+// and a fresh data root whose four agent permissions are set to Approve, then runs this file.
+//
+// Environment: LMD_MCP_PORT (the editor's port), LMD_MCP_BRIDGE (path of lmd-mcp),
+// LMD_FREE_PORT (a port nothing listens on), LUMENDA3D_HOME (the editor's data root),
+// LMD_E2E_ARTIFACTS (folder for the screenshots).
+//
+// The steps share one editor and build on each other, so they run in order.
+import { test, after } from 'node:test';
+import assert from 'node:assert/strict';
+import { existsSync, mkdirSync, readFileSync, writeFileSync } from 'node:fs';
+import path from 'node:path';
+import { Client } from '@modelcontextprotocol/sdk/client/index.js';
+import { StreamableHTTPClientTransport } from '@modelcontextprotocol/sdk/client/streamableHttp.js';
+import { StdioClientTransport } from '@modelcontextprotocol/sdk/client/stdio.js';
+import jpeg from 'jpeg-js';
+
+const port = Number(process.env.LMD_MCP_PORT);
+const bridge = process.env.LMD_MCP_BRIDGE;
+const freePort = Number(process.env.LMD_FREE_PORT);
+const dataRoot = process.env.LUMENDA3D_HOME;
+const artifacts = process.env.LMD_E2E_ARTIFACTS || '';
+assert.ok(port > 0 && bridge && freePort > 0 && dataRoot, 'run this through run-with-editor.sh');
+const endpoint = `http://127.0.0.1:${port}/mcp`;
+
+const EXPECTED_TOOLS = [
+  'get_game_xml', 'apply_edits', 'set_game_xml', 'run_game', 'stop_game', 'get_status', 'get_logs',
+  'get_screenshot', 'send_input', 'import_asset', 'list_local_assets', 'get_scene_info', 'select_object',
+  'save_project', 'save_project_as', 'open_project', 'new_project', 'list_projects', 'list_user_assets',
+  'export_game', 'get_operation_status', 'get_documentation',
+];
+const EXPECTED_RESOURCES = ['rules', 'schema', 'assets', 'protocol', 'examples'].map((s) => `lumenda3d://docs/${s}`);
+const STALE_TEXT = 'Stale revision: the document changed since you read it. Call get_game_xml and re-derive your edits.';
+const SAVED_PROJECT = 'e2e-saved';
+
+const client = new Client({ name: 'lumenda3d-e2e', version: '1.0.0' });
+after(async () => {
+  await client.close().catch(() => {});
+});
+
+// --- helpers -----------------------------------------------------------------------------------
+
+function textOf(result) {
+  assert.ok(Array.isArray(result.content) && result.content.length > 0, 'a tool result has content');
+  assert.equal(result.content[0].type, 'text');
+  return result.content[0].text;
+}
+
+async function call(name, args = {}) {
+  return client.callTool({ name, arguments: args });
+}
+
+async function callOk(name, args = {}) {
+  const result = await call(name, args);
+  assert.ok(!result.isError, `${name} failed: ${JSON.stringify(result.content)}`);
+  return textOf(result);
+}
+
+async function callError(name, args = {}) {
+  const result = await call(name, args);
+  assert.equal(result.isError, true, `${name} was expected to fail, answered: ${JSON.stringify(result.content)}`);
+  return textOf(result);
+}
+
+const sleep = (ms) => new Promise((resolve) => setTimeout(resolve, ms));
+
+// Polls until `probe` returns a truthy value. The limit only keeps a broken editor from hanging
+// the run: the editor moves on over its own frames and the tools tell the agent to poll.
+async function waitFor(what, probe, limitMs = 30000) {
+  const end = Date.now() + limitMs;
+  let last;
+  while (Date.now() < end) {
+    last = await probe();
+    if (last) return last;
+    await sleep(150);
+  }
+  assert.fail(`gave up waiting for ${what}`);
+}
+
+async function status() {
+  return JSON.parse(await callOk('get_status'));
+}
+
+// Waits for the editor to settle after an apply, a play request or queued input.
+async function settled(playStatus) {
+  return waitFor(`play status "${playStatus}" with no input playing`, async () => {
+    const s = await status();
+    return s.playStatus === playStatus && !s.inputActive ? s : null;
+  });
+}
+
+function parseGameXml(text) {
+  const match = /^revision: ([0-9a-f]{16})  \(pass as baseRevision to apply_edits; node ids are ephemeral\)\n\n/.exec(text);
+  assert.ok(match, `get_game_xml begins with the revision line: ${text.slice(0, 120)}`);
+  return { revision: match[1], xml: text.slice(match[0].length) };
+}
+
+async function gameXml() {
+  return parseGameXml(await callOk('get_game_xml'));
+}
+
+function idOf(xml, tag, name) {
+  const pattern = name ? new RegExp(`<${tag}\\b[^>]*\\bname="${name}"[^>]*>`) : new RegExp(`<${tag}\\b[^>]*>`);
+  const element = pattern.exec(xml);
+  assert.ok(element, `<${tag}${name ? ` name="${name}"` : ''}> is in the game`);
+  const id = /\bid="(\d+)"/.exec(element[0]);
+  assert.ok(id, `${element[0]} carries an id`);
+  return id[1];
+}
+
+async function sceneObject(name) {
+  const info = JSON.parse(await callOk('get_scene_info'));
+  const object = info.objects.find((o) => o.name === name);
+  assert.ok(object, `${name} is in the live scene: ${JSON.stringify(info.objects.map((o) => o.name))}`);
+  return object;
+}
+
+async function screenshot(label) {
+  const result = await call('get_screenshot', { width: 320, height: 320 });
+  assert.ok(!result.isError, `get_screenshot failed: ${JSON.stringify(result.content)}`);
+  const [image] = result.content;
+  assert.equal(image.type, 'image');
+  assert.equal(image.mimeType, 'image/jpeg');
+  const bytes = Buffer.from(image.data, 'base64');
+  if (artifacts) {
+    mkdirSync(artifacts, { recursive: true });
+    writeFileSync(path.join(artifacts, `mcp-e2e-${label}.jpg`), bytes);
+  }
+  return jpeg.decode(bytes, { useTArray: true });
+}
+
+// Mean absolute difference of the RGB channels, 0 to 255.
+function meanDifference(a, b) {
+  assert.equal(a.width, b.width);
+  assert.equal(a.height, b.height);
+  let sum = 0;
+  for (let i = 0; i < a.data.length; i += 4)
+    sum += Math.abs(a.data[i] - b.data[i]) + Math.abs(a.data[i + 1] - b.data[i + 1]) + Math.abs(a.data[i + 2] - b.data[i + 2]);
+  return sum / ((a.data.length / 4) * 3);
+}
+
+function averageColour(image) {
+  const sum = [0, 0, 0];
+  for (let i = 0; i < image.data.length; i += 4)
+    for (let c = 0; c < 3; ++c) sum[c] += image.data[i + c];
+  return sum.map((v) => v / (image.data.length / 4));
+}
+
+function logLines(text) {
+  const [head, ...rest] = text.split('\n');
+  const last = /^lastLogId: (\d+)  \(pass as sinceId next time\)$/.exec(head);
+  assert.ok(last, `get_logs begins with lastLogId: ${head}`);
+  const lines = rest.filter((l) => l.length > 0 && l !== '(no matching log lines)').map((l) => {
+    const m = /^\[(\d+)\]\[(trivial|normal|warning|critical)\] /.exec(l);
+    assert.ok(m, `a log line reads [id][level] text: ${l}`);
+    return { id: Number(m[1]), level: m[2], text: l.slice(m[0].length) };
+  });
+  return { lastId: Number(last[1]), lines };
+}
+
+// Waits for the last asynchronous project operation to end and returns its record.
+async function operationOutcome(name) {
+  return waitFor(`${name} to finish`, async () => {
+    const record = JSON.parse(await callOk('get_operation_status'));
+    assert.equal(record.operation, name);
+    return record.state === 'running' ? null : record;
+  });
+}
+
+// --- over HTTP ---------------------------------------------------------------------------------
+
+let firstShot;
+
+test('the endpoint answers only POST on /mcp', async () => {
+  const get = await fetch(endpoint);
+  assert.equal(get.status, 405);
+  const other = await fetch(`http://127.0.0.1:${port}/other`, { method: 'POST', body: '{}' });
+  assert.equal(other.status, 404);
+  const foreign = await fetch(endpoint, {
+    method: 'POST', headers: { Origin: 'http://evil.example', 'Content-Type': 'application/json' },
+    body: JSON.stringify({ jsonrpc: '2.0', id: 1, method: 'ping' }),
+  });
+  assert.equal(foreign.status, 403);
+  assert.deepEqual(await foreign.json(), { error: 'forbidden origin' });
+});
+
+test('initialize over streamable HTTP', async () => {
+  await client.connect(new StreamableHTTPClientTransport(new URL(endpoint)));
+  const info = client.getServerVersion();
+  assert.equal(info.name, 'lumenda3d-editor');
+  assert.equal(info.title, 'Lumenda3D Editor');
+  assert.deepEqual(Object.keys(client.getServerCapabilities()).sort(), ['resources', 'tools']);
+  assert.match(client.getInstructions() ?? '', /get_game_xml/);
+});
+
+test('lists exactly the 22 tools and the 5 resources', async () => {
+  const { tools } = await client.listTools();
+  assert.deepEqual(tools.map((t) => t.name), EXPECTED_TOOLS);
+  for (const tool of tools) {
+    assert.equal(tool.inputSchema.type, 'object', tool.name);
+    assert.ok(tool.description.length > 20, tool.name);
+  }
+  const { resources } = await client.listResources();
+  assert.deepEqual(resources.map((r) => r.uri), EXPECTED_RESOURCES);
+  const rules = await client.readResource({ uri: 'lumenda3d://docs/rules' });
+  assert.equal(rules.contents[0].mimeType, 'text/markdown');
+  assert.ok(rules.contents[0].text.length > 100);
+});
+
+test('get_game_xml shows the open game with ids and a revision that get_status agrees with', async () => {
+  const { revision, xml } = await gameXml();
+  assert.match(xml, /<Box\b[^>]*\bname="Runner"/);
+  idOf(xml, 'Level');
+  const s = await status();
+  assert.equal(s.revision, revision);
+  assert.equal(s.projectName, 'e2e-game');
+  assert.ok(s.windowWidth > 1 && s.windowHeight > 1);
+});
+
+test('apply_edits with baseRevision lands, and the old revision is then refused as stale', async () => {
+  await settled('stopped');
+  firstShot = await screenshot('before-edit');
+  const before = await gameXml();
+  const levelId = idOf(before.xml, 'Level');
+  const runnerId = idOf(before.xml, 'Box', 'Runner');
+  const reply = await callOk('apply_edits', {
+    baseRevision: before.revision,
+    ops: [
+      { op: 'update', id: levelId, attrs: { backgroundColor: '0xF2F2F2' } },
+      { op: 'update', id: runnerId, attrs: { color: '0x1E88E5', width: '3', height: '3' } },
+    ],
+  });
+  assert.match(reply, /^Applied\. New revision: [0-9a-f]{16}\n/);
+  const now = await gameXml();
+  assert.notEqual(now.revision, before.revision);
+  assert.match(now.xml, /<Level\b[^>]*\bbackgroundColor="0xF2F2F2"/);
+  assert.match(now.xml, /<Box\b[^>]*\bname="Runner"[^>]*\bcolor="0x1E88E5"/);
+
+  const stale = await callError('apply_edits', {
+    baseRevision: before.revision,
+    ops: [{ op: 'update', id: levelId, attrs: { backgroundColor: '0x000000' } }],
+  });
+  assert.equal(stale, STALE_TEXT);
+  assert.equal((await gameXml()).revision, now.revision, 'a refused edit leaves the document as it was');
+});
+
+test('get_screenshot shows the edit: the pixels changed', async () => {
+  await settled('stopped');
+  const shot = await screenshot('after-edit');
+  assert.ok(shot.width <= 320 && shot.height <= 320 && shot.width >= 64 && shot.height >= 64,
+    `the capture is capped at 320: ${shot.width}x${shot.height}`);
+  const difference = meanDifference(firstShot, shot);
+  assert.ok(difference > 20, `the scene looks different after the edit (mean difference ${difference.toFixed(1)})`);
+  // The light background now fills the sky: the picture got brighter, not just noisier.
+  const brightness = (c) => c[0] + c[1] + c[2];
+  assert.ok(brightness(averageColour(shot)) > brightness(averageColour(firstShot)) + 60,
+    `brighter after the edit: ${averageColour(firstShot).map(Math.round)} -> ${averageColour(shot).map(Math.round)}`);
+});
+
+test('run_game, send_input moves the runner, get_logs with sinceId gives only newer lines, stop_game', async () => {
+  const beforeRun = logLines(await callOk('get_logs')).lastId;
+  assert.match(await callOk('run_game'), /^Play requested \(asynchronous\)\. Status: \w+ — poll get_status\.$/);
+  await settled('playing');
+
+  const start = await sceneObject('Runner');
+  const mark = logLines(await callOk('get_logs', { minLevel: 'trivial' })).lastId;
+  assert.ok(mark >= beforeRun);
+  assert.equal(await callOk('send_input', { type: 'keys', keys: ['Right'], holdSeconds: 1 }),
+    'Queued. Poll get_status for inputActive:false before the next action or a screenshot.');
+  await settled('playing');
+  const moved = await sceneObject('Runner');
+  assert.ok(moved.position[0] > start.position[0] + 0.5,
+    `the runner moved right: x ${start.position[0]} -> ${moved.position[0]}`);
+  assert.equal(moved.position[1], start.position[1]);
+
+  const newer = logLines(await callOk('get_logs', { sinceId: mark, minLevel: 'trivial' }));
+  assert.ok(newer.lines.length > 0, 'the key press logged something');
+  assert.ok(newer.lines.every((l) => l.id > mark), `only lines after ${mark}: ${newer.lines.map((l) => l.id)}`);
+  assert.ok(newer.lines.some((l) => l.text.includes('Runner starts moving right')), 'the game\'s Print line is there');
+  const all = logLines(await callOk('get_logs', { sinceId: 0, maxLines: 0, minLevel: 'trivial' }));
+  assert.ok(all.lines.some((l) => l.id <= mark), 'without sinceId the older lines are there too');
+  const none = logLines(await callOk('get_logs', { sinceId: newer.lastId }));
+  assert.equal(none.lines.length, 0);
+
+  assert.match(await callOk('stop_game'), /^Stop requested \(asynchronous\)\. Status: \w+ — poll get_status\.$/);
+  await settled('stopped');
+  const back = await sceneObject('Runner');
+  assert.equal(back.position[0], start.position[0], 'stopping brings the edit-mode scene back');
+});
+
+test('save_project_as local, edit, open_project refuses then opens with force, list_projects', async () => {
+  const saved = await gameXml();
+  const reply = await call('save_project_as', { name: SAVED_PROJECT, location: 'local' });
+  assert.ok(!reply.isError, `save_project_as failed: ${textOf(reply)}`);
+  const record = await operationOutcome('save_project_as');
+  assert.equal(record.state, 'done', JSON.stringify(record));
+  const file = path.join(dataRoot, 'data', 'projects', SAVED_PROJECT, 'src.xml');
+  assert.ok(existsSync(file), `${file} was written`);
+  assert.match(readFileSync(file, 'utf8'), /backgroundColor="0xF2F2F2"/);
+  assert.equal((await status()).projectName, SAVED_PROJECT);
+
+  await callOk('apply_edits', {
+    baseRevision: saved.revision,
+    ops: [{ op: 'update', id: idOf(saved.xml, 'Level'), attrs: { backgroundColor: '0x101010' } }],
+  });
+  await settled('stopped');
+  assert.match((await gameXml()).xml, /backgroundColor="0x101010"/);
+
+  const refused = await callError('open_project', { nameOrId: SAVED_PROJECT, location: 'local' });
+  assert.match(refused, /unsaved/i);
+  const opening = await call('open_project', { nameOrId: SAVED_PROJECT, location: 'local', force: true });
+  assert.ok(!opening.isError, `open_project failed: ${textOf(opening)}`);
+  assert.equal((await operationOutcome('open_project')).state, 'done');
+  await settled('stopped');
+  const reopened = await gameXml();
+  assert.match(reopened.xml, /backgroundColor="0xF2F2F2"/);
+  assert.doesNotMatch(reopened.xml, /0x101010/);
+  // Ids and the session marks of agent edits (_aiChange) belong to the agent form, not the file.
+  const plain = (xml) => xml.replace(/ (id|_aiChange)="[^"]*"/g, '');
+  assert.equal(plain(reopened.xml), plain(saved.xml), 'the reopened game is the text that was saved');
+
+  const projects = JSON.parse(await callOk('list_projects'));
+  assert.ok(projects.local.includes(SAVED_PROJECT), JSON.stringify(projects));
+});
+
+// --- through the stdio bridge ------------------------------------------------------------------
+
+test('the same client through lmd-mcp over stdio', async () => {
+  const stdioClient = new Client({ name: 'lumenda3d-e2e-stdio', version: '1.0.0' });
+  const transport = new StdioClientTransport({ command: bridge, args: ['--port', String(port)], stderr: 'pipe' });
+  try {
+    await stdioClient.connect(transport);
+    assert.equal(stdioClient.getServerVersion().name, 'lumenda3d-editor');
+    const { tools } = await stdioClient.listTools();
+    assert.deepEqual(tools.map((t) => t.name), EXPECTED_TOOLS);
+    const result = await stdioClient.callTool({ name: 'get_status', arguments: {} });
+    assert.ok(!result.isError);
+    assert.equal(JSON.parse(textOf(result)).playStatus, 'stopped');
+  } finally {
+    await stdioClient.close();
+  }
+});
+
+test('lmd-mcp with no editor answers initialize with a JSON-RPC error', async () => {
+  const lonely = new Client({ name: 'lumenda3d-e2e-lonely', version: '1.0.0' });
+  const transport = new StdioClientTransport({ command: bridge, args: ['--port', String(freePort)], stderr: 'pipe' });
+  // A hang guard, not a speed test: the bridge must answer rather than wait for an editor.
+  const guard = new Promise((_, reject) => setTimeout(() => reject(new Error('lmd-mcp did not answer')), 20000).unref());
+  try {
+    await assert.rejects(Promise.race([lonely.connect(transport), guard]), (error) => {
+      assert.equal(error.code, -32000, String(error));
+      assert.match(error.message, new RegExp(`not reachable at http://127\\.0\\.0\\.1:${freePort}/mcp`));
+      assert.match(error.message, /--mcp on --mcp-port/);
+      return true;
+    });
+  } finally {
+    await lonely.close().catch(() => {});
+  }
+});
