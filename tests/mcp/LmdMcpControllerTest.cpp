@@ -19,6 +19,7 @@
 #include "core/HeadlessEditor.h"
 #include "mcp/LmdMcpController.h"
 #include "mcp/LmdMcpServer.h"
+#include "mcp/McpSettingsDialog.h"
 
 namespace Lumenda3D {
 namespace {
@@ -184,6 +185,30 @@ TEST_F(McpControllerTest, StopWakesARequestWaitingForTheUserAndARestartServesAga
     EXPECT_EQ(logs.find("one line after the restart", first + 1), std::string::npos);
     auto status = callTool("get_status");
     EXPECT_NE(textOf(answer(status)).find("playStatus"), std::string::npos);
+}
+
+TEST_F(McpControllerTest, TheEditorsInterfaceAsksTheUserEvenWithTheSettingsClosed) {
+    controller().getPermissions().setState(McpPermission::Projects, McpPermissionState::Ask);
+    ASSERT_TRUE(controller().start(unusedPort()));
+    auto dialog = editor->allUI->getElement<McpSettingsDialog>("mcpSettingsDialog");
+    ASSERT_TRUE(dialog);
+    EXPECT_FALSE(dialog->isOpen());
+
+    auto call = callTool("save_project");
+    McpPermission pending;
+    for (int i = 0; i < 2500 && !controller().getPermissions().pendingPrompt(pending); ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    drawFrame();
+    drawFrame();
+    EXPECT_TRUE(dialog->isPromptOpen());
+    EXPECT_TRUE(isPopupOpen("AI agent permission"));
+
+    // The user's answer lets the call go on to the main thread, where the save path answers.
+    controller().getPermissions().resolvePrompt(McpPromptDecision::ApproveOnce);
+    const json reply = answer(call);
+    EXPECT_EQ(textOf(reply), "The project has no save target yet — use save_project_as.") << reply.dump();
+    drawFrame();
+    EXPECT_FALSE(dialog->isPromptOpen());
 }
 
 } // namespace
