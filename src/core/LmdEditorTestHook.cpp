@@ -21,7 +21,11 @@
 #include "core/AllUI.h"
 #include "core/LmdLog.h"
 #include "core/Lumenda3DEditor.h"
+#include "engine/LmdBase2D.h"
 #include "engine/LmdBase3D.h"
+#include "engine/LmdGizmo.h"
+#include "engine/LmdGizmo2D.h"
+#include "engine/LmdScreenProjector.h"
 #include "engine/LmdSourceFiles.h"
 #include "project/RecoverFromCrashDialog.h"
 
@@ -402,6 +406,106 @@ bool LmdEditorTestHook::start(const Command& command) {
         editor_.editorPaste(true, false, editor_.getSceneCenterScreenPos());
         return true;
     }
+    if (verb == "click-object") {
+        if (!needs(1))
+            return false;
+        float x = 0, y = 0;
+        if (!findObject(w[1], x, y, error) ||
+            !editor_.queueSyntheticClick(int(x), int(y), OgreBites::BUTTON_LEFT, 0.05f, error)) {
+            fail(error);
+            return false;
+        }
+        wait_ = Wait::Input;
+        waitUntilFrame_ = frame_ + 3;
+        return true;
+    }
+    if (verb == "gizmo-type") {
+        if (needs(1))
+            editor_.getGizmo()->setGizmoType(std::atoi(w[1].c_str()));
+        return true;
+    }
+    if (verb == "drag-gizmo") {
+        if (!needs(3))
+            return false;
+        const std::string& name = w[1];
+        const int handle = name == "x" ? 0 : name == "y" ? 1 : name == "z" ? 2 : name == "centre" ? 3 : -1;
+        Ogre::Vector2 from;
+        if (handle < 0 || !editor_.getGizmo()->handlePoint(handle, editor_.getScreenProjector(), from)) {
+            fail("the gizmo shows no handle " + name);
+            return false;
+        }
+        const int toX = int(from.x + std::atof(w[2].c_str()));
+        const int toY = int(from.y + std::atof(w[3].c_str()));
+        if (!editor_.queueSyntheticDrag(int(from.x), int(from.y), toX, toY, OgreBites::BUTTON_LEFT, 0.3f, error)) {
+            fail(error);
+            return false;
+        }
+        wait_ = Wait::Input;
+        waitUntilFrame_ = frame_ + 3;
+        return true;
+    }
+    if (verb == "drag-vertex") {
+        if (!needs(3))
+            return false;
+        Ogre::Vector2 from;
+        if (!editor_.getGizmo()->vertexPoint(std::atoi(w[1].c_str()), editor_.getScreenProjector(), from)) {
+            fail("the gizmo shows no vertex " + w[1]);
+            return false;
+        }
+        if (!editor_.queueSyntheticDrag(int(from.x), int(from.y), int(from.x + std::atof(w[2].c_str())),
+                                        int(from.y + std::atof(w[3].c_str())), OgreBites::BUTTON_LEFT, 0.3f, error)) {
+            fail(error);
+            return false;
+        }
+        wait_ = Wait::Input;
+        waitUntilFrame_ = frame_ + 3;
+        return true;
+    }
+    if (verb == "click-element" || verb == "drag-gizmo2d") {
+        // click-element NAME: the middle of a 2D element; drag-gizmo2d HANDLE DX DY: the 2D
+        // gizmo's move handle or a corner (tl, tr, bl, br) dragged by (DX, DY) pixels.
+        if (!needs(verb == "click-element" ? 1 : 3))
+            return false;
+        LmdRect2D rect;
+        LmdGizmo2D::Handle handle = LmdGizmo2D::Handle::Move;
+        if (verb == "click-element") {
+            LmdBase2D* found = nullptr;
+            for (LmdBase2D* element : editor_.get2DObjectList())
+                if (element->getName() == w[1])
+                    found = element;
+            if (!found) {
+                fail("no 2D element named " + w[1]);
+                return false;
+            }
+            rect = found->getScreenRect();
+        } else {
+            if (!editor_.getGizmo2D()->getObject()) {
+                fail("the 2D gizmo holds nothing");
+                return false;
+            }
+            rect = editor_.getGizmo2D()->getObject()->getScreenRect();
+            const std::string& name = w[1];
+            handle = name == "tl" ? LmdGizmo2D::Handle::TopLeft
+                     : name == "tr" ? LmdGizmo2D::Handle::TopRight
+                     : name == "bl" ? LmdGizmo2D::Handle::BottomLeft
+                     : name == "br" ? LmdGizmo2D::Handle::BottomRight
+                                    : LmdGizmo2D::Handle::Move;
+        }
+        float x = 0, y = 0;
+        LmdGizmo2D::handleCentre(rect, handle, x, y);
+        const bool ok = verb == "click-element"
+                            ? editor_.queueSyntheticClick(int(x), int(y), OgreBites::BUTTON_LEFT, 0.05f, error)
+                            : editor_.queueSyntheticDrag(int(x), int(y), int(x + std::atof(w[2].c_str())),
+                                                         int(y + std::atof(w[3].c_str())), OgreBites::BUTTON_LEFT,
+                                                         0.3f, error);
+        if (!ok) {
+            fail(error);
+            return false;
+        }
+        wait_ = Wait::Input;
+        waitUntilFrame_ = frame_ + 3;
+        return true;
+    }
     if (verb == "mark-objects") {
         markedObjects_.clear();
         for (LmdBase3D* object : editor_.getObjectList())
@@ -483,6 +587,21 @@ bool LmdEditorTestHook::evaluate(const std::vector<std::string>& words, size_t f
         const int count = countElementsNamed(editor_.getSourceXml(), arg(1));
         actual = std::to_string(count) + " element(s) named " + arg(1);
         result = count == std::atoi(arg(2).c_str());
+    } else if (what == "vertices") {
+        pugi::xml_node node = elementNamed(editor_.getSourceXml(), arg(1));
+        int count = 0;
+        for (pugi::xml_node v = node.child("VertexList").child("Vertex"); v; v = v.next_sibling("Vertex"))
+            ++count;
+        actual = std::to_string(count) + " moved vertices under " + arg(1);
+        result = node && count == std::atoi(arg(2).c_str());
+    } else if (what == "gizmo" || what == "gizmo2d") {
+        std::string attached = "none";
+        if (what == "gizmo" && editor_.getGizmo()->getObject())
+            attached = editor_.getGizmo()->getObject()->getName();
+        else if (what == "gizmo2d" && editor_.getGizmo2D()->getObject())
+            attached = editor_.getGizmo2D()->getObject()->getName();
+        actual = "attached to " + attached;
+        result = attached == argument;
     } else if (what == "objects-as-marked") {
         std::vector<std::string> names;
         for (LmdBase3D* object : editor_.getObjectList())
@@ -540,6 +659,25 @@ bool LmdEditorTestHook::findWidget(const std::string& panel, const std::string& 
     x = (min.x + max.x) * 0.5f;
     y = (min.y + max.y) * 0.5f;
     return true;
+}
+
+bool LmdEditorTestHook::findObject(const std::string& name, float& x, float& y, std::string& error) {
+    for (LmdBase3D* object : editor_.getObjectList()) {
+        if (object->getName() != name)
+            continue;
+        const Ogre::AxisAlignedBox bounds = object->getWorldBounds();
+        const Ogre::Vector3 centre = bounds.isFinite() ? bounds.getCenter() : object->getWorldPosition();
+        Ogre::Vector2 pixel;
+        if (!editor_.getScreenProjector().toScreen(centre, pixel)) {
+            error = name + " is not in view";
+            return false;
+        }
+        x = pixel.x;
+        y = pixel.y;
+        return true;
+    }
+    error = "no scene object named " + name;
+    return false;
 }
 
 void LmdEditorTestHook::pushPersonClick(float x, float y) {

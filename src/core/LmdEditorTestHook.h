@@ -75,6 +75,8 @@ private:
     bool writeScreenshot(const std::string& path, std::string& error);
     void printTiming();
     bool findWidget(const std::string& panel, const std::string& label, float& x, float& y, std::string& error);
+    // Where the middle of a scene object's bounds shows in the window.
+    bool findObject(const std::string& name, float& x, float& y, std::string& error);
     static std::string joined(const std::vector<std::string>& words, size_t first);
 
     Lumenda3DEditor& editor_;

@@ -21,6 +21,7 @@
 #include "core/LmdLog.h"
 #include "engine/LmdBase2D.h"
 #include "engine/LmdBase3D.h"
+#include "engine/LmdGizmo2D.h"
 #include "engine/LmdSourceFiles.h"
 #include "engine/Lumenda3DUtils.h"
 #include "mcp/McpSettingsDialog.h"
@@ -293,7 +294,7 @@ void Lumenda3DEditor::selectSceneObject(int xmlId) {
         clearSelectedObjects();
         if (!element->getLevel().empty() && element->getLevel() != getCurLevel())
             setLevel(element->getLevel());
-        // The 2D gizmo attaches to the element here once it exists.
+        getGizmo2D()->attach(element);
     }
 }
 
@@ -366,8 +367,12 @@ void Lumenda3DEditor::setJoystickVisible(bool visible) {
 // --- Engine events -------------------------------------------------------------------------------
 
 void Lumenda3DEditor::initEvents() {
-    // Events 15 to 18 (gizmo attached, detached, copy by gizmo, vertices moved) are listened to
-    // here once the gizmos and the block tree exist.
+    addEventListener(LmdEventGizmoAttached, [this](std::shared_ptr<LmdEvent> event) { onGizmoAttached(event); },
+                     LmdListenerNormal);
+    // Events 16 (the smart copy session ends) and 17 (copy by gizmo) are listened to here once
+    // the block tree's helper exists: both act on blocks.
+    addEventListener(LmdEventVerticesMoved,
+                     [this](std::shared_ptr<LmdEvent> event) { onGizmoVerticesMoved(event); }, LmdListenerNormal);
     addEventListener(LmdEventBlockSelected, [this](std::shared_ptr<LmdEvent> event) { onBlockSelected(event); },
                      LmdListenerNormal);
     addEventListener(LmdEventAttributesOpened,

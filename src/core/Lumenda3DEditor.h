@@ -12,6 +12,7 @@
 //   Lumenda3DEditor.cpp            construction, setup steps, run control, engine events
 //   Lumenda3DEditorFrame.cpp       frame loop, drawing, key and mouse routing
 //   Lumenda3DEditorEditing.cpp     loading documents, tabs, copy/paste, undo/redo, agent guard
+//   Lumenda3DEditorGizmo.cpp       the gizmos' events (attached, vertices moved)
 //   project/Lumenda3DEditorSession.cpp   session, first project, opening, crash recovery
 //   project/Lumenda3DEditorSave.cpp      saving, creating, and the agents' open and new project
 #include <functional>
@@ -33,6 +34,7 @@ class AllUI;
 class ClipboardUtils;
 class LmdBase3D;
 class LmdEditorTestHook;
+struct LmdGizmoVertex;
 class McpSettingsDialog;
 
 class Lumenda3DEditor : public LmdRuntime, public LmdProjectSession {
@@ -111,6 +113,15 @@ public:
     pugi::xml_node getParentNodeForAddObject(bool asChild);
     // Hides the game's on-screen joysticks while the attribute panel is open (events 20, 21).
     void setJoystickVisible(bool visible);
+
+    // --- Gizmo events (Lumenda3DEditorGizmo.cpp) ---------------------------------------------
+    // Event 15: an object or element was attached to a gizmo.
+    void onGizmoAttached(std::shared_ptr<LmdEvent> event);
+    // Event 18: vertices of a model were moved; they are written into its VertexList.
+    void onGizmoVerticesMoved(std::shared_ptr<LmdEvent> event);
+    // Writes moved vertices (positions in the object's own frame) into the VertexList of the
+    // object's element, creating what is missing, as one undo step. False when nothing was written.
+    bool writeMovedVertices(pugi::xml_node objectNode, const std::vector<LmdGizmoVertex>& vertices);
 
     // --- Editing commands --------------------------------------------------------------------
     // sceneObject false: the source text to the clipboard; true: the selected object's element.

@@ -64,7 +64,6 @@ void Lumenda3DEditor::preViewportUpdate(const Ogre::RenderTargetViewportEvent& e
     try {
         LmdRuntime::preViewportUpdate(evt);
         drawUI(evt);
-        // The gizmos draw their overlay here once they exist.
     } catch (const std::exception& e) {
         logFailure("preViewportUpdate", e);
     } catch (...) {

@@ -2,6 +2,7 @@
 
 #include "core/LmdLog.h"
 #include "engine/LmdImageEncoder.h"
+#include "services/LmdPaths.h"
 
 #include <OgreCamera.h>
 #include <OgreHardwarePixelBuffer.h>
@@ -25,6 +26,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <filesystem>
 
 #ifndef LMD_OGRE_MEDIA_DIR
 #define LMD_OGRE_MEDIA_DIR "/usr/share/OGRE/Media"
@@ -144,6 +146,12 @@ void LmdAppContext::locateResources() {
     const std::string media = LMD_OGRE_MEDIA_DIR;
     groups.addResourceLocation(media + "/ShadowVolume", "FileSystem", Ogre::RGN_INTERNAL);
     groups.addResourceLocation(media + "/RTShaderLib/materials", "FileSystem", Ogre::RGN_INTERNAL);
+    // Our own shader library files come first: they replace OGRE's of the same name (LmdShadows).
+    // Without them OGRE's own are used.
+    const std::string ours = LmdPaths::mediaDir() + "/shaders";
+    std::error_code missing;
+    if (std::filesystem::is_directory(ours, missing))
+        groups.addResourceLocation(ours, "FileSystem", Ogre::RGN_INTERNAL);
     groups.addResourceLocation(media + "/RTShaderLib/GLSL", "FileSystem", Ogre::RGN_INTERNAL);
 }
 
@@ -564,7 +572,7 @@ std::vector<unsigned char> LmdAppContext::captureScene(Ogre::Camera* camera, int
         vp->setOverlaysEnabled(false); // the scene only: no ImGui
         vp->setBackgroundColour(mViewport->getBackgroundColour());
         vp->setMaterialScheme(mViewport->getMaterialScheme());
-        vp->setVisibilityMask(mViewport->getVisibilityMask());
+        vp->setVisibilityMask(mViewport->getVisibilityMask() & ~kEditorOnlyVisibilityFlag);
         vp->setSkiesEnabled(mViewport->getSkiesEnabled());
         vp->setShadowsEnabled(mViewport->getShadowsEnabled());
         target->update();

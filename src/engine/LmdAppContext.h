@@ -43,6 +43,9 @@ class LmdAppContext : public OgreBites::ApplicationContext,
                       public OgreBites::TrayListener {
 public:
     static constexpr const char* kRenderSystemName = "OpenGL 3+ Rendering Subsystem";
+    // Visibility flag of what only the editor shows (the gizmo's handles): scene captures leave
+    // it out, so thumbnails and agents' screenshots show the game alone.
+    static constexpr unsigned kEditorOnlyVisibilityFlag = 1u << 30;
 
     explicit LmdAppContext(const std::string& appName = "Lumenda3D");
     ~LmdAppContext() override;

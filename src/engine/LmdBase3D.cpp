@@ -7,6 +7,7 @@
 #include <OgreLight.h>
 #include <OgreSceneManager.h>
 #include <OgreSceneNode.h>
+#include <OgreSkeletonInstance.h>
 #include <OgreSubEntity.h>
 #include <OgreSubMesh.h>
 
@@ -70,6 +71,10 @@ void LmdBase3D::setMesh(const std::string& meshName, const std::vector<std::stri
     mEntity = mSceneManager->createEntity(meshName);
     mEntity->setQueryFlags(getMask() ? getMask() : kMaskObject);
     mEntity->setCastShadows(mDesc.castShadows);
+    // A moving skeleton may carry the shape outside the mesh's rest bounds: follow the bones, so
+    // that the model is not culled and its shadow not cut off.
+    if (mEntity->hasSkeleton())
+        mEntity->setUpdateBoundingBoxFromSkeleton(true);
     for (size_t i = 0; i < mEntity->getNumSubEntities() && !materials.empty(); ++i) {
         const std::string& material = materials[std::min(i, materials.size() - 1)];
         if (!material.empty())
@@ -246,6 +251,14 @@ void LmdBase3D::updateVisibility() {
         child->updateVisibility();
 }
 
+void LmdBase3D::setCastShadows(bool cast) {
+    mDesc.castShadows = cast;
+    if (mEntity)
+        mEntity->setCastShadows(cast);
+    if (mLight)
+        mLight->setCastShadows(cast);
+}
+
 void LmdBase3D::setInView(bool inView) {
     mInView = inView;
     if (mLight)
@@ -261,15 +274,45 @@ bool LmdBase3D::hasAnimation(const std::string& clip) const {
     return mEntity && mEntity->getAllAnimationStates() && mEntity->getAllAnimationStates()->hasAnimationState(clip);
 }
 
-bool LmdBase3D::playAnimation(const std::string& clip, bool loop, float speed) {
+std::vector<std::string> LmdBase3D::getAnimationNames() const {
+    std::vector<std::string> names;
+    if (!mEntity || !mEntity->hasSkeleton())
+        return names;
+    Ogre::Skeleton* skeleton = mEntity->getSkeleton();
+    for (unsigned short i = 0; i < skeleton->getNumAnimations(); ++i)
+        names.push_back(skeleton->getAnimation(i)->getName());
+    return names;
+}
+
+std::string LmdBase3D::getPlayingAnimation() const {
+    return mAnimation ? mAnimation->getAnimationName() : std::string();
+}
+
+float LmdBase3D::getAnimationTime() const {
+    return mAnimation ? mAnimation->getTimePosition() : 0.0f;
+}
+
+bool LmdBase3D::playAnimation(const std::string& name, bool loop, float speed) {
+    std::string clip = name;
+    for (const LmdAnimationDesc& declared : mDesc.animations)
+        if (declared.name == name) {
+            clip = declared.clip;
+            speed *= declared.speed;
+            loop = loop && declared.loop;
+            break;
+        }
     if (!hasAnimation(clip))
         return false;
-    stopAnimation();
-    mAnimation = mEntity->getAnimationState(clip);
-    mAnimation->setTimePosition(0.0f);
-    mAnimation->setLoop(loop);
-    mAnimation->setEnabled(true);
     mAnimationSpeed = speed;
+    const bool playing = mAnimation && mAnimation->getAnimationName() == clip && !mAnimation->hasEnded();
+    if (!playing) {
+        stopAnimation();
+        mAnimation = mEntity->getAnimationState(clip);
+        // Played backwards, a clip starts from its end.
+        mAnimation->setTimePosition(speed < 0.0f ? mAnimation->getLength() : 0.0f);
+        mAnimation->setEnabled(true);
+    }
+    mAnimation->setLoop(loop);
     return true;
 }
 

@@ -136,12 +136,26 @@ public:
     void setColorValue(std::uint32_t rgb) { mDesc.color = rgb; }
     // Refreshes the entity's, marker's and light's visibility from the flags of it and its parents.
     void updateVisibility();
+    bool getCastShadows() const { return mDesc.castShadows; }
+    // Whether the shape (or the light) casts shadows.
+    void setCastShadows(bool cast);
 
-    // Animation of a model's skeleton, when its mesh has one (OGRE .mesh with a .skeleton).
-    bool playAnimation(const std::string& clip, bool loop, float speed);
+    // --- Animation of a model's skeleton (an animated model file, or OGRE .mesh + .skeleton) ---
+    // Plays `name`: an Animation element of the object (its clip, with its speed and loop on top
+    // of these) or a clip of the model file. Asking for the clip that is already playing keeps
+    // its time (only loop and speed change), so logic may ask every frame. False when the model
+    // has no such clip; whatever played goes on then.
+    bool playAnimation(const std::string& name, bool loop, float speed);
+    // Stops the playing clip; the model goes back to its rest pose.
     void stopAnimation();
+    // Moves the playing clip on by `seconds` of game time (times its speed).
     void advanceAnimation(float seconds);
     bool hasAnimation(const std::string& clip) const;
+    // The clips of the model, in the file's order (empty without a skeleton).
+    std::vector<std::string> getAnimationNames() const;
+    // The clip that plays ("" for none) and how far into it.
+    std::string getPlayingAnimation() const;
+    float getAnimationTime() const;
 
     // Light switching (SwitchLight): on/off without losing the light's colour.
     void setLightOn(bool on);

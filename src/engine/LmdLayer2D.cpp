@@ -87,10 +87,10 @@ LmdRect2D LmdLayer2D::placeRect(const std::string& anchor, float x, float y, flo
     return rect;
 }
 
-LmdRect2D LmdLayer2D::layout(LmdBase2D& element, float windowWidth, float windowHeight) {
-    LmdRect2D container{0.0f, 0.0f, windowWidth, windowHeight};
+LmdRect2D LmdLayer2D::layout(LmdBase2D& element, const LmdRect2D& view) {
+    LmdRect2D container = view;
     if (LmdBase2D* parent = element.getParent())
-        container = layout(*parent, windowWidth, windowHeight);
+        container = layout(*parent, view);
     const LmdElementDesc& d = element.getDesc();
     LmdRect2D rect;
     if (d.kind == LmdElementKind::Joystick) {
@@ -117,7 +117,7 @@ std::vector<LmdBase2D*> LmdLayer2D::drawOrder(const std::vector<LmdBase2D*>& ele
 }
 
 void LmdLayer2D::draw(ImDrawList* list, const std::vector<LmdBase2D*>& elements, const std::string& level,
-                      float windowWidth, float windowHeight, const LmdGameFonts* fonts) {
+                      const LmdRect2D& view, const LmdGameFonts* fonts) {
     if (!list)
         return;
     for (LmdBase2D* element : drawOrder(elements, level)) {
@@ -129,7 +129,7 @@ void LmdLayer2D::draw(ImDrawList* list, const std::vector<LmdBase2D*>& elements,
             d.width = size.x;
             d.height = size.y;
         }
-        const LmdRect2D r = layout(*element, windowWidth, windowHeight);
+        const LmdRect2D r = layout(*element, view);
         const ImVec2 a(r.x, r.y), b(r.x + r.width, r.y + r.height);
         const float opacity = d.opacity;
         switch (d.kind) {

@@ -24,15 +24,21 @@ public:
     // The rectangle of an element of size (w, h) with this anchor and offset inside `container`.
     static LmdRect2D placeRect(const std::string& anchor, float x, float y, float w, float h,
                                const LmdRect2D& container);
-    // The screen rectangle of an element in a window of that size (parents placed first).
-    static LmdRect2D layout(LmdBase2D& element, float windowWidth, float windowHeight);
+    // The screen rectangle of an element in the game's view, the part of the window the game's
+    // screen occupies (parents placed first). In the editor the view starts below its top bar;
+    // in the player it is the whole window.
+    static LmdRect2D layout(LmdBase2D& element, const LmdRect2D& view);
+    // The same in a whole window of that size.
+    static LmdRect2D layout(LmdBase2D& element, float windowWidth, float windowHeight) {
+        return layout(element, LmdRect2D{0.0f, 0.0f, windowWidth, windowHeight});
+    }
 
     // The elements to draw, in drawing order: shown ones of `level` and of no level.
     static std::vector<LmdBase2D*> drawOrder(const std::vector<LmdBase2D*>& elements, const std::string& level);
 
     // Draws the elements (measuring texts on the way). `fonts` may be null (ImGui's own font).
     static void draw(ImDrawList* list, const std::vector<LmdBase2D*>& elements, const std::string& level,
-                     float windowWidth, float windowHeight, const LmdGameFonts* fonts);
+                     const LmdRect2D& view, const LmdGameFonts* fonts);
 
     // The top-most shown element of that level under the point, or null. Texts and images count
     // as their rectangle, a joystick as its circle.

@@ -2,13 +2,16 @@
 // Triangle meshes as plain arrays, before they become OGRE meshes: what the primitive generator
 // and the model importer produce, and what the physics world takes for mesh shapes. Each submesh
 // has its own vertices (position, normal, texture coordinate) and, for imported models, the
-// material the file gave it.
+// material the file gave it. An animated model also has a skeleton: its vertices stand in the
+// skeleton's rest pose and each carries the weights of the bones that move it.
 #include <cstdint>
 #include <string>
 #include <vector>
 
 #include <OgreAxisAlignedBox.h>
 #include <OgreVector.h>
+
+#include "engine/LmdSkeletonData.h"
 
 namespace Lumenda3D {
 
@@ -25,6 +28,9 @@ struct LmdSubMeshData {
     std::vector<unsigned char> embeddedTexture; // an image file's bytes inside the model
     std::string embeddedFormat;              // "png", "jpg", ... for embeddedTexture
 
+    // Bones that move the vertices (animated models only; every vertex has at least one).
+    std::vector<LmdBoneWeight> boneWeights;
+
     size_t vertexCount() const { return positions.size() / 3; }
     size_t triangleCount() const { return indices.size() / 3; }
     void addVertex(const Ogre::Vector3& p, const Ogre::Vector3& n, float u, float v);
@@ -32,6 +38,7 @@ struct LmdSubMeshData {
 
 struct LmdMeshData {
     std::vector<LmdSubMeshData> subMeshes;
+    LmdSkeletonData skeleton; // empty for a model without animations
 
     size_t vertexCount() const;
     size_t triangleCount() const;

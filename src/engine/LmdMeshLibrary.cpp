@@ -1,5 +1,6 @@
 #include "engine/LmdMeshLibrary.h"
 
+#include "core/LmdLog.h"
 #include "engine/LmdAssetResolver.h"
 #include "engine/LmdMaterialFactory.h"
 #include "engine/LmdModelImporter.h"
@@ -8,7 +9,10 @@
 #include "engine/LmdSceneFaults.h"
 
 #include <OgreMaterialManager.h>
+#include <OgreAnimation.h>
 #include <OgreMeshManager.h>
+#include <OgreSkeleton.h>
+#include <OgreSkeletonManager.h>
 #include <OgreResourceGroupManager.h>
 #include <OgreSubMesh.h>
 
@@ -58,6 +62,22 @@ LmdMeshData primitiveData(const LmdObjectDesc& o) {
     case LmdObjectKind::Capsule: return LmdPrimitiveMesh::capsule(o.radius, o.size.y, 24);
     default: return LmdMeshData();
     }
+}
+
+// One log line with the clips of an animated model, so that whoever writes the game's
+// PlayAnimation blocks can find their names.
+void logAnimations(const std::string& fileName, const std::string& meshName) {
+    Ogre::MeshPtr mesh = Ogre::MeshManager::getSingleton().getByName(meshName, Ogre::RGN_AUTODETECT);
+    if (!mesh || !mesh->hasSkeleton() || !mesh->getSkeleton() || mesh->getSkeleton()->getNumAnimations() == 0)
+        return;
+    const Ogre::SkeletonPtr& skeleton = mesh->getSkeleton();
+    std::string clips;
+    for (unsigned short i = 0; i < skeleton->getNumAnimations(); ++i) {
+        char length[32];
+        std::snprintf(length, sizeof length, " (%.2f s)", double(skeleton->getAnimation(i)->getLength()));
+        clips += (i ? ", " : "") + skeleton->getAnimation(i)->getName() + length;
+    }
+    LmdLog::message("Model '" + fileName + "' has animations: " + clips);
 }
 
 float fitFactor(const LmdMeshData& data) {
@@ -140,6 +160,8 @@ LmdMeshLibrary::Entry* LmdMeshLibrary::model(const LmdObjectDesc& object) {
         LmdOgreMesh::create(entry.mesh, *entry.data, entry.materials, kGroup);
         entry.ok = true;
     }
+    if (entry.ok)
+        logAnimations(object.fileName, entry.mesh);
     if (!entry.ok) {
         entry.error = error + "; an empty placeholder stands in its place";
         mFaults.report(object.node, entry.error);
@@ -222,8 +244,15 @@ void LmdMeshLibrary::clearDocumentResources() {
         for (auto& [key, entry] : *table)
             if (!entry.mesh.empty())
                 for (const std::string& group : groups)
-                    if (Ogre::ResourcePtr existing = meshes.getResourceByName(entry.mesh, group))
+                    if (Ogre::ResourcePtr existing = meshes.getResourceByName(entry.mesh, group)) {
+                        // A skeleton goes with its mesh: the one made for an animated model, or
+                        // the .skeleton file an OGRE mesh linked.
+                        auto mesh = Ogre::static_pointer_cast<Ogre::Mesh>(existing);
+                        const Ogre::SkeletonPtr skeleton = mesh->hasSkeleton() ? mesh->getSkeleton() : Ogre::SkeletonPtr();
                         meshes.remove(existing);
+                        if (skeleton)
+                            Ogre::SkeletonManager::getSingleton().remove(skeleton);
+                    }
     mModels.clear();
     mEdited.clear();
 }

@@ -1,5 +1,7 @@
 #include "engine/LmdModelImporter.h"
 
+#include "engine/LmdModelSkeleton.h"
+
 #include <assimp/Importer.hpp>
 #include <assimp/material.h>
 #include <assimp/postprocess.h>
@@ -66,6 +68,50 @@ void readMaterial(const aiScene* scene, const aiMaterial* material, const fs::pa
         sub.texturePath = candidate.lexically_normal().string();
 }
 
+// The triangles of one mesh with its material; false when it has none.
+bool readSubMesh(const aiScene* scene, const aiMesh* mesh, const fs::path& folder, LmdSubMeshData& sub) {
+    if (!mesh || !(mesh->mPrimitiveTypes & aiPrimitiveType_TRIANGLE) || mesh->mNumVertices == 0)
+        return false;
+    sub.positions.reserve(size_t(mesh->mNumVertices) * 3);
+    sub.normals.reserve(size_t(mesh->mNumVertices) * 3);
+    sub.uvs.reserve(size_t(mesh->mNumVertices) * 2);
+    for (unsigned v = 0; v < mesh->mNumVertices; ++v) {
+        const aiVector3D& p = mesh->mVertices[v];
+        const aiVector3D n = mesh->mNormals ? mesh->mNormals[v] : aiVector3D(0, 1, 0);
+        const aiVector3D uv = mesh->mTextureCoords[0] ? mesh->mTextureCoords[0][v] : aiVector3D(0, 0, 0);
+        sub.addVertex(Ogre::Vector3(p.x, p.y, p.z), Ogre::Vector3(n.x, n.y, n.z), uv.x, uv.y);
+    }
+    sub.indices.reserve(size_t(mesh->mNumFaces) * 3);
+    for (unsigned f = 0; f < mesh->mNumFaces; ++f) {
+        const aiFace& face = mesh->mFaces[f];
+        if (face.mNumIndices != 3)
+            continue;
+        sub.indices.insert(sub.indices.end(), {face.mIndices[0], face.mIndices[1], face.mIndices[2]});
+    }
+    if (sub.indices.empty())
+        return false;
+    if (mesh->mMaterialIndex < scene->mNumMaterials)
+        readMaterial(scene, scene->mMaterials[mesh->mMaterialIndex], folder, sub);
+    return true;
+}
+
+// Every mesh the node hierarchy shows, posed on the skeleton, parents' meshes first.
+void readPosedMeshes(const aiScene* scene, const aiNode* node, const LmdModelSkeleton& skeleton,
+                     const fs::path& folder, LmdMeshData& out) {
+    for (unsigned i = 0; i < node->mNumMeshes; ++i) {
+        if (node->mMeshes[i] >= scene->mNumMeshes)
+            continue;
+        const aiMesh* mesh = scene->mMeshes[node->mMeshes[i]];
+        LmdSubMeshData sub;
+        if (!readSubMesh(scene, mesh, folder, sub))
+            continue;
+        skeleton.pose(node, mesh, sub);
+        out.subMeshes.push_back(std::move(sub));
+    }
+    for (unsigned i = 0; i < node->mNumChildren; ++i)
+        readPosedMeshes(scene, node->mChildren[i], skeleton, folder, out);
+}
+
 } // namespace
 
 bool LmdModelImporter::isOgreMesh(const std::string& path) {
@@ -91,42 +137,34 @@ bool LmdModelImporter::load(const std::string& path, LmdMeshData& out, std::stri
     // Points and lines have no place in a game mesh.
     importer.SetPropertyInteger(AI_CONFIG_PP_SBP_REMOVE, aiPrimitiveType_POINT | aiPrimitiveType_LINE);
     const unsigned flags = aiProcess_Triangulate | aiProcess_GenSmoothNormals | aiProcess_JoinIdenticalVertices |
-                           aiProcess_PreTransformVertices | aiProcess_SortByPType | aiProcess_FlipUVs |
-                           aiProcess_ImproveCacheLocality | aiProcess_FindInvalidData;
+                           aiProcess_SortByPType | aiProcess_FlipUVs | aiProcess_ImproveCacheLocality |
+                           aiProcess_FindInvalidData | aiProcess_LimitBoneWeights;
     const aiScene* scene = importer.ReadFile(path, flags);
-    if (!scene || (scene->mFlags & AI_SCENE_FLAGS_INCOMPLETE) || !scene->mRootNode) {
+    auto unreadable = [&] {
         const char* why = importer.GetErrorString();
         error = "the model file '" + fs::path(path).filename().string() + "' cannot be read" +
                 (why && *why ? std::string(": ") + why : std::string());
         return false;
-    }
+    };
+    if (!scene || (scene->mFlags & AI_SCENE_FLAGS_INCOMPLETE) || !scene->mRootNode)
+        return unreadable();
     const fs::path folder = fs::path(path).parent_path();
-    for (unsigned m = 0; m < scene->mNumMeshes; ++m) {
-        const aiMesh* mesh = scene->mMeshes[m];
-        if (!mesh || !(mesh->mPrimitiveTypes & aiPrimitiveType_TRIANGLE) || mesh->mNumVertices == 0)
-            continue;
-        LmdSubMeshData sub;
-        sub.positions.reserve(size_t(mesh->mNumVertices) * 3);
-        sub.normals.reserve(size_t(mesh->mNumVertices) * 3);
-        sub.uvs.reserve(size_t(mesh->mNumVertices) * 2);
-        for (unsigned v = 0; v < mesh->mNumVertices; ++v) {
-            const aiVector3D& p = mesh->mVertices[v];
-            const aiVector3D n = mesh->mNormals ? mesh->mNormals[v] : aiVector3D(0, 1, 0);
-            const aiVector3D uv = mesh->mTextureCoords[0] ? mesh->mTextureCoords[0][v] : aiVector3D(0, 0, 0);
-            sub.addVertex(Ogre::Vector3(p.x, p.y, p.z), Ogre::Vector3(n.x, n.y, n.z), uv.x, uv.y);
+    if (scene->mNumAnimations > 0) {
+        // Animated: the hierarchy becomes a skeleton and the meshes keep their bones.
+        const LmdModelSkeleton skeleton(scene);
+        readPosedMeshes(scene, scene->mRootNode, skeleton, folder, out);
+        if (!out.subMeshes.empty())
+            out.skeleton = skeleton.data();
+    } else {
+        // Still: the hierarchy is flattened into the model's frame.
+        scene = importer.ApplyPostProcessing(aiProcess_PreTransformVertices);
+        if (!scene)
+            return unreadable();
+        for (unsigned m = 0; m < scene->mNumMeshes; ++m) {
+            LmdSubMeshData sub;
+            if (readSubMesh(scene, scene->mMeshes[m], folder, sub))
+                out.subMeshes.push_back(std::move(sub));
         }
-        sub.indices.reserve(size_t(mesh->mNumFaces) * 3);
-        for (unsigned f = 0; f < mesh->mNumFaces; ++f) {
-            const aiFace& face = mesh->mFaces[f];
-            if (face.mNumIndices != 3)
-                continue;
-            sub.indices.insert(sub.indices.end(), {face.mIndices[0], face.mIndices[1], face.mIndices[2]});
-        }
-        if (sub.indices.empty())
-            continue;
-        if (mesh->mMaterialIndex < scene->mNumMaterials)
-            readMaterial(scene, scene->mMaterials[mesh->mMaterialIndex], folder, sub);
-        out.subMeshes.push_back(std::move(sub));
     }
     if (out.subMeshes.empty()) {
         error = "the model file '" + fs::path(path).filename().string() + "' holds no triangles";

@@ -284,7 +284,7 @@ bool LmdObjectProperties::set(const Context& context, LmdBase3D& object, const s
     if (name == "castShadows") {
         if (!toBool(value, flag))
             return false;
-        d.castShadows = flag;
+        object.setCastShadows(flag);
         return true;
     }
     return false;

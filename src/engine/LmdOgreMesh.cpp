@@ -1,7 +1,10 @@
 #include "engine/LmdOgreMesh.h"
 
+#include "engine/LmdOgreSkeleton.h"
+
 #include <OgreHardwareBufferManager.h>
 #include <OgreMeshManager.h>
+#include <OgreSkeleton.h>
 #include <OgreSubMesh.h>
 
 #include <algorithm>
@@ -10,11 +13,57 @@
 
 namespace Lumenda3D {
 
+namespace {
+
+// Positions and normals (and, for a still mesh, texture coordinates) interleaved in buffer 0. A
+// skinned mesh keeps its texture coordinates in buffer 1: OGRE blends positions and normals on
+// the CPU into copies of their buffer only.
+void writeVertices(Ogre::VertexData& vertexData, const LmdSubMeshData& src, bool skinned) {
+    const size_t vertexCount = vertexData.vertexCount;
+    Ogre::VertexDeclaration* decl = vertexData.vertexDeclaration;
+    const size_t float3 = Ogre::VertexElement::getTypeSize(Ogre::VET_FLOAT3);
+    decl->addElement(0, 0, Ogre::VET_FLOAT3, Ogre::VES_POSITION);
+    decl->addElement(0, float3, Ogre::VET_FLOAT3, Ogre::VES_NORMAL);
+    decl->addElement(skinned ? 1 : 0, skinned ? 0 : 2 * float3, Ogre::VET_FLOAT2, Ogre::VES_TEXTURE_COORDINATES, 0);
+    const size_t floats = skinned ? 6 : 8; // per vertex in buffer 0
+
+    std::vector<float> main(vertexCount * floats), uvs(skinned ? vertexCount * 2 : 0);
+    for (size_t v = 0; v < vertexCount; ++v) {
+        float* out = &main[v * floats];
+        std::memcpy(out, &src.positions[v * 3], 3 * sizeof(float));
+        if (src.normals.size() >= (v + 1) * 3)
+            std::memcpy(out + 3, &src.normals[v * 3], 3 * sizeof(float));
+        else
+            out[3] = 0, out[4] = 1, out[5] = 0;
+        float* uv = skinned ? &uvs[v * 2] : out + 6;
+        if (src.uvs.size() >= (v + 1) * 2)
+            std::memcpy(uv, &src.uvs[v * 2], 2 * sizeof(float));
+        else
+            uv[0] = uv[1] = 0;
+    }
+    auto bind = [&](unsigned short source, size_t perVertex, const std::vector<float>& values) {
+        Ogre::HardwareVertexBufferSharedPtr buffer = Ogre::HardwareBufferManager::getSingleton().createVertexBuffer(
+            perVertex * sizeof(float), vertexCount, Ogre::HardwareBuffer::HBU_STATIC_WRITE_ONLY, true);
+        buffer->writeData(0, buffer->getSizeInBytes(), values.data(), true);
+        vertexData.vertexBufferBinding->setBinding(source, buffer);
+    };
+    bind(0, floats, main);
+    if (skinned)
+        bind(1, 2, uvs);
+}
+
+} // namespace
+
 Ogre::MeshPtr LmdOgreMesh::create(const std::string& name, const LmdMeshData& data,
                                   const std::vector<std::string>& materials, const std::string& group) {
     remove(name);
     Ogre::MeshPtr mesh = Ogre::MeshManager::getSingleton().createManual(name, group);
     Ogre::HardwareBufferManager& buffers = Ogre::HardwareBufferManager::getSingleton();
+    const bool skinned = !data.skeleton.empty();
+    if (skinned) {
+        Ogre::SkeletonPtr skeleton = LmdOgreSkeleton::create(skeletonName(name), data.skeleton, group);
+        mesh->_notifySkeleton(skeleton);
+    }
     for (size_t s = 0; s < data.subMeshes.size(); ++s) {
         const LmdSubMeshData& src = data.subMeshes[s];
         const size_t vertexCount = src.vertexCount();
@@ -24,32 +73,11 @@ Ogre::MeshPtr LmdOgreMesh::create(const std::string& name, const LmdMeshData& da
         sub->useSharedVertices = false;
         sub->vertexData = OGRE_NEW Ogre::VertexData();
         sub->vertexData->vertexCount = vertexCount;
-        Ogre::VertexDeclaration* decl = sub->vertexData->vertexDeclaration;
-        size_t offset = 0;
-        decl->addElement(0, offset, Ogre::VET_FLOAT3, Ogre::VES_POSITION);
-        offset += Ogre::VertexElement::getTypeSize(Ogre::VET_FLOAT3);
-        decl->addElement(0, offset, Ogre::VET_FLOAT3, Ogre::VES_NORMAL);
-        offset += Ogre::VertexElement::getTypeSize(Ogre::VET_FLOAT3);
-        decl->addElement(0, offset, Ogre::VET_FLOAT2, Ogre::VES_TEXTURE_COORDINATES, 0);
-        offset += Ogre::VertexElement::getTypeSize(Ogre::VET_FLOAT2);
-
-        std::vector<float> interleaved(vertexCount * 8);
-        for (size_t v = 0; v < vertexCount; ++v) {
-            float* out = &interleaved[v * 8];
-            std::memcpy(out, &src.positions[v * 3], 3 * sizeof(float));
-            if (src.normals.size() >= (v + 1) * 3)
-                std::memcpy(out + 3, &src.normals[v * 3], 3 * sizeof(float));
-            else
-                out[3] = 0, out[4] = 1, out[5] = 0;
-            if (src.uvs.size() >= (v + 1) * 2)
-                std::memcpy(out + 6, &src.uvs[v * 2], 2 * sizeof(float));
-            else
-                out[6] = out[7] = 0;
-        }
-        Ogre::HardwareVertexBufferSharedPtr vbuf =
-            buffers.createVertexBuffer(offset, vertexCount, Ogre::HardwareBuffer::HBU_STATIC_WRITE_ONLY, true);
-        vbuf->writeData(0, vbuf->getSizeInBytes(), interleaved.data(), true);
-        sub->vertexData->vertexBufferBinding->setBinding(0, vbuf);
+        writeVertices(*sub->vertexData, src, skinned);
+        if (skinned)
+            for (const LmdBoneWeight& weight : src.boneWeights)
+                if (weight.vertex < vertexCount && weight.bone < data.skeleton.bones.size())
+                    sub->addBoneAssignment({weight.vertex, weight.bone, weight.weight});
 
         const bool wide = vertexCount > std::numeric_limits<std::uint16_t>::max();
         Ogre::HardwareIndexBufferSharedPtr ibuf =
@@ -80,6 +108,11 @@ Ogre::MeshPtr LmdOgreMesh::create(const std::string& name, const LmdMeshData& da
     box.setExtents(minimum, maximum);
     mesh->_setBounds(box, false);
     mesh->_setBoundingSphereRadius(std::max(minimum.length(), maximum.length()));
+    if (skinned) {
+        mesh->_updateCompiledBoneAssignments();
+        // Entities grow their bounds around the moving bones by this much (LmdBase3D).
+        mesh->_computeBoneBoundingRadius();
+    }
     mesh->load();
     return mesh;
 }
@@ -137,6 +170,11 @@ void LmdOgreMesh::remove(const std::string& name) {
     Ogre::MeshManager& meshes = Ogre::MeshManager::getSingleton();
     if (Ogre::ResourcePtr existing = meshes.getResourceByName(name, Ogre::RGN_DEFAULT))
         meshes.remove(existing);
+    LmdOgreSkeleton::remove(skeletonName(name));
+}
+
+std::string LmdOgreMesh::skeletonName(const std::string& meshName) {
+    return meshName + "/Skeleton";
 }
 
 } // namespace Lumenda3D

@@ -303,8 +303,7 @@ void LmdRuntime::frameUpdate(float dt) {
         handleCollisions(touches);
     if (!mPlayScene)
         return;
-    for (LmdBase3D* object : mPlayScene->objects())
-        object->advanceAnimation(dt);
+    mPlayScene->advanceAnimations(dt);
     mGameCamera.update(*mPlayScene, dt);
 }
 

@@ -401,6 +401,11 @@ void LmdScene::removeNode(int xmlId) {
         removeElement(element);
 }
 
+void LmdScene::advanceAnimations(float seconds) {
+    for (LmdBase3D* object : mObjectList)
+        object->advanceAnimation(seconds);
+}
+
 LmdBase3D* LmdScene::cloneObject(LmdBase3D* source, const std::string& name, const Ogre::Vector3& offset) {
     return source ? cloneUnder(source, name, offset, source->getParent()) : nullptr;
 }

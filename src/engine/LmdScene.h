@@ -93,6 +93,8 @@ public:
     void removeNode(int xmlId);
     // A copy of an object and its children, `offset` away, under the same parent.
     LmdBase3D* cloneObject(LmdBase3D* source, const std::string& name, const Ogre::Vector3& offset);
+    // Moves every model's playing animation on by `seconds` of game time (one game frame).
+    void advanceAnimations(float seconds);
     // Called for every object about to be destroyed (physics lets go of its body).
     void setOnRemoved(std::function<void(LmdBase3D*)> callback) { mOnRemoved = std::move(callback); }
     // Called for every object built (physics makes its body).

@@ -5,6 +5,7 @@
 #include "engine/LmdMaterialFactory.h"
 #include "engine/LmdMeshLibrary.h"
 #include "engine/LmdSceneFaults.h"
+#include "engine/LmdShadows.h"
 
 #include <OgreEntity.h>
 #include <OgreLight.h>
@@ -36,6 +37,7 @@ void LmdSceneBuilder::build(LmdBase3D& object, const LmdSceneDescription& scope)
     if (d.hasShape()) {
         buildShape(object);
         applyLooks(object, scope);
+        startAnimation(object);
     } else if (d.isLight() && d.kind != LmdObjectKind::AmbientLight) {
         buildLight(object);
     }
@@ -73,7 +75,25 @@ void LmdSceneBuilder::rebuildShape(LmdBase3D& object, const LmdSceneDescription&
     buildShape(object);
     object.setMaterial(std::string());
     applyLooks(object, scope);
+    startAnimation(object);
     object.updateVisibility();
+}
+
+void LmdSceneBuilder::startAnimation(LmdBase3D& object) {
+    const LmdObjectDesc& d = object.getDesc();
+    // The edited scene stands still; a model that could not be read was reported already.
+    if (mEditMode || d.kind != LmdObjectKind::Model || d.animation.empty() || !object.getEntity())
+        return;
+    if (object.playAnimation(d.animation, true, 1.0f))
+        return;
+    const std::vector<std::string> clips = object.getAnimationNames();
+    std::string known;
+    for (const std::string& clip : clips)
+        known += (known.empty() ? "" : ", ") + clip;
+    mServices.faults->report(d.node, "animation names '" + d.animation + "', which the model does not have (" +
+                                         (clips.empty() ? std::string("its file has no animations")
+                                                        : "its animations: " + known) +
+                                         "); the model stands still");
 }
 
 void LmdSceneBuilder::applyLooks(LmdBase3D& object, const LmdSceneDescription& scope) {
@@ -196,6 +216,8 @@ void LmdSceneBuilder::applyEnvironment(const LmdSceneDescription& scope, const s
                                      "fog names '" + levelDesc->fog + "', which is not a declared Fog; the level has no fog");
         }
     }
+    if (mServices.shadows)
+        mServices.shadows->setEnabled(!levelDesc || levelDesc->shadows);
     if (viewport)
         viewport->setBackgroundColour(background);
     sm->setAmbientLight(ambient.r < 0.0f ? toColour(0x505058) : ambient);

@@ -1,8 +1,9 @@
 #pragma once
 // Makes the OGRE side of scene objects from their descriptions: the mesh of a primitive or model
-// (with a model's automatic size), the light of a light, the editor's markers of cameras and
-// lights, and the looks (the colour, or the Material the `texture` attribute names). Also the
-// level's surroundings: background colour, sky, fog, ambient light. Main thread, OGRE root.
+// (with a model's automatic size, and in a play scene its start animation), the light of a
+// light, the editor's markers of cameras and lights, and the looks (the colour, or the Material
+// the `texture` attribute names). Also the level's surroundings: background colour, sky, fog,
+// shadows, ambient light. Main thread, OGRE root.
 #include <string>
 
 #include "engine/LmdSceneDescription.h"
@@ -19,6 +20,7 @@ class LmdBase3D;
 class LmdMaterialFactory;
 class LmdMeshLibrary;
 class LmdSceneFaults;
+class LmdShadows;
 
 class LmdSceneBuilder {
 public:
@@ -27,6 +29,7 @@ public:
         LmdMaterialFactory* materials = nullptr;
         LmdMeshLibrary* meshes = nullptr;
         LmdSceneFaults* faults = nullptr;
+        LmdShadows* shadows = nullptr; // null: the scene draws no shadows
     };
 
     LmdSceneBuilder(const Services& services, bool editMode);
@@ -41,12 +44,14 @@ public:
     void applyLight(LmdBase3D& object);
     // Fits a model into one unit (autoScale) or shows it at its own size.
     void applyAutoScale(LmdBase3D& object);
+    // In a play scene, starts a model's `animation` (looping); a name the model does not have is
+    // one fault naming the element, and the model stands still.
+    void startAnimation(LmdBase3D& object);
     // A 2D element's picture.
     void loadPicture(LmdBase2D& element);
 
-    // Background, sky, fog and ambient light of a level ("" for none); `lightCount` tells how
-    // many lights (other than ambient ones) the level has, `ambient` the sum of its ambient lights
-    // (negative components when it has none).
+    // Background, sky, fog, shadows and ambient light of a level ("" for none); `ambient` is the
+    // sum of its ambient lights (negative components when it has none).
     void applyEnvironment(const LmdSceneDescription& scope, const std::string& level, Ogre::Viewport* viewport,
                           const Ogre::ColourValue& ambient);
 

@@ -192,6 +192,7 @@ struct LmdLevelDesc {
     std::string fog;
     std::uint32_t backgroundColor = 0x87CEEB;
     Ogre::Vector3 gravity{0.0f, -9.81f, 0.0f};
+    bool shadows = true; // the sun's shadows are drawn
 };
 
 struct LmdSceneDescription {

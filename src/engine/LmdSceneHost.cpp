@@ -125,18 +125,7 @@ std::string LmdSceneHost::cloneObject(const std::string& object, const std::stri
 
 bool LmdSceneHost::playAnimation(const std::string& object, const std::string& animation, bool loop, double speed) {
     LmdBase3D* o = object3D(object);
-    if (!o)
-        return false;
-    std::string clip = animation;
-    float factor = 1.0f;
-    for (const LmdAnimationDesc& declared : o->getDesc().animations)
-        if (declared.name == animation) {
-            clip = declared.clip;
-            factor = declared.speed;
-            loop = loop && declared.loop;
-            break;
-        }
-    return o->playAnimation(clip, loop, float(speed) * factor);
+    return o && o->playAnimation(animation, loop, float(speed));
 }
 
 bool LmdSceneHost::stopAnimation(const std::string& object) {

@@ -297,6 +297,7 @@ void LmdSceneReader::readLevel(const pugi::xml_node& node, LmdSceneDescription& 
     level.skyBox = reader.text("skyBox");
     level.fog = reader.text("fog");
     level.backgroundColor = reader.color("backgroundColor", 0x87CEEB);
+    level.shadows = reader.boolean("shadows", true);
     level.gravity = Ogre::Vector3(reader.number("gravityX", 0.0f), reader.number("gravityY", -9.81f),
                                   reader.number("gravityZ", 0.0f));
     out.levels.push_back(std::move(level));

@@ -3,6 +3,9 @@
 #include "core/LmdLog.h"
 #include "engine/LmdBase2D.h"
 #include "engine/LmdBase3D.h"
+#include "engine/LmdGizmo.h"
+#include "engine/LmdGizmo2D.h"
+#include "engine/LmdGizmoEvents.h"
 #include "engine/LmdLayer2D.h"
 #include "engine/LmdMaterialFactory.h"
 #include "engine/LmdMeshLibrary.h"
@@ -10,6 +13,8 @@
 #include "engine/LmdPartialSource.h"
 #include "engine/LmdScene.h"
 #include "engine/LmdSceneReader.h"
+#include "engine/LmdScreenProjector.h"
+#include "engine/LmdShadows.h"
 #include "engine/LmdSourceFiles.h"
 #include "engine/LmdValueParser.h"
 #include "engine/Lumenda3DUtils.h"
@@ -76,6 +81,7 @@ Lumenda3DEngine::Lumenda3DEngine(const std::string& appName) : LmdAppContext(app
     mScriptParser = std::make_shared<ScriptParser>();
     sourceFiles = &LmdSourceFiles::getInstance();
     sourceFiles->attachDocument(&mDocument);
+    setupGizmos();
 }
 
 Lumenda3DEngine::~Lumenda3DEngine() {
@@ -84,6 +90,15 @@ Lumenda3DEngine::~Lumenda3DEngine() {
         mEditScene.reset();
     else
         mEditScene.release(); // OGRE is gone and took the objects with it
+    if (mShadows && !getSceneManager())
+        mShadows->detach();
+    // Someone may still hold the gizmo: its handles must not outlive the scene manager.
+    if (mGizmo) {
+        if (getSceneManager())
+            mGizmo->destroyVisual();
+        else
+            mGizmo->abandonVisual();
+    }
     if (sourceFiles && sourceFiles->getDocument() == &mDocument)
         sourceFiles->attachDocument(nullptr);
     if (mHttpClient)
@@ -102,8 +117,10 @@ void Lumenda3DEngine::setup() {
         setupAssets();
         mMaterials = std::make_unique<LmdMaterialFactory>(mAssets);
         mMeshes = std::make_unique<LmdMeshLibrary>(mAssets, *mMaterials, mFaults);
+        mShadows = std::make_unique<LmdShadows>(getSceneManager());
         mFonts.install();
         mEditScene = makeScene(true);
+        mGizmo->createVisual(getSceneManager());
         if (mDocument.getSourceXml())
             rebuildEditScene(mCurrentLevel);
     });
@@ -112,7 +129,9 @@ void Lumenda3DEngine::setup() {
 void Lumenda3DEngine::onClose() {
     runGuarded("onClose", [&] {
         clearSelectedObjects();
+        mGizmo->destroyVisual();
         mEditScene.reset();
+        mShadows.reset();
         mMeshes.reset();
         mMaterials.reset();
     });
@@ -125,6 +144,7 @@ std::unique_ptr<LmdScene> Lumenda3DEngine::makeScene(bool editMode) {
     services.materials = mMaterials.get();
     services.meshes = mMeshes.get();
     services.faults = &mFaults;
+    services.shadows = mShadows.get();
     return std::make_unique<LmdScene>(services, editMode);
 }
 
@@ -500,6 +520,14 @@ void Lumenda3DEngine::addEditorLevel(const std::string& name) {
 }
 
 void Lumenda3DEngine::setSelectedObject(LmdBase3D* object) {
+    // One selection at a time: a 3D object lets go of a 2D element.
+    if (object)
+        mGizmo2D->detach();
+    // The gizmo attaches and reports the selection back (noteSelection).
+    mGizmo->attach(object, false);
+}
+
+void Lumenda3DEngine::noteSelection(LmdBase3D* object) {
     if (mSelected && mSelected->getNode())
         mSelected->getNode()->showBoundingBox(false);
     mSelected = object;
@@ -509,6 +537,7 @@ void Lumenda3DEngine::setSelectedObject(LmdBase3D* object) {
 
 void Lumenda3DEngine::clearSelectedObjects() {
     setSelectedObject(nullptr);
+    mGizmo2D->detach();
 }
 
 LmdBase3D* Lumenda3DEngine::getObjByXmlId(int xmlId) const {
@@ -531,16 +560,15 @@ std::vector<LmdBase2D*> Lumenda3DEngine::get2DObjectList() const {
     return scene ? scene->elements() : std::vector<LmdBase2D*>();
 }
 
-LmdBase3D* Lumenda3DEngine::pickObject(int x, int y) const {
+std::vector<LmdBase3D*> Lumenda3DEngine::pickObjects(int x, int y) const {
     LmdScene* scene = getActiveScene();
     Ogre::Camera* camera = getCamera();
     Ogre::Viewport* viewport = getViewport();
     if (!scene || !camera || !viewport || viewport->getActualWidth() <= 0 || viewport->getActualHeight() <= 0)
-        return nullptr;
+        return {};
     const Ogre::Ray ray = camera->getCameraToViewportRay(float(x - viewport->getActualLeft()) / float(viewport->getActualWidth()),
                                                          float(y - viewport->getActualTop()) / float(viewport->getActualHeight()));
-    LmdBase3D* best = nullptr;
-    float bestT = std::numeric_limits<float>::max();
+    std::vector<std::pair<float, LmdBase3D*>> hits;
     for (LmdBase3D* object : scene->objects()) {
         if (!object->getNode() || !scene->isShownNow(*object) || !object->isShown() || object->getMask() == 0)
             continue;
@@ -552,12 +580,20 @@ LmdBase3D* Lumenda3DEngine::pickObject(int x, int y) const {
         const Ogre::Vector3 origin = inverse * ray.getOrigin();
         const Ogre::Vector3 direction = inverse.linear() * ray.getDirection();
         float t = 0.0f;
-        if (rayBox(origin, direction, local, t) && t < bestT) {
-            bestT = t;
-            best = object;
-        }
+        if (rayBox(origin, direction, local, t))
+            hits.emplace_back(t, object);
     }
-    return best;
+    std::stable_sort(hits.begin(), hits.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
+    std::vector<LmdBase3D*> objects;
+    objects.reserve(hits.size());
+    for (const auto& hit : hits)
+        objects.push_back(hit.second);
+    return objects;
+}
+
+LmdBase3D* Lumenda3DEngine::pickObject(int x, int y) const {
+    const std::vector<LmdBase3D*> hits = pickObjects(x, y);
+    return hits.empty() ? nullptr : hits.front();
 }
 
 std::vector<Ogre::Entity*> Lumenda3DEngine::getEntitiesUnderScreenPoint(int x, int y) const {
@@ -611,13 +647,25 @@ ImVec2 Lumenda3DEngine::getSceneCenterScreenPos() const {
     return ImVec2(mInsetLeft + (size.x - mInsetLeft) * 0.5f, mInsetTop + (size.y - mInsetTop) * 0.5f);
 }
 
+LmdRect2D Lumenda3DEngine::get2DView() const {
+    const Ogre::Vector2 size = getWindowSize();
+    return LmdRect2D{mInsetLeft, mInsetTop, std::max(size.x - mInsetLeft, 0.0f), std::max(size.y - mInsetTop, 0.0f)};
+}
+
 void Lumenda3DEngine::setViewInsets(float left, float top) {
     mInsetLeft = std::max(left, 0.0f);
     mInsetTop = std::max(top, 0.0f);
 }
 
 void Lumenda3DEngine::onObjectClicked(LmdBase3D* object) {
-    setSelectedObject(object);
+    mGizmo2D->detach(); // a click on a 3D object, or on nothing, ends a 2D selection
+    // An object inside another was picked as a sub-object (Shift+click, or by default).
+    mGizmo->attach(object, object && object->getParent());
+}
+
+void Lumenda3DEngine::onElementClicked(LmdBase2D* element) {
+    setSelectedObject(nullptr);
+    mGizmo2D->attach(element);
 }
 
 // --- Services and events ---------------------------------------------------------------------
@@ -652,6 +700,7 @@ bool Lumenda3DEngine::frameStarted(const Ogre::FrameEvent& evt) {
             runGuarded("deferAction", action);
     }
     runGuarded("frameUpdate", [&] { frameUpdate(evt.timeSinceLastFrame); });
+    runGuarded("updateGizmos", [&] { updateGizmos(); });
     return true;
 }
 
@@ -674,9 +723,13 @@ void Lumenda3DEngine::preViewportUpdate(const Ogre::RenderTargetViewportEvent& e
         LmdScene* scene = getActiveScene();
         if (!scene)
             return;
-        const Ogre::Vector2 size = getWindowSize();
-        LmdLayer2D::draw(ImGui::GetBackgroundDrawList(), scene->elements(), scene->getShownLevel(), size.x, size.y,
+        LmdLayer2D::draw(ImGui::GetBackgroundDrawList(), scene->elements(), scene->getShownLevel(), get2DView(),
                          &mFonts);
+        // The gizmos' screen parts go over the layer they edit, under every panel.
+        if (scene == mEditScene.get()) {
+            mGizmo->drawOverlay(ImGui::GetBackgroundDrawList(), getScreenProjector());
+            mGizmo2D->draw(ImGui::GetBackgroundDrawList());
+        }
     });
 }
 
@@ -684,18 +737,144 @@ bool Lumenda3DEngine::mousePressed(const OgreBites::MouseButtonEvent& evt) {
     if (evt.button == OgreBites::BUTTON_LEFT) {
         mPressX = evt.x;
         mPressY = evt.y;
+        // A press on a gizmo is the gizmo's: the camera never sees it (Alt + drag stays the camera's).
+        bool taken = false;
+        if (mEditScene && getActiveScene() == mEditScene.get() && !mAltHeld) {
+            runGuarded("gizmo press", [&] {
+                taken = mGizmo2D->mousePressed(evt.x, evt.y) ||
+                        mGizmo->mousePressed(evt.x, evt.y, getScreenProjector());
+            });
+        }
+        if (taken)
+            return true;
     }
     return LmdAppContext::mousePressed(evt);
 }
 
+bool Lumenda3DEngine::mouseMoved(const OgreBites::MouseMotionEvent& evt) {
+    bool taken = false;
+    if (mEditScene && getActiveScene() == mEditScene.get()) {
+        runGuarded("gizmo move", [&] {
+            taken = mGizmo2D->mouseMoved(evt.x, evt.y) || mGizmo->mouseMoved(evt.x, evt.y, getScreenProjector());
+        });
+    }
+    return taken || LmdAppContext::mouseMoved(evt);
+}
+
 bool Lumenda3DEngine::mouseReleased(const OgreBites::MouseButtonEvent& evt) {
+    bool gizmoDrag = false;
+    if (evt.button == OgreBites::BUTTON_LEFT && mEditScene && getActiveScene() == mEditScene.get()) {
+        runGuarded("gizmo release", [&] {
+            gizmoDrag = mGizmo2D->mouseReleased(evt.x, evt.y) ||
+                        mGizmo->mouseReleased(evt.x, evt.y, getScreenProjector());
+        });
+    }
     const bool handled = LmdAppContext::mouseReleased(evt);
-    if (evt.button == OgreBites::BUTTON_LEFT && std::abs(evt.x - mPressX) <= 3 && std::abs(evt.y - mPressY) <= 3 &&
-        !getEditorCamera().isBusy() && getActiveScene() == mEditScene.get()) {
-        runGuarded("pick", [&] { onObjectClicked(pickObject(evt.x, evt.y)); });
+    if (!gizmoDrag && evt.button == OgreBites::BUTTON_LEFT && std::abs(evt.x - mPressX) <= 3 &&
+        std::abs(evt.y - mPressY) <= 3 && !getEditorCamera().isBusy() && getActiveScene() == mEditScene.get()) {
+        runGuarded("pick", [&] {
+            // The 2D layer lies over the scene: its elements are picked first.
+            if (LmdBase2D* element = pick2DObject(evt.x, evt.y)) {
+                onElementClicked(element);
+                return;
+            }
+            bool asSubObject = false;
+            onObjectClicked(mGizmo->resolvePick(pickObjects(evt.x, evt.y), mShiftHeld, asSubObject));
+        });
     }
     mPressX = mPressY = -1000;
-    return handled;
+    return handled || gizmoDrag;
+}
+
+bool Lumenda3DEngine::keyPressed(const OgreBites::KeyboardEvent& evt) {
+    noteModifier(evt, true);
+    return LmdAppContext::keyPressed(evt);
+}
+
+bool Lumenda3DEngine::keyReleased(const OgreBites::KeyboardEvent& evt) {
+    noteModifier(evt, false);
+    return LmdAppContext::keyReleased(evt);
+}
+
+// --- Gizmos ----------------------------------------------------------------------------------
+
+void Lumenda3DEngine::noteModifier(const OgreBites::KeyboardEvent& evt, bool down) {
+    constexpr OgreBites::Keycode kScancodeKey = 1 << 30;
+    switch (evt.keysym.sym) {
+    case kScancodeKey | 0xE1: // left shift
+    case kScancodeKey | 0xE5: // right shift
+        mShiftHeld = down;
+        break;
+    case kScancodeKey | 0xE0: // left ctrl
+    case kScancodeKey | 0xE4: // right ctrl
+        mCtrlHeld = down;
+        break;
+    case kScancodeKey | 0xE2: // left alt
+    case kScancodeKey | 0xE6: // right alt
+        mAltHeld = down;
+        break;
+    default:
+        return;
+    }
+    mGizmo->setModifiers(mShiftHeld, mCtrlHeld, mAltHeld);
+}
+
+void Lumenda3DEngine::setupGizmos() {
+    mGizmo = std::make_shared<LmdGizmo>();
+    mGizmo2D = std::make_shared<LmdGizmo2D>();
+    auto fire = [this](LmdEventEnum id, std::shared_ptr<LmdEvent> event) { fireEvents(id, std::move(event)); };
+
+    LmdGizmo::Services services;
+    services.fire = fire;
+    services.selectionChanged = [this](LmdBase3D* object) { noteSelection(object); };
+    services.pick = [this](int x, int y) { return pickObjects(x, y); };
+    services.commit = [this](LmdBase3D& object, const LmdGizmoCommit::Transform& before,
+                             const LmdGizmoCommit::Transform& after) {
+        const pugi::xml_node node = mDocument.getXmlNodeById(object.getXmlId());
+        if (!node || !sourceFiles)
+            return;
+        LmdGizmoCommit::writeTransform(*sourceFiles, node, before, after,
+                                       mScriptParser ? mScriptParser->getCodeSchema() : nullptr);
+    };
+    mGizmo->setServices(std::move(services));
+
+    LmdGizmo2D::Services services2D;
+    services2D.fire = fire;
+    services2D.commit = [this](LmdBase2D& element, const std::vector<std::pair<std::string, float>>& values) {
+        const pugi::xml_node node = mDocument.getXmlNodeById(element.getXmlId());
+        if (!node || !sourceFiles)
+            return;
+        LmdGizmoCommit::writeNumbers(*sourceFiles, node, values,
+                                     mScriptParser ? mScriptParser->getCodeSchema() : nullptr);
+    };
+    services2D.view = [this] { return get2DView(); };
+    mGizmo2D->setServices(std::move(services2D));
+}
+
+LmdScreenProjector Lumenda3DEngine::getScreenProjector() const {
+    return LmdScreenProjector::fromCamera(getCamera(), getViewport());
+}
+
+void Lumenda3DEngine::updateGizmos() {
+    if (!mEditScene)
+        return;
+    // A rebuild of one element may have destroyed what a gizmo holds: let go without touching it.
+    if (LmdBase3D* object = mGizmo->getObject()) {
+        const std::vector<LmdBase3D*>& objects = mEditScene->objects();
+        if (std::find(objects.begin(), objects.end(), object) == objects.end()) {
+            mSelected = nullptr;
+            mGizmo->forgetVanishedObject();
+        }
+    }
+    if (LmdBase2D* element = mGizmo2D->getObject()) {
+        const std::vector<LmdBase2D*>& elements = mEditScene->elements();
+        if (std::find(elements.begin(), elements.end(), element) == elements.end())
+            mGizmo2D->forgetVanishedObject();
+        else
+            mGizmo2D->setShown(getActiveScene() == mEditScene.get() && mEditScene->isShownNow(*element) &&
+                               element->isShown());
+    }
+    mGizmo->update(getScreenProjector(), getActiveScene() == mEditScene.get() && !isLoading());
 }
 
 } // namespace Lumenda3D

@@ -22,6 +22,7 @@
 
 #include "engine/LmdAppContext.h"
 #include "engine/LmdAssetResolver.h"
+#include "engine/LmdBase2D.h"
 #include "engine/LmdEvent.h"
 #include "engine/LmdEventBus.h"
 #include "engine/LmdGameDocument.h"
@@ -37,9 +38,13 @@ namespace Lumenda3D {
 class LmdBase2D;
 class LmdBase3D;
 class LmdGamePhysics;
+class LmdGizmo;
+class LmdGizmo2D;
 class LmdMaterialFactory;
 class LmdMeshLibrary;
 class LmdScene;
+class LmdScreenProjector;
+class LmdShadows;
 class LmdSourceFiles;
 class MyHttpClient;
 class ScriptParser;
@@ -103,6 +108,8 @@ public:
     // Sets up where assets are looked for (local assets, the game's folder, media, the cache).
     void setupAssets();
     LmdAssetResolver& getAssetResolver() { return mAssets; }
+    // The scene's shadows (null before setup).
+    LmdShadows* shadows() { return mShadows.get(); }
     // The project's local assets folder ("" for none) and the folder of the game file.
     void setLocalAssetsDir(const std::string& dir);
     void setGameDir(const std::string& dir);
@@ -124,6 +131,15 @@ public:
     // The nearest shown object whose entity bounds the ray through the window pixel hits
     // (markers of cameras and lights count in the edit scene); null for none.
     LmdBase3D* pickObject(int x, int y) const;
+    // Every shown object the ray through the pixel hits, nearest first.
+    std::vector<LmdBase3D*> pickObjects(int x, int y) const;
+    // The gizmos of the edit scene: the 3D one over the selected object (selection and gizmo
+    // follow each other), the 2D one over a selected element of the 2D layer. Hidden and inert
+    // while the game runs.
+    std::shared_ptr<LmdGizmo> getGizmo() const { return mGizmo; }
+    std::shared_ptr<LmdGizmo2D> getGizmo2D() const { return mGizmo2D; }
+    // The live camera through the viewport, window pixels to scene and back.
+    LmdScreenProjector getScreenProjector() const;
     // Entities under the pixel, nearest first.
     std::vector<Ogre::Entity*> getEntitiesUnderScreenPoint(int x, int y) const;
     // The topmost 2D element under the pixel, or null.
@@ -135,6 +151,8 @@ public:
     ImVec2 getSceneCenterScreenPos() const;
     // Panels covering the window's left and top edges (the editor's bars).
     void setViewInsets(float left, float top);
+    // The game's screen for its 2D layer: the window less the insets.
+    LmdRect2D get2DView() const;
     // The scene shown now: the play scene while the game runs, else the edit scene.
     virtual LmdScene* getActiveScene() const { return mEditScene.get(); }
     LmdScene* getEditScene() const { return mEditScene.get(); }
@@ -154,6 +172,9 @@ public:
     void preViewportUpdate(const Ogre::RenderTargetViewportEvent& evt) override;
     bool mousePressed(const OgreBites::MouseButtonEvent& evt) override;
     bool mouseReleased(const OgreBites::MouseButtonEvent& evt) override;
+    bool mouseMoved(const OgreBites::MouseMotionEvent& evt) override;
+    bool keyPressed(const OgreBites::KeyboardEvent& evt) override;
+    bool keyReleased(const OgreBites::KeyboardEvent& evt) override;
 
 protected:
     bool frameStarted(const Ogre::FrameEvent& evt) override;
@@ -178,6 +199,8 @@ protected:
     void previewTexts(LmdScene& scene);
     // Called for a left click on an object of the edit scene (selects it).
     virtual void onObjectClicked(LmdBase3D* object);
+    // Called for a left click on a 2D element of the edit scene (selects it with the 2D gizmo).
+    virtual void onElementClicked(LmdBase2D* element);
     LmdMaterialFactory& materials() { return *mMaterials; }
     LmdMeshLibrary& meshes() { return *mMeshes; }
     void setLoading(bool loading) { mLoading = loading; }
@@ -191,15 +214,28 @@ protected:
     LmdAssetResolver mAssets;
     std::unique_ptr<LmdMaterialFactory> mMaterials;
     std::unique_ptr<LmdMeshLibrary> mMeshes;
+    std::unique_ptr<LmdShadows> mShadows;
     std::unique_ptr<LmdScene> mEditScene;
     LmdGameFonts mFonts;
     std::string mCurrentLevel;
     LmdBase3D* mSelected = nullptr;
+    std::shared_ptr<LmdGizmo> mGizmo;
+    std::shared_ptr<LmdGizmo2D> mGizmo2D;
+    // Modifier keys held now (the gizmos read them at clicks and drags).
+    bool mShiftHeld = false, mCtrlHeld = false, mAltHeld = false;
     std::vector<std::function<void()>> mDeferred;
     float mInsetLeft = 0.0f, mInsetTop = 0.0f;
     bool mLoading = false;
     int mLoadSerial = 0;
     int mPressX = -1000, mPressY = -1000;
+
+private:
+    // The selection as the gizmo reports it (shows the bounding box of the selected object).
+    void noteSelection(LmdBase3D* object);
+    void setupGizmos();
+    // Drops gizmo objects that a rebuild destroyed, and places the gizmo for this frame.
+    void updateGizmos();
+    void noteModifier(const OgreBites::KeyboardEvent& evt, bool down);
 };
 
 } // namespace Lumenda3D

@@ -293,7 +293,7 @@ private:
             {"joystickPicker", "the name of a Joystick"},
             {"fogPicker", "the name of a Fog"},
             {"picker", "the name of a variable"},
-            {"animationPicker", "the name of an Animation"},
+            {"animationPicker", "the name of an Animation or of a clip in the model file"},
             {"targetObjectAll", "the name of an object"},
             {"targetObjectPicker", "the name of a 3D object"},
             {"lookAtObjectPicker", "the name of a 3D object"},

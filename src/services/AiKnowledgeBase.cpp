@@ -72,7 +72,7 @@ const char* namedThing(const std::string& type, const std::string& name) {
     if (type == "joystickPicker")
         return "a Joystick's name";
     if (type == "animationPicker")
-        return "an Animation's name";
+        return "an Animation's name or a clip name of the model file";
     return nullptr;
 }
 

@@ -13,6 +13,9 @@
 #   crash-recovery   kill -9 while editing; the next start offers the backup and restores it
 #   terminate        an exception that escapes while the editor runs: one line, then abort
 #   exit-fault       the same fault once the editor has closed down: a clean exit (code 0)
+#   gizmo            an example game: click an object, drag the gizmo's X arrow (synthetic input),
+#                    the document's x changes and undo puts it back; a vertex drag writes a
+#                    VertexList (undone too); the 2D gizmo moves a text; screenshots
 set -uo pipefail
 
 case_name="$1"
@@ -220,6 +223,50 @@ exit-fault)
 until loaded
 quit"
   grep -q "^Unhandled exception: injected fault at exit$" "$work/exit-fault.err" || fail "exit-fault: no stderr line"
+  ;;
+
+gizmo)
+  run_script gizmo "
+until loaded
+frames 5
+click-object Player
+expect gizmo Player
+frames 3
+drag-gizmo x 120 0
+frames 3
+expect not attr Player x
+expect dirty
+screenshot $artifacts/editor-gizmo-move.png
+user-keys ctrl z
+until loaded
+expect attr Player x
+expect not dirty
+expect gizmo none
+# The vertex gizmo: a corner of the box moves and the model is built again with it.
+click-object Player
+gizmo-type 5
+frames 3
+drag-vertex 0 0 -40
+frames 5
+expect not vertices Player 0
+expect gizmo Player
+screenshot $artifacts/editor-gizmo-vertex.png
+user-keys ctrl z
+until loaded
+expect vertices Player 0
+# The 2D gizmo: the hint text moves by what the pointer moved.
+gizmo-type 0
+click-element Hint
+expect gizmo2d Hint
+expect gizmo none
+drag-gizmo2d move -40 -60
+frames 3
+expect attr Hint x -40
+expect attr Hint y -84
+screenshot $artifacts/editor-gizmo-2d.png
+user-keys escape
+expect gizmo2d none
+quit" "$source_dir/media/examples/platformer.xml"
   ;;
 
 *)

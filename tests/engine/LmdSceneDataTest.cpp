@@ -188,6 +188,19 @@ TEST(LmdLayer2D, AnchorsPlaceTheElementsOwnAnchorPointAtTheWindows) {
     EXPECT_EQ(s.y + 70.0f, 480.0f);
 }
 
+TEST(LmdLayer2D, TheGamesScreenIsTheViewBelowTheEditorsBars) {
+    // In the editor the top bar and the tabs cover the window's top 70 pixels: a score in the
+    // game's top-left corner stands below them, and hits follow it there.
+    const LmdRect2D view{0, 70, 1000, 530};
+    LmdBase2D score = makeElement(LmdElementKind::Rect, "topLeft", 10, 10, 100, 30);
+    LmdBase2D stick = makeElement(LmdElementKind::Joystick, "bottomLeft", 120, -120, 140, 140);
+    EXPECT_EQ(LmdLayer2D::layout(score, view).y, 80.0f);
+    EXPECT_EQ(LmdLayer2D::layout(stick, view).y + 70.0f, 600.0f - 120.0f);
+    std::vector<LmdBase2D*> all = {&score};
+    EXPECT_EQ(LmdLayer2D::hit(all, "", 20, 85), &score);
+    EXPECT_EQ(LmdLayer2D::hit(all, "", 20, 15), nullptr);
+}
+
 TEST(LmdLayer2D, HitsTheTopmostShownElementOfTheLevel) {
     LmdBase2D back = makeElement(LmdElementKind::Rect, "topLeft", 0, 0, 100, 100, 0);
     LmdBase2D front = makeElement(LmdElementKind::Button, "topLeft", 50, 50, 100, 100, 5);

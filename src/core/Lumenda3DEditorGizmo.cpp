@@ -1,0 +1,117 @@
+// The editor's side of the gizmos: what happens when an object is attached to one (event 15) and
+// when the vertices of a model were dragged (event 18).
+#include "core/Lumenda3DEditor.h"
+
+#include <map>
+#include <utility>
+
+#include "core/BaseUI.h"
+#include "engine/LmdBase2D.h"
+#include "engine/LmdBase3D.h"
+#include "engine/LmdGizmo.h"
+#include "engine/LmdGizmoEvents.h"
+#include "engine/LmdGizmoMath.h"
+#include "engine/LmdSourceFiles.h"
+#include "engine/Lumenda3DUtils.h"
+
+namespace Lumenda3D {
+namespace {
+
+// Vertex offsets are written to a ten-thousandth of a unit.
+constexpr double kVertexStep = 1e-4;
+
+// Structural edits and the values they get form one undo step, also when a write throws.
+class EditGroup {
+public:
+    explicit EditGroup(LmdSourceFiles& files) : mFiles(files) { mFiles.beginEditGroup(); }
+    ~EditGroup() { mFiles.endEditGroup(); }
+    EditGroup(const EditGroup&) = delete;
+    EditGroup& operator=(const EditGroup&) = delete;
+
+private:
+    LmdSourceFiles& mFiles;
+};
+
+} // namespace
+
+void Lumenda3DEditor::onGizmoAttached(std::shared_ptr<LmdEvent> event) {
+    int xmlId = 0;
+    bool hasChildren = false;
+    if (auto attached = std::dynamic_pointer_cast<LmdGizmoEvent>(event)) {
+        if (!attached->getObject())
+            return;
+        xmlId = attached->getObject()->getXmlId();
+        hasChildren = hasSelectableChildObjects(attached->getObject());
+    } else if (auto attached2D = std::dynamic_pointer_cast<LmdGizmo2DEvent>(event)) {
+        if (!attached2D->getObject())
+            return;
+        xmlId = attached2D->getObject()->getXmlId();
+    } else {
+        return;
+    }
+    if (xmlId == 0)
+        return;
+    // The block tree selects the element's block here once it exists (and logs "GizmoAttached: No
+    // block found for xmlId " with the id when it has none); the attribute panel then shows it.
+    // Until then the pointer is never over the tree's area, where the tree would scroll to the
+    // block, so the hint about sub-objects always applies.
+    if (hasChildren && getGizmo()->getSubObjectMode() != LmdGizmo::SubObjectsByDefault && !BaseUI::isMobileMode())
+        showToast("Shift+click to select a sub-object", 3.0f);
+}
+
+void Lumenda3DEditor::onGizmoVerticesMoved(std::shared_ptr<LmdEvent> event) {
+    auto moved = std::dynamic_pointer_cast<LmdGizmoVertexEvent>(event);
+    if (!moved || !moved->getObject())
+        return;
+    pugi::xml_node node = getXmlNodeById(moved->getObject()->getXmlId());
+    if (!node || !writeMovedVertices(node, moved->getVertices()))
+        return;
+    // The model is built again with its moved vertices (the object that was dragged goes away).
+    runPartialSource(node.child("VertexList"), node);
+}
+
+bool Lumenda3DEditor::writeMovedVertices(pugi::xml_node objectNode, const std::vector<LmdGizmoVertex>& vertices) {
+    if (!objectNode || !sourceFiles || vertices.empty())
+        return false;
+    // Vertex offsets count from the object's pivot.
+    const float pivotX = objectNode.attribute("xAxis").as_float(0.0f);
+    const float pivotY = objectNode.attribute("yAxis").as_float(0.0f);
+    const float pivotZ = objectNode.attribute("zAxis").as_float(0.0f);
+
+    EditGroup group(*sourceFiles);
+    pugi::xml_node list = objectNode.child("VertexList");
+    if (!list) {
+        list = sourceFiles->appendChild(objectNode, "VertexList");
+        if (!list)
+            return false;
+        sourceFiles->setAttribute(list, "id", Lumenda3DUtils::getNextId());
+        registerXmlNode(list);
+    }
+    std::map<std::pair<int, int>, pugi::xml_node> byKey;
+    for (pugi::xml_node vertex = list.child("Vertex"); vertex; vertex = vertex.next_sibling("Vertex"))
+        byKey.emplace(std::make_pair(vertex.attribute("num").as_int(), vertex.attribute("pos").as_int()), vertex);
+
+    for (const LmdGizmoVertex& moved : vertices) {
+        const std::pair<int, int> key(moved.submesh, moved.index * 3);
+        pugi::xml_node vertex;
+        auto found = byKey.find(key);
+        if (found != byKey.end()) {
+            vertex = found->second;
+        } else {
+            vertex = sourceFiles->appendChild(list, "Vertex");
+            if (!vertex)
+                continue;
+            sourceFiles->setAttribute(vertex, "num", key.first);
+            sourceFiles->setAttribute(vertex, "pos", key.second);
+            sourceFiles->setAttribute(vertex, "id", Lumenda3DUtils::getNextId());
+            registerXmlNode(vertex);
+            byKey.emplace(key, vertex);
+        }
+        sourceFiles->setAttribute(vertex, "x", LmdGizmoMath::roundTo(moved.x - pivotX, kVertexStep));
+        sourceFiles->setAttribute(vertex, "y", LmdGizmoMath::roundTo(moved.y - pivotY, kVertexStep));
+        sourceFiles->setAttribute(vertex, "z", LmdGizmoMath::roundTo(moved.z - pivotZ, kVertexStep));
+    }
+    return true;
+}
+
+} // namespace Lumenda3D
