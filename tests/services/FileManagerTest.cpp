@@ -1,15 +1,13 @@
 #include "services/FileManager.h"
 
+#include "FileSizeLimit.h"
 #include "TestDataRoot.h"
 
 #include <algorithm>
-#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <string>
 #include <vector>
-
-#include <sys/resource.h>
 
 #include <gtest/gtest.h>
 
@@ -34,25 +32,7 @@ protected:
     }
 };
 
-// Limits the size of any file this process writes, as a full disk would, for one scope.
-class FileSizeLimit {
-public:
-    explicit FileSizeLimit(rlim_t bytes) {
-        getrlimit(RLIMIT_FSIZE, &old_);
-        oldHandler_ = std::signal(SIGXFSZ, SIG_IGN);
-        rlimit limit = old_;
-        limit.rlim_cur = bytes;
-        setrlimit(RLIMIT_FSIZE, &limit);
-    }
-    ~FileSizeLimit() {
-        setrlimit(RLIMIT_FSIZE, &old_);
-        std::signal(SIGXFSZ, oldHandler_);
-    }
-
-private:
-    rlimit old_{};
-    void (*oldHandler_)(int) = SIG_DFL;
-};
+using test::FileSizeLimit;
 
 TEST_F(FileManagerTest, WriteCreatesFoldersAndReplacesContentExactly) {
     const fs::path target = dataRoot.path() / "a" / "b" / "c.bin";
