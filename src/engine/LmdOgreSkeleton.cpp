@@ -8,6 +8,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <map>
+#include <memory>
 
 namespace Lumenda3D {
 namespace {
@@ -20,12 +22,8 @@ Ogre::Vector3 scaleStep(const Ogre::Vector3& rest, const Ogre::Vector3& pose) {
     return step;
 }
 
-} // namespace
-
-Ogre::SkeletonPtr LmdOgreSkeleton::create(const std::string& name, const LmdSkeletonData& data,
-                                          const std::string& group) {
-    remove(name);
-    Ogre::SkeletonPtr skeleton = Ogre::SkeletonManager::getSingleton().create(name, group, true);
+// Builds the bones and clips of `data` into an empty skeleton.
+void build(Ogre::Skeleton* skeleton, const LmdSkeletonData& data) {
     for (size_t i = 0; i < data.bones.size(); ++i) {
         const LmdBoneData& source = data.bones[i];
         Ogre::Bone* bone = skeleton->createBone(source.name, static_cast<unsigned short>(i));
@@ -53,6 +51,35 @@ Ogre::SkeletonPtr LmdOgreSkeleton::create(const std::string& name, const LmdSkel
             }
         }
     }
+}
+
+// OGRE's way to make a resource in code: a loader that builds it when OGRE loads it. A skeleton
+// that was filled without being loaded is never unloaded, and its bones and clips would outlive
+// it; one that is loaded through this frees them when it goes, and survives a reload.
+class SkeletonBuilder final : public Ogre::ManualResourceLoader {
+public:
+    explicit SkeletonBuilder(LmdSkeletonData data) : data_(std::move(data)) {}
+    void loadResource(Ogre::Resource* resource) override { build(static_cast<Ogre::Skeleton*>(resource), data_); }
+
+private:
+    LmdSkeletonData data_;
+};
+
+// The loader of each skeleton made here, by name; it must live as long as the skeleton.
+std::map<std::string, std::unique_ptr<SkeletonBuilder>>& builders() {
+    static std::map<std::string, std::unique_ptr<SkeletonBuilder>> all;
+    return all;
+}
+
+} // namespace
+
+Ogre::SkeletonPtr LmdOgreSkeleton::create(const std::string& name, const LmdSkeletonData& data,
+                                          const std::string& group) {
+    remove(name);
+    std::unique_ptr<SkeletonBuilder>& builder = builders()[name];
+    builder = std::make_unique<SkeletonBuilder>(data);
+    Ogre::SkeletonPtr skeleton = Ogre::SkeletonManager::getSingleton().create(name, group, true, builder.get());
+    skeleton->load();
     return skeleton;
 }
 
@@ -60,6 +87,7 @@ void LmdOgreSkeleton::remove(const std::string& name) {
     Ogre::SkeletonManager& skeletons = Ogre::SkeletonManager::getSingleton();
     if (Ogre::ResourcePtr existing = skeletons.getResourceByName(name, Ogre::RGN_DEFAULT))
         skeletons.remove(existing);
+    builders().erase(name);
 }
 
 } // namespace Lumenda3D
