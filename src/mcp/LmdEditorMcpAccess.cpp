@@ -2,6 +2,7 @@
 
 #include <OgreSceneNode.h>
 
+#include "core/LmdLog.h"
 #include "core/Lumenda3DEditor.h"
 #include "engine/LmdBase3D.h"
 #include "engine/ScriptParser.h"
@@ -192,8 +193,10 @@ bool LmdEditorMcpAccess::importLocalAsset(const AssetImport& request, std::strin
         referenceOrError = error;
         return false;
     }
-    if (!request.thumbnailPath.empty())
-        LocalStorage::importThumbnailFromPath(request.assetType, stored, request.thumbnailPath, error);
+    // The asset is in place either way; a thumbnail that cannot be taken only costs its picture.
+    if (!request.thumbnailPath.empty() &&
+        !LocalStorage::importThumbnailFromPath(request.assetType, stored, request.thumbnailPath, error))
+        LmdLog::message("import_asset: no thumbnail for " + stored + ": " + error);
     // Scenes that already refer to the name (an overwrite, a reference written before the import)
     // read the new file.
     if (editor_)
