@@ -182,6 +182,21 @@ void LmdEditorTestHook::report(const std::string& text) {
     std::fflush(stdout);
 }
 
+bool LmdEditorTestHook::awaitInput() {
+    // Queued input plays out over the next frames; the script goes on when it has.
+    wait_ = Wait::Input;
+    waitUntilFrame_ = frame_ + 3;
+    return true;
+}
+
+bool LmdEditorTestHook::awaitQueued(bool queued, const std::string& error) {
+    if (!queued) {
+        fail(error);
+        return false;
+    }
+    return awaitInput();
+}
+
 void LmdEditorTestHook::fail(const std::string& why) {
     const std::string where = current_ ? "line " + std::to_string(current_->line) + ": " + current_->text : "script";
     report("FAIL " + where + " (" + why + ")");
@@ -334,22 +349,14 @@ bool LmdEditorTestHook::start(const Command& command) {
         } else {
             pushPersonClick(x, y);
         }
-        wait_ = Wait::Input;
-        waitUntilFrame_ = frame_ + 3;
-        return true;
+        return awaitInput();
     }
     if (verb == "keys" || verb == "user-keys") {
         if (!needs(1))
             return false;
         const std::vector<std::string> names(w.begin() + 1, w.end());
         const bool ok = verb == "keys" ? editor_.queueSyntheticKeys(names, 0.05f, error) : pushPersonKeys(names, error);
-        if (!ok) {
-            fail(error);
-            return false;
-        }
-        wait_ = Wait::Input;
-        waitUntilFrame_ = frame_ + 3;
-        return true;
+        return awaitQueued(ok, error);
     }
     if (verb == "play") {
         editor_.play();
@@ -410,14 +417,9 @@ bool LmdEditorTestHook::start(const Command& command) {
         if (!needs(1))
             return false;
         float x = 0, y = 0;
-        if (!findObject(w[1], x, y, error) ||
-            !editor_.queueSyntheticClick(int(x), int(y), OgreBites::BUTTON_LEFT, 0.05f, error)) {
-            fail(error);
-            return false;
-        }
-        wait_ = Wait::Input;
-        waitUntilFrame_ = frame_ + 3;
-        return true;
+        return awaitQueued(findObject(w[1], x, y, error) &&
+                               editor_.queueSyntheticClick(int(x), int(y), OgreBites::BUTTON_LEFT, 0.05f, error),
+                           error);
     }
     if (verb == "gizmo-type") {
         if (needs(1))
@@ -436,13 +438,8 @@ bool LmdEditorTestHook::start(const Command& command) {
         }
         const int toX = int(from.x + std::atof(w[2].c_str()));
         const int toY = int(from.y + std::atof(w[3].c_str()));
-        if (!editor_.queueSyntheticDrag(int(from.x), int(from.y), toX, toY, OgreBites::BUTTON_LEFT, 0.3f, error)) {
-            fail(error);
-            return false;
-        }
-        wait_ = Wait::Input;
-        waitUntilFrame_ = frame_ + 3;
-        return true;
+        return awaitQueued(
+            editor_.queueSyntheticDrag(int(from.x), int(from.y), toX, toY, OgreBites::BUTTON_LEFT, 0.3f, error), error);
     }
     if (verb == "drag-vertex") {
         if (!needs(3))
@@ -452,14 +449,10 @@ bool LmdEditorTestHook::start(const Command& command) {
             fail("the gizmo shows no vertex " + w[1]);
             return false;
         }
-        if (!editor_.queueSyntheticDrag(int(from.x), int(from.y), int(from.x + std::atof(w[2].c_str())),
-                                        int(from.y + std::atof(w[3].c_str())), OgreBites::BUTTON_LEFT, 0.3f, error)) {
-            fail(error);
-            return false;
-        }
-        wait_ = Wait::Input;
-        waitUntilFrame_ = frame_ + 3;
-        return true;
+        return awaitQueued(editor_.queueSyntheticDrag(int(from.x), int(from.y), int(from.x + std::atof(w[2].c_str())),
+                                                      int(from.y + std::atof(w[3].c_str())), OgreBites::BUTTON_LEFT,
+                                                      0.3f, error),
+                           error);
     }
     if (verb == "click-element" || verb == "drag-gizmo2d") {
         // click-element NAME: the middle of a 2D element; drag-gizmo2d HANDLE DX DY: the 2D
@@ -498,13 +491,7 @@ bool LmdEditorTestHook::start(const Command& command) {
                             : editor_.queueSyntheticDrag(int(x), int(y), int(x + std::atof(w[2].c_str())),
                                                          int(y + std::atof(w[3].c_str())), OgreBites::BUTTON_LEFT,
                                                          0.3f, error);
-        if (!ok) {
-            fail(error);
-            return false;
-        }
-        wait_ = Wait::Input;
-        waitUntilFrame_ = frame_ + 3;
-        return true;
+        return awaitQueued(ok, error);
     }
     if (verb == "mark-objects") {
         markedObjects_.clear();

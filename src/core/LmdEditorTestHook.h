@@ -67,6 +67,10 @@ private:
     bool waitDone();
     bool evaluate(const std::vector<std::string>& words, size_t first, std::string& detail);
     void fail(const std::string& why);
+    // After a line that queued input: wait for it to play out (true), or fail the script with the
+    // engine's refusal when it was not queued (false).
+    bool awaitInput();
+    bool awaitQueued(bool queued, const std::string& error);
     void report(const std::string& text);
     void quit();
     void pushPersonClick(float x, float y);

@@ -126,22 +126,18 @@ void LmdGizmo::detach() {
         return;
     cancelDrag();
     LmdBase3D* old = mObject;
-    mObject = nullptr;
-    mPickedAsSubObject = false;
-    mHovered = kNoHandle;
-    mVertexHandles.clear();
-    mVertexHandlesRead = false;
-    if (mVisual)
-        mVisual->setVisible(false);
-    if (mServices.selectionChanged)
-        mServices.selectionChanged(nullptr);
-    fire(LmdEventGizmoDetached, std::make_shared<LmdGizmoEvent>(LmdEventGizmoDetached, old));
+    letGo(old);
 }
 
 void LmdGizmo::forgetVanishedObject() {
     if (!mObject)
         return;
+    // The object is gone: nothing of it may be touched, not even to undo a drag.
     mDrag = Drag();
+    letGo(nullptr);
+}
+
+void LmdGizmo::letGo(LmdBase3D* reported) {
     mObject = nullptr;
     mPickedAsSubObject = false;
     mHovered = kNoHandle;
@@ -151,7 +147,7 @@ void LmdGizmo::forgetVanishedObject() {
         mVisual->setVisible(false);
     if (mServices.selectionChanged)
         mServices.selectionChanged(nullptr);
-    fire(LmdEventGizmoDetached, std::make_shared<LmdGizmoEvent>(LmdEventGizmoDetached, nullptr));
+    fire(LmdEventGizmoDetached, std::make_shared<LmdGizmoEvent>(LmdEventGizmoDetached, reported));
 }
 
 // --- Modes -------------------------------------------------------------------------------------

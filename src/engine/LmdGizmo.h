@@ -153,6 +153,9 @@ public:
     static LmdGizmoCommit::Transform transformOf(const LmdBase3D& object);
 
 private:
+    // Forgets the attached object, hides the handles and fires the detached event with `reported`.
+    void letGo(LmdBase3D* reported);
+
     enum class DragKind { None, Axis, Ring, ScaleAxis, ScaleUniform, CopyAxis, Body, VertexHandle };
     struct Frame {
         Ogre::Vector3 origin = Ogre::Vector3::ZERO;
