@@ -20,18 +20,6 @@ namespace {
 // Vertex offsets are written to a ten-thousandth of a unit.
 constexpr double kVertexStep = 1e-4;
 
-// Structural edits and the values they get form one undo step, also when a write throws.
-class EditGroup {
-public:
-    explicit EditGroup(LmdSourceFiles& files) : mFiles(files) { mFiles.beginEditGroup(); }
-    ~EditGroup() { mFiles.endEditGroup(); }
-    EditGroup(const EditGroup&) = delete;
-    EditGroup& operator=(const EditGroup&) = delete;
-
-private:
-    LmdSourceFiles& mFiles;
-};
-
 } // namespace
 
 void Lumenda3DEditor::onGizmoAttached(std::shared_ptr<LmdEvent> event) {
@@ -78,7 +66,8 @@ bool Lumenda3DEditor::writeMovedVertices(pugi::xml_node objectNode, const std::v
     const float pivotY = objectNode.attribute("yAxis").as_float(0.0f);
     const float pivotZ = objectNode.attribute("zAxis").as_float(0.0f);
 
-    EditGroup group(*sourceFiles);
+    // Structural edits and the values they get form one undo step.
+    LmdSourceFiles::EditGroupScope group(*sourceFiles);
     pugi::xml_node list = objectNode.child("VertexList");
     if (!list) {
         list = sourceFiles->appendChild(objectNode, "VertexList");

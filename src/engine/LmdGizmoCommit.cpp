@@ -14,18 +14,6 @@ bool differs(float a, float b) {
     return std::abs(a - b) > 1e-5f * std::max(1.0f, std::abs(a));
 }
 
-// Edits in between form one undo step, also when a write throws.
-class EditGroup {
-public:
-    explicit EditGroup(LmdSourceFiles& files) : mFiles(files) { mFiles.beginEditGroup(); }
-    ~EditGroup() { mFiles.endEditGroup(); }
-    EditGroup(const EditGroup&) = delete;
-    EditGroup& operator=(const EditGroup&) = delete;
-
-private:
-    LmdSourceFiles& mFiles;
-};
-
 } // namespace
 
 bool LmdGizmoCommit::hasAttribute(const pugi::xml_node& node, const std::string& attribute, const CodeSchema* schema) {
@@ -61,7 +49,7 @@ int LmdGizmoCommit::writeTransform(LmdSourceFiles& files, const pugi::xml_node& 
         writes.emplace_back("orientationW", after.orientation.w);
     }
     int written = 0;
-    EditGroup group(files);
+    LmdSourceFiles::EditGroupScope group(files);
     for (const auto& write : writes) {
         if (!hasAttribute(node, write.first, schema))
             continue;
@@ -76,7 +64,7 @@ int LmdGizmoCommit::writeNumbers(LmdSourceFiles& files, const pugi::xml_node& no
     if (!node)
         return 0;
     int written = 0;
-    EditGroup group(files);
+    LmdSourceFiles::EditGroupScope group(files);
     for (const auto& value : values) {
         const std::string text = Lumenda3DUtils::formatFloat(value.second);
         if (text == node.attribute(value.first.c_str()).value() || !hasAttribute(node, value.first, schema))

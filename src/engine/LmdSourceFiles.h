@@ -65,6 +65,17 @@ public:
     // Edits between these form one undo step; calls nest.
     void beginEditGroup();
     void endEditGroup();
+    // An edit group for one scope: it ends also when a write in between throws.
+    class EditGroupScope {
+    public:
+        explicit EditGroupScope(LmdSourceFiles& files) : files_(files) { files_.beginEditGroup(); }
+        ~EditGroupScope() { files_.endEditGroup(); }
+        EditGroupScope(const EditGroupScope&) = delete;
+        EditGroupScope& operator=(const EditGroupScope&) = delete;
+
+    private:
+        LmdSourceFiles& files_;
+    };
 
     // History.
     void setHistoryEnabled(bool enabled);
