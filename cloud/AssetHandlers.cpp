@@ -89,6 +89,19 @@ void AssetHandlers::readCall(const std::string& contentType, const std::string& 
         throw ApiError(400, "malformed_form", "The form could not be read: " + problem + ".");
 }
 
+void AssetHandlers::takeRawBody(const httplib::Request& constReq) {
+    if (constReq.path != "/api/assets" || constReq.method != "POST")
+        return;
+    auto& req = const_cast<httplib::Request&>(constReq);
+    req.headers.erase(kRawContentType);   // only the server sets it
+    const auto type = req.headers.find("Content-Type");
+    if (type == req.headers.end())
+        return;
+    const std::string value = type->second;
+    req.headers.erase("Content-Type");
+    req.headers.emplace(kRawContentType, value);
+}
+
 void AssetHandlers::install(httplib::Server& server) {
     server.Post("/api/assets", [this](const httplib::Request& req, httplib::Response& res,
                                       const httplib::ContentReader& reader) {
@@ -125,7 +138,7 @@ void AssetHandlers::install(httplib::Server& server) {
 
 void AssetHandlers::endpoint(const httplib::Request& req, httplib::Response& res, const std::string& body) {
     Call call;
-    readCall(req.get_header_value("Content-Type"), body, call);
+    readCall(req.get_header_value(kRawContentType), body, call);
     const std::string action = call.fields.get("action");
     for (const Kind& k : kKinds) {
         if (action == k.listAction)

@@ -31,6 +31,13 @@ public:
     // is neither or cannot be read.
     static void readCall(const std::string& contentType, const std::string& body, Call& call);
 
+    // Runs before the body of a request is read. The HTTP library would parse a multipart body
+    // of the assets endpoint itself, with its own limits and error answers; this moves the
+    // request's Content-Type aside (to kRawContentType) so that the endpoint gets the raw bytes
+    // and parses them with MultipartBody. The request object is the server's own, not const.
+    static void takeRawBody(const httplib::Request& req);
+    static constexpr const char* kRawContentType = "X-Lumenda3D-Content-Type";
+
     // "thumb_", "model_thumb_", "sound_thumb_".
     static std::string thumbPrefix(const std::string& assetType);
     static std::string contentTypeOf(const std::string& fileName);

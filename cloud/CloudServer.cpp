@@ -41,6 +41,7 @@ void CloudServer::installCommon() {
             HttpReply::error(res, 415, "unsupported_encoding", "Compressed request bodies are not accepted.");
             return httplib::Server::HandlerResponse::Handled;
         }
+        AssetHandlers::takeRawBody(req);
         return httplib::Server::HandlerResponse::Unhandled;
     });
     http_.set_error_handler([](const httplib::Request&, httplib::Response& res) {

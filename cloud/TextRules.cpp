@@ -112,7 +112,7 @@ bool TextRules::isValidAssetFileName(const std::string& name) {
     const std::size_t n = codePoints(name);
     if (n < 1 || n > 128)
         return false;
-    if (name.find_first_of("/\\<>:\"|?*") != std::string::npos)
+    if (name.find_first_of("/\\<>:\"|?*%#") != std::string::npos)
         return false;
     const char first = name.front(), last = name.back();
     if (first == ' ' || first == '.' || last == ' ' || last == '.')

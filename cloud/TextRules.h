@@ -23,9 +23,9 @@ public:
     static bool isValidPassword(const std::string& password);
 
     // An asset file name: a plain file name of 1 to 128 code points, with no control character,
-    // none of / \ < > : " | ? *, not beginning or ending with a blank or a dot, not a name that
-    // Windows keeps for devices (CON, NUL, COM1, ...), so it is safe in a URL path, a file system
-    // and every player's download folder.
+    // none of / \ < > : " | ? * % #, not beginning or ending with a blank or a dot, not a name
+    // that Windows keeps for devices (CON, NUL, COM1, ...), so it is safe in a URL path as it
+    // stands, in a file system and in every player's download folder.
     static bool isValidAssetFileName(const std::string& name);
     // Whether the name's extension (any case) is one that the asset type accepts: "textures",
     // "models" or "sounds". False for any other type.

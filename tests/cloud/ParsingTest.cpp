@@ -123,7 +123,7 @@ TEST(TextRulesNames, AssetNamesRefusePathTricksAndDeviceNames) {
         EXPECT_TRUE(TextRules::isValidAssetFileName(good)) << good;
     for (const char* bad : {"", "../x.png", "..", ".", "a/b.png", "a\\b.png", "/etc/passwd", ".hidden.png",
                             "x.png ", " x.png", "x.png.", "CON.png", "nul", "com1.wav", "LPT9.txt", "a:b.png",
-                            "a\x01.png", "a\x7f.png", "x\"y.png", "a|b.png", "q?.png", "s*.png", "<x>.png"})
+                            "a\x01.png", "a\x7f.png", "x\"y.png", "a|b.png", "q?.png", "s*.png", "<x>.png", "%2e%2e.png", "a#b.png"})
         EXPECT_FALSE(TextRules::isValidAssetFileName(bad)) << bad;
     EXPECT_FALSE(TextRules::isValidAssetFileName(std::string(129, 'a')));
     EXPECT_FALSE(TextRules::isValidAssetFileName(std::string("a\0b.png", 7)));
