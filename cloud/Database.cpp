@@ -23,14 +23,15 @@ Database::Database(std::unique_ptr<SqlBackend> backend, std::size_t poolSize, st
 
 Database::~Database() = default;
 
-Database::Lease::Lease(Database& db) : db_(db), connection_(db.acquire()) {}
+Database::Lease::Lease(Database& db) : db_(db), connection_(db.acquire(reused_)) {}
 
 Database::Lease::~Lease() { db_.release(std::move(connection_)); }
 
-std::unique_ptr<SqlConnection> Database::acquire() {
+std::unique_ptr<SqlConnection> Database::acquire(bool& reused) {
     std::unique_lock<std::mutex> lock(mutex_);
     if (!available_.wait_for(lock, wait_, [this] { return !idle_.empty() || open_ < poolSize_; }))
         throw StorageError(StorageError::Kind::Busy, "all database connections are in use");
+    reused = !idle_.empty();
     if (!idle_.empty()) {
         auto c = std::move(idle_.back());
         idle_.pop_back();

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "SqlBackend.h"
+#include "StorageError.h"
 
 namespace Lumenda3D::Cloud {
 
@@ -52,24 +53,40 @@ public:
 private:
     class Lease;
 
+    // A pooled connection may have died while it was idle (the database server restarted): the
+    // first use then fails before anything reached the database, and the work is tried once more
+    // on a new connection. A failure during the commit is never retried: the commit may have
+    // happened.
     template <class F>
     auto run(bool writing, F&& work) {
-        Lease lease(*this);
-        SqlConnection& c = lease.connection();
-        c.begin(writing);
-        try {
-            Transaction tx(c);
-            if constexpr (std::is_void_v<decltype(work(tx))>) {
-                work(tx);
-                c.commit();
-            } else {
-                auto result = work(tx);
-                c.commit();
-                return result;
+        for (int attempt = 0;; ++attempt) {
+            Lease lease(*this);
+            SqlConnection& c = lease.connection();
+            bool committing = false;
+            try {
+                c.begin(writing);
+                Transaction tx(c);
+                if constexpr (std::is_void_v<decltype(work(tx))>) {
+                    work(tx);
+                    committing = true;
+                    c.commit();
+                    return;
+                } else {
+                    auto result = work(tx);
+                    committing = true;
+                    c.commit();
+                    return result;
+                }
+            } catch (const StorageError& e) {
+                c.rollback();
+                if (attempt == 0 && lease.reused() && !committing && c.broken() &&
+                    e.kind() == StorageError::Kind::Unavailable)
+                    continue;
+                throw;
+            } catch (...) {
+                c.rollback();
+                throw;
             }
-        } catch (...) {
-            c.rollback();
-            throw;
         }
     }
 
@@ -80,13 +97,16 @@ private:
         Lease(const Lease&) = delete;
         Lease& operator=(const Lease&) = delete;
         SqlConnection& connection() { return *connection_; }
+        // The connection had been used before (it came from the pool, not freshly opened).
+        bool reused() const { return reused_; }
 
     private:
         Database& db_;
+        bool reused_ = false;
         std::unique_ptr<SqlConnection> connection_;
     };
 
-    std::unique_ptr<SqlConnection> acquire();
+    std::unique_ptr<SqlConnection> acquire(bool& reused);
     void release(std::unique_ptr<SqlConnection> connection);
 
     std::unique_ptr<SqlBackend> backend_;
