@@ -17,6 +17,9 @@ CloudServer::CloudServer(CloudConfig config)
     const std::size_t threads = c.threads == 0 ? 1 : c.threads;
     http_.new_task_queue = [threads] { return new httplib::ThreadPool(threads); };
     http_.set_payload_max_length(c.payloadLimit());
+    // Answers go out at once: with Nagle's algorithm a small answer waits for the client's
+    // delayed acknowledgement, some 40 ms.
+    http_.set_tcp_nodelay(true);
     http_.set_keep_alive_max_count(1000);
     http_.set_keep_alive_timeout(5);
     http_.set_read_timeout(30);

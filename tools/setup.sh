@@ -3,6 +3,8 @@
 #   tools/setup.sh run    install, build, register Lumenda3DApp:// links, start the editor
 #   tools/setup.sh test   install, build, run every test (also under ASan/UBSan)
 #   tools/setup.sh build  install and build only
+#   tools/setup.sh cloud       start only the local cloud server (lumenda3d-cloud) in the background
+#   tools/setup.sh cloud-stop  stop that server
 # Safe to run again: it installs only missing packages and builds incrementally.
 set -euo pipefail
 
@@ -103,6 +105,83 @@ start_editor() {
   echo "   On a desktop, run ./build/lumenda3d (or: bash tools/setup.sh run) to use it."
 }
 
+# The local cloud server: lumenda3d-cloud on loopback with its SQLite database under the data
+# root, started in the background and left running as a service of this user, so that the
+# editor, later editor runs and Lumenda3DApp:// links all reach the same server. Its port is kept
+# in <cloud folder>/port (a free one is chosen the first time) and reused at every start.
+cloud_dir() {
+  if [ -n "${LUMENDA3D_HOME:-}" ]; then echo "$LUMENDA3D_HOME/data/cloud"
+  else echo "${XDG_DATA_HOME:-$HOME/.local/share}/Lumenda3D/cloud"; fi
+}
+
+cloud_healthy() {
+  local port="$1" answer
+  [ -n "$port" ] || return 1
+  exec 9<>"/dev/tcp/127.0.0.1/$port" 2>/dev/null || return 1
+  printf 'GET /api/health HTTP/1.1\r\nHost: 127.0.0.1\r\nConnection: close\r\n\r\n' >&9
+  answer="$(timeout 5 head -n 1 <&9 2>/dev/null || true)"
+  exec 9<&- 9>&- 2>/dev/null || true
+  [[ "$answer" == *" 200 "* ]]
+}
+
+start_cloud() {
+  local dir port pid rc
+  dir="$(cloud_dir)"
+  mkdir -p "$dir"
+  port="$(cat "$dir/port" 2>/dev/null || true)"
+  pid="$(cat "$dir/server.pid" 2>/dev/null || true)"
+  if [ -n "$pid" ] && kill -0 "$pid" 2>/dev/null && cloud_healthy "$port"; then
+    echo "== The local cloud server runs already: http://127.0.0.1:$port (pid $pid)"
+  else
+    for try in stored free; do
+      [ "$try" = free ] && port=0
+      [[ "$port" =~ ^[0-9]+$ ]] || port=0
+      rm -f "$dir/server.pid"
+      nohup setsid ./build/cloud/lumenda3d-cloud --data-dir "$dir" --listen "127.0.0.1:$port" \
+        --port-file "$dir/port" >>"$dir/server.log" 2>&1 </dev/null &
+      pid=$!
+      echo "$pid" > "$dir/server.pid"
+      rc=""
+      for _ in $(seq 1 100); do
+        if ! kill -0 "$pid" 2>/dev/null; then wait "$pid" 2>/dev/null; rc=$?; break; fi
+        port="$(cat "$dir/port" 2>/dev/null || true)"
+        if cloud_healthy "$port"; then break; fi
+        sleep 0.1
+      done
+      if [ -z "$rc" ] && cloud_healthy "$port"; then break; fi
+      # Exit code 3: the kept port is taken now; choose a free one instead.
+      if [ "$rc" != 3 ] || [ "$try" = free ]; then
+        echo "== The local cloud server did not start (log: $dir/server.log)" >&2
+        return 1
+      fi
+    done
+    echo "== Started the local cloud server: http://127.0.0.1:$port (pid $pid, data in $dir)"
+  fi
+  export LUMENDA3D_SERVER="http://127.0.0.1:$port"
+  export LUMENDA3D_UPDATE_SERVER="${LUMENDA3D_UPDATE_SERVER:-$LUMENDA3D_SERVER}"
+}
+
+stop_cloud() {
+  local dir pid
+  dir="$(cloud_dir)"
+  pid="$(cat "$dir/server.pid" 2>/dev/null || true)"
+  if [ -n "$pid" ] && kill -0 "$pid" 2>/dev/null; then
+    kill "$pid" && rm -f "$dir/server.pid"
+    echo "== Stopped the local cloud server (pid $pid)"
+  else
+    echo "== No local cloud server is running"
+  fi
+}
+
+# The editor uses the cloud server named by LUMENDA3D_SERVER; without one, it gets the local one.
+use_cloud() {
+  if [ -n "${LUMENDA3D_SERVER:-}" ]; then
+    echo "== Using the cloud server $LUMENDA3D_SERVER"
+  else
+    start_cloud || echo "== Going on without a cloud server: cloud features will say they are unavailable"
+  fi
+}
+
 install_packages
 case "$mode" in
   build)
@@ -111,7 +190,16 @@ case "$mode" in
   run)
     build build
     install_url_handler
+    use_cloud
     start_editor
+    ;;
+  cloud)
+    build build
+    start_cloud
+    ;;
+  cloud-stop)
+    stop_cloud
+    exit 0
     ;;
   test)
     build build
@@ -121,7 +209,7 @@ case "$mode" in
     ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 run_tests build-asan
     ;;
   *)
-    echo "usage: tools/setup.sh run|test|build" >&2
+    echo "usage: tools/setup.sh run|test|build|cloud|cloud-stop" >&2
     exit 2
     ;;
 esac

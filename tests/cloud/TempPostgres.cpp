@@ -10,7 +10,7 @@
 #include <filesystem>
 #include <mutex>
 
-#include "CloudTestSupport.h"
+#include "UnusedPort.h"
 
 namespace Lumenda3D::Cloud::test {
 namespace {
@@ -82,7 +82,7 @@ bool TempPostgres::init(std::string& whyNot) {
         }
         runAs_ = "runuser -u postgres -- ";
     }
-    port_ = unusedPort();
+    port_ = Lumenda3D::test::unusedPort();
     if (tool("initdb -D " + dir_ + "/data -U postgres -A trust -E UTF8 --no-sync --no-instructions") != 0) {
         whyNot = "initdb failed (see " + dir_ + "/tools.log)";
         return false;
