@@ -51,7 +51,8 @@ void AccountHandlers::refuseWhileThrottled(const httplib::Request& req, const st
     if (wait > 0) {
         throw ApiError(429, "too_many_attempts",
                        "Too many failed logins. Try again in " + std::to_string((wait + 59) / 60) + " minute" +
-                           (wait > 60 ? "s." : "."));
+                           (wait > 60 ? "s." : "."))
+            .withRetryAfter(static_cast<long>(wait));
     }
 }
 

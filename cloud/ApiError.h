@@ -13,6 +13,12 @@ public:
         : std::runtime_error(message), status_(status), code_(std::move(code)) {}
     int status() const { return status_; }
     const std::string& code() const { return code_; }
+    // Seconds for a Retry-After header; 0 for none.
+    long retryAfter() const { return retryAfter_; }
+    ApiError& withRetryAfter(long seconds) {
+        retryAfter_ = seconds;
+        return *this;
+    }
 
     static ApiError badRequest(const std::string& message) { return ApiError(400, "bad_request", message); }
     static ApiError notFound(const std::string& message) { return ApiError(404, "not_found", message); }
@@ -21,6 +27,7 @@ public:
 private:
     int status_;
     std::string code_;
+    long retryAfter_ = 0;
 };
 
 } // namespace Lumenda3D::Cloud

@@ -41,6 +41,8 @@ httplib::Server::Handler HttpReply::guard(Handler handler, Style style) {
         try {
             handler(req, res);
         } catch (const ApiError& e) {
+            if (e.retryAfter() > 0)
+                res.set_header("Retry-After", std::to_string(e.retryAfter()));
             error(res, e.status(), e.code(), e.what(), style);
         } catch (const StorageError& e) {
             switch (e.kind()) {

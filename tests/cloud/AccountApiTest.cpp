@@ -69,6 +69,7 @@ TEST_P(Accounts, RepeatedFailedLoginsAreRateLimited) {
     Reply locked = api().send("POST", "/api/auth/login", {{"username", "Carol"}, {"password", "correct horse"}});
     EXPECT_EQ(locked.status, 429);
     EXPECT_EQ(locked.json["code"], "too_many_attempts");
+    EXPECT_GT(std::stoi(locked.header("Retry-After")), 0);
     EXPECT_NE(locked.json["error"].get<std::string>().find("minute"), std::string::npos);
     // Another user is not affected.
     EXPECT_EQ(api().send("POST", "/api/auth/login", {{"username", "dave"}, {"password", "correct horse"}}).status, 200);
