@@ -109,12 +109,19 @@ void ProjectHandlers::create(const httplib::Request& req, httplib::Response& res
 }
 
 void ProjectHandlers::load(const httplib::Request& req, httplib::Response& res) {
-    const User user = auth_.require(Authenticator::tokenOf(req));
+    // A published game opens without a login (its page links to it); anything else needs one.
+    const std::string token = Authenticator::tokenOf(req);
+    std::optional<User> user;
+    if (!token.empty())
+        user = auth_.require(token);
     const std::int64_t id = HttpReply::pathNumber(req, 1, "project");
     auto info = services_.projects().info(id);
-    if (!info || (info->ownerId != user.id && !info->published))
+    const bool mine = user && info && info->ownerId == user->id;
+    if (!info || (!mine && !info->published)) {
+        if (!user)
+            throw ApiError::unauthorized("Please log in first.");
         throw ApiError::notFound(kNoSuchProject);
-    const bool mine = info->ownerId == user.id;
+    }
     if (!mine && !info->viewSource)
         throw ApiError(403, "source_hidden", "The author of this game does not share its source.");
     // Others get the published state of the game, the owner the latest save.

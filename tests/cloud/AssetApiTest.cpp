@@ -49,6 +49,10 @@ TEST_P(Assets, ListUploadFetchAndDeleteAsTheCatalogDoes) {
     EXPECT_EQ(mine.json["storage"]["quota_mb"], 1.0);
     EXPECT_GT(mine.json["storage"]["used_mb"].get<double>(), 0.0);
     EXPECT_EQ(api().assetForm("action=getSounds&token=" + token).json["my_sounds"], nlohmann::json::array({"boing.ogg"}));
+    const std::string sqlName = "it's'); DROP TABLE assets;--.wav";
+    ASSERT_EQ(api().assetMultipart(upload("uploadSound", sqlName, token, "soundData", "RIFF")).status, 200);
+    EXPECT_EQ(api().assetForm("action=getSounds&token=" + token).json["my_sounds"],
+              nlohmann::json::array({"boing.ogg", sqlName}));
 
     // The files and thumbnails at the addresses the catalog builds.
     EXPECT_EQ(api().get("/assets/textures/grass.png").body, "public grass");
@@ -63,7 +67,7 @@ TEST_P(Assets, ListUploadFetchAndDeleteAsTheCatalogDoes) {
     // Re-uploading a name replaces it and counts the size once.
     ASSERT_EQ(api().assetMultipart(upload("uploadTexture", "bark wall.png", token, "imageData", "tiny")).status, 200);
     EXPECT_EQ(api().get("/assets/textures/ann/bark%20wall.png").body, "tiny");
-    EXPECT_EQ(services().assets().used(services().accounts().findByName("ann")->id), 4 + 8 + 8);
+    EXPECT_EQ(services().assets().used(services().accounts().findByName("ann")->id), 4 + 8 + 8 + 4);
 
     Reply removed = api().assetForm("action=deleteAsset&assetType=textures&fileName=bark%20wall.png&token=" + token);
     EXPECT_EQ(removed.json["success"], true) << removed.body;

@@ -41,6 +41,9 @@ TEST_P(Publishing, PublishedGamesGetPagesAndOthersOpenThePublishedState) {
     EXPECT_EQ(theirs.json["metadata"]["published"], true);
     EXPECT_EQ(theirs.json["metadata"]["category_id"], "racing");
     EXPECT_EQ(api().get("/api/resources/" + id, ann).json["xml"], "<KiteBench3D>later</KiteBench3D>");
+    EXPECT_EQ(api().get("/api/resources/" + id).json["xml"], "<KiteBench3D>release</KiteBench3D>");   // no login
+    const std::string draft = api().createProject(ann, "Draft", "<KiteBench3D/>");
+    EXPECT_EQ(api().get("/api/resources/" + draft).json["code"], "unauthorized");
     EXPECT_EQ(api().send("PUT", "/api/resources/" + id, {{"xml", "<x/>"}}, bob).status, 404);
 
     Reply gallery = api().get("/api/gallery");
