@@ -143,7 +143,7 @@ start_cloud() {
       echo "$pid" > "$dir/server.pid"
       rc=""
       for _ in $(seq 1 100); do
-        if ! kill -0 "$pid" 2>/dev/null; then wait "$pid" 2>/dev/null; rc=$?; break; fi
+        if ! kill -0 "$pid" 2>/dev/null; then wait "$pid" 2>/dev/null && rc=0 || rc=$?; break; fi
         port="$(cat "$dir/port" 2>/dev/null || true)"
         if cloud_healthy "$port"; then break; fi
         sleep 0.1
