@@ -13,8 +13,8 @@
 namespace Lumenda3D::Cloud {
 
 void AccountHandlers::install(httplib::Server& server) {
-    auto bind = [this](void (AccountHandlers::*method)(const httplib::Request&, httplib::Response&)) {
-        return HttpReply::guard([this, method](const httplib::Request& q, httplib::Response& r) { (this->*method)(q, r); });
+    auto bind = [this](void (AccountHandlers::*member)(const httplib::Request&, httplib::Response&)) {
+        return HttpReply::method(this, member);
     };
     server.Post("/api/auth/register", bind(&AccountHandlers::registerUser));
     server.Post("/api/auth/login", bind(&AccountHandlers::login));

@@ -28,6 +28,11 @@ public:
     static void html(httplib::Response& res, int status, const std::string& page);
 
     static httplib::Server::Handler guard(Handler handler, Style style = Style::Api);
+    // A guarded handler that calls a member function of a handler group.
+    template <class T>
+    static httplib::Server::Handler method(T* group, void (T::*member)(const httplib::Request&, httplib::Response&)) {
+        return guard([group, member](const httplib::Request& q, httplib::Response& r) { (group->*member)(q, r); });
+    }
 
     // The body as a JSON object; ApiError 400 "malformed_json" otherwise.
     static nlohmann::json jsonBody(const httplib::Request& req);

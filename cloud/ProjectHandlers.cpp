@@ -21,8 +21,8 @@ std::string megabytes(std::int64_t bytes) {
 } // namespace
 
 void ProjectHandlers::install(httplib::Server& server) {
-    auto bind = [this](void (ProjectHandlers::*method)(const httplib::Request&, httplib::Response&)) {
-        return HttpReply::guard([this, method](const httplib::Request& q, httplib::Response& r) { (this->*method)(q, r); });
+    auto bind = [this](void (ProjectHandlers::*member)(const httplib::Request&, httplib::Response&)) {
+        return HttpReply::method(this, member);
     };
     server.Get("/api/resources", bind(&ProjectHandlers::list));
     server.Post("/api/resources", bind(&ProjectHandlers::create));

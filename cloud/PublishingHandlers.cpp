@@ -37,8 +37,8 @@ const char* kPageEnd = "</main></body></html>";
 std::string PublishingHandlers::openLink(std::int64_t id) { return "Lumenda3DApp://open?resId=" + std::to_string(id); }
 
 void PublishingHandlers::install(httplib::Server& server) {
-    auto bind = [this](void (PublishingHandlers::*method)(const httplib::Request&, httplib::Response&)) {
-        return HttpReply::guard([this, method](const httplib::Request& q, httplib::Response& r) { (this->*method)(q, r); });
+    auto bind = [this](void (PublishingHandlers::*member)(const httplib::Request&, httplib::Response&)) {
+        return HttpReply::method(this, member);
     };
     server.Post(R"(/api/resources/([^/]+)/publish)", bind(&PublishingHandlers::publish));
     server.Post(R"(/api/resources/([^/]+)/unpublish)", bind(&PublishingHandlers::unpublish));

@@ -7,8 +7,8 @@
 namespace Lumenda3D::Cloud {
 
 void TemplateHandlers::install(httplib::Server& server) {
-    auto bind = [this](void (TemplateHandlers::*method)(const httplib::Request&, httplib::Response&)) {
-        return HttpReply::guard([this, method](const httplib::Request& q, httplib::Response& r) { (this->*method)(q, r); });
+    auto bind = [this](void (TemplateHandlers::*member)(const httplib::Request&, httplib::Response&)) {
+        return HttpReply::method(this, member);
     };
     server.Get("/api/templates.php", bind(&TemplateHandlers::list));
     server.Get(R"(/editor/data/6/([A-Za-z0-9_-]{1,64})/src\.xml)", bind(&TemplateHandlers::document));
