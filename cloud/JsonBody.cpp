@@ -1,7 +1,8 @@
 #include "JsonBody.h"
 
+#include <cstring>
+
 #include "ApiError.h"
-#include "TextRules.h"
 
 namespace Lumenda3D::Cloud {
 
@@ -25,7 +26,8 @@ std::optional<std::string> JsonBody::text(const nlohmann::json& body, const char
     if (!it->is_string())
         throw ApiError::badRequest(std::string("'") + field + "' must be a string.");
     const std::string& value = it->get_ref<const std::string&>();
-    if (!TextRules::isCleanText(value))
+    // The JSON parser has checked the UTF-8 already; only an escaped NUL can be left.
+    if (std::memchr(value.data(), '\0', value.size()) != nullptr)
         throw ApiError::badRequest(std::string("'") + field + "' holds a NUL character.");
     return value;
 }
