@@ -25,7 +25,7 @@ struct CloudConfig {
     int keepRevisions = 50;
     int sessionDays = 30;
     int loginAttemptsPerUser = 5;                     // failures allowed in the window, per user name
-    int loginAttemptsPerAddress = 30;                 // ... and per client address
+    int loginAttemptsPerAddress = 100;                // ... and per client address (a school shares one)
     int loginWindowSeconds = 15 * 60;
     bool allowRegistration = true;
     bool trustProxy = false;                          // take the client address from X-Forwarded-For
