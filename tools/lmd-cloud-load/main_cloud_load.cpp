@@ -95,16 +95,18 @@ struct Client {
     std::string lastSaved;
     Stats stats;
 
+    Clock::time_point started;
     bool timed(const std::string& op, const std::function<bool()>& call) {
-        const auto start = Clock::now();
+        started = Clock::now();
         const bool ok = call();
-        stats.latencies[op].push_back(std::chrono::duration<double, std::milli>(Clock::now() - start).count());
+        stats.latencies[op].push_back(std::chrono::duration<double, std::milli>(Clock::now() - started).count());
         return ok;
     }
     void fail(const std::string& what) {
         ++stats.errors;
+        const double ms = std::chrono::duration<double, std::milli>(Clock::now() - started).count();
         if (stats.errorSamples.size() < 5)
-            stats.errorSamples.push_back(what);
+            stats.errorSamples.push_back(what + " after " + std::to_string(static_cast<long>(ms)) + " ms");
     }
 };
 
@@ -197,7 +199,7 @@ Outcome loadBackend(const std::string& label, const std::string& database, const
     config.database = database;
     config.threads = 64;
     config.defaultQuotaBytes = std::int64_t(1) << 30;
-    CloudLog::setQuiet(true);
+    CloudLog::setQuiet(std::getenv("LMD_CLOUD_LOAD_LOG") == nullptr);
     CloudServer server(config);
     const int port = server.bind();
     std::thread serving([&] { server.serve(); });
