@@ -110,13 +110,6 @@ int currentIn(Transaction& tx) {
 
 } // namespace
 
-int Migrations::current(Database& db) {
-    return db.write([&](Transaction& tx) {
-        tx.query(db.backend().ddl(kCreateVersionTable));
-        return currentIn(tx);
-    });
-}
-
 void Migrations::run(Database& db) {
     for (const Version& version : all()) {
         const bool applied = db.write([&](Transaction& tx) {

@@ -22,8 +22,6 @@ public:
     // Applies what is missing; throws StorageError, or std::runtime_error when the database was
     // written by a newer server.
     static void run(Database& db);
-    // The version a database is at (0 when it has no schema yet).
-    static int current(Database& db);
 };
 
 } // namespace Lumenda3D::Cloud

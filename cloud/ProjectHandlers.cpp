@@ -49,8 +49,6 @@ nlohmann::json ProjectHandlers::metadata(const ResourceInfo& r) {
             {"updated_at", Encoding::isoTime(r.updatedAt)}};
 }
 
-nlohmann::json ProjectHandlers::summary(const ResourceInfo& r) { return metadata(r); }
-
 ResourceChanges ProjectHandlers::changesFrom(const nlohmann::json& body, const CloudConfig& config) {
     ResourceChanges c;
     c.xml = JsonBody::text(body, "xml");
@@ -91,7 +89,7 @@ void ProjectHandlers::list(const httplib::Request& req, httplib::Response& res) 
     HttpReply::page(req, offset, limit);
     nlohmann::json items = nlohmann::json::array();
     for (const ResourceInfo& r : services_.projects().listOwned(user.id, offset, limit, total))
-        items.push_back(summary(r));
+        items.push_back(metadata(r));
     HttpReply::json(res, 200, {{"resources", items}, {"total", total}, {"offset", offset}, {"limit", limit}});
 }
 

@@ -19,8 +19,6 @@ public:
 
     // The metadata object of a project, with the keys the editor reads when it opens one.
     static nlohmann::json metadata(const ResourceInfo& info);
-    // A summary for lists.
-    static nlohmann::json summary(const ResourceInfo& info);
     // The document, name, type and thumbnail fields of a save or publish body, checked.
     static ResourceChanges changesFrom(const nlohmann::json& body, const CloudConfig& config);
 

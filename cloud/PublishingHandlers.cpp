@@ -102,7 +102,7 @@ void PublishingHandlers::galleryJson(const httplib::Request& req, httplib::Respo
     HttpReply::page(req, offset, limit);
     nlohmann::json items = nlohmann::json::array();
     for (const ResourceInfo& r : services_.projects().listPublished(offset, limit, total)) {
-        nlohmann::json item = ProjectHandlers::summary(r);
+        nlohmann::json item = ProjectHandlers::metadata(r);
         item["url"] = baseUrl(req) + "/games/" + std::to_string(r.id);
         item["open_link"] = openLink(r.id);
         items.push_back(std::move(item));
