@@ -1,5 +1,13 @@
 #include "CloudServer.h"
 
+#include <arpa/inet.h>
+#include <dirent.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+
+#include <cstdlib>
+
 #include "CloudLog.h"
 #include "HttpReply.h"
 
@@ -18,9 +26,9 @@ CloudServer::CloudServer(CloudConfig config)
     http_.new_task_queue = [threads] { return new httplib::ThreadPool(threads); };
     http_.set_payload_max_length(c.payloadLimit());
     // Answers go out at once: with Nagle's algorithm a small answer waits for the client's
-    // delayed acknowledgement, some 40 ms.
+    // delayed acknowledgement, some 40 ms. A client keeps its connection as long as it is busy.
     http_.set_tcp_nodelay(true);
-    http_.set_keep_alive_max_count(1000);
+    http_.set_keep_alive_max_count(1000000);
     http_.set_keep_alive_timeout(5);
     http_.set_read_timeout(30);
     http_.set_write_timeout(30);
@@ -87,12 +95,49 @@ void CloudServer::installCommon() {
     }));
 }
 
+namespace {
+
+// Debian's cpp-httplib listens with a backlog of 5 connections, compiled into the library. Under
+// load, clients that (re)connect together then lose their handshakes and see their connection
+// dropped after a second. Listening again on the same socket raises the backlog (Linux allows
+// it); the socket is the one of this process that listens on the port.
+void raiseListenBacklog(int port) {
+    DIR* fds = ::opendir("/proc/self/fd");
+    if (!fds)
+        return;
+    while (dirent* entry = ::readdir(fds)) {
+        const int fd = std::atoi(entry->d_name);
+        struct stat st {};
+        if (fd <= 2 || ::fstat(fd, &st) != 0 || !S_ISSOCK(st.st_mode))
+            continue;
+        int listening = 0;
+        socklen_t size = sizeof listening;
+        sockaddr_storage address{};
+        socklen_t length = sizeof address;
+        if (::getsockopt(fd, SOL_SOCKET, SO_ACCEPTCONN, &listening, &size) != 0 || !listening ||
+            ::getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length) != 0)
+            continue;
+        int bound = 0;
+        if (address.ss_family == AF_INET)
+            bound = ntohs(reinterpret_cast<sockaddr_in*>(&address)->sin_port);
+        else if (address.ss_family == AF_INET6)
+            bound = ntohs(reinterpret_cast<sockaddr_in6*>(&address)->sin6_port);
+        if (bound == port)
+            ::listen(fd, SOMAXCONN);
+    }
+    ::closedir(fds);
+}
+
+} // namespace
+
 int CloudServer::bind() {
     const CloudConfig& c = services_->config();
     if (c.port == 0)
         port_ = http_.bind_to_any_port(c.host);
     else
         port_ = http_.bind_to_port(c.host, c.port) ? c.port : -1;
+    if (port_ > 0)
+        raiseListenBacklog(port_);
     return port_;
 }
 
