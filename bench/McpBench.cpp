@@ -8,7 +8,7 @@
 #include "GeneratedGame.h"
 #include "mcp/FakeMcpEditor.h"
 
-#include "core/LmdLog.h"
+#include "base/LmdLog.h"
 #include "mcp/LmdMcpEditorBackend.h"
 #include "mcp/LmdMcpServer.h"
 #include "mcp/LmdMcpTools.h"

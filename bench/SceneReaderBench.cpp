@@ -3,10 +3,10 @@
 #include <benchmark/benchmark.h>
 
 #include "SceneGame.h"
-#include "engine/LmdGameDocument.h"
-#include "engine/LmdSceneFaults.h"
-#include "engine/LmdSceneReader.h"
-#include "engine/ScriptParser.h"
+#include "engine/document/LmdGameDocument.h"
+#include "engine/scene/LmdSceneFaults.h"
+#include "engine/scene/LmdSceneReader.h"
+#include "engine/scene/ScriptParser.h"
 
 namespace {
 

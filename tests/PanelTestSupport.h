@@ -4,7 +4,7 @@
 // its label.
 #include "ImGuiHarness.h"
 
-#include "core/BaseUI.h"
+#include "ui/BaseUI.h"
 
 #include <imgui_internal.h>
 

@@ -6,7 +6,7 @@
 #include <functional>
 #include <string>
 
-#include "core/BaseUI.h"
+#include "ui/BaseUI.h"
 
 namespace Lumenda3D {
 

@@ -7,7 +7,7 @@
 // line of the first error, checked after each change.
 #include <string>
 
-#include "core/BaseUI.h"
+#include "ui/BaseUI.h"
 
 struct ImFont;
 

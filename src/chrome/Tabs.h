@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "core/BaseUI.h"
+#include "ui/BaseUI.h"
 
 namespace Lumenda3D {
 

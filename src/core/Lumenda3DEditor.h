@@ -13,8 +13,8 @@
 //   Lumenda3DEditorFrame.cpp       frame loop, drawing, key and mouse routing
 //   Lumenda3DEditorEditing.cpp     loading documents, tabs, copy/paste, undo/redo, agent guard
 //   Lumenda3DEditorGizmo.cpp       the gizmos' events (attached, vertices moved)
-//   project/Lumenda3DEditorSession.cpp   session, first project, opening, crash recovery
-//   project/Lumenda3DEditorSave.cpp      saving, creating, and the agents' open and new project
+//   Lumenda3DEditorSession.cpp     session, first project, opening, crash recovery
+//   Lumenda3DEditorSave.cpp        saving, creating, and the agents' open and new project
 #include <functional>
 #include <map>
 #include <memory>
@@ -136,7 +136,7 @@ public:
     // Ctrl+V is left to the panels: always false.
     bool handleCtrlVPaste(const OgreBites::KeyboardEvent& evt);
 
-    // --- Project session (project/Lumenda3DEditorSession.cpp) --------------------------------
+    // --- Project session (Lumenda3DEditorSession.cpp) --------------------------------
     void onProjectOpened(const std::string& xml, const std::string& resourceId, const std::string& name,
                          const std::string& metadataJson);
     void markXmlPersisted();
@@ -160,7 +160,7 @@ public:
     using CloudResourceLoader = std::function<void(const std::string& resourceId, ResourceLoadedCallback done)>;
     void setCloudResourceLoader(CloudResourceLoader loader) { cloudResourceLoader_ = std::move(loader); }
 
-    // --- Saving (project/Lumenda3DEditorSave.cpp) ----------------------------------------------
+    // --- Saving (Lumenda3DEditorSave.cpp) ----------------------------------------------
     // The Save dialog's part in creating a project: its status line, clearing its busy flag after
     // a failure that leaves it open, and hiding it. Each may be empty (no dialog); the save paths
     // call whichever are set.

@@ -7,12 +7,12 @@
 #include "chrome/SourceEditor.h"
 #include "chrome/Tabs.h"
 #include "chrome/ToastNotification.h"
-#include "core/AllUI.h"
-#include "core/ClipboardUtils.h"
-#include "core/XmlUtils.h"
-#include "engine/LmdBase3D.h"
-#include "engine/LmdSourceFiles.h"
-#include "engine/Lumenda3DUtils.h"
+#include "ui/AllUI.h"
+#include "ui/ClipboardUtils.h"
+#include "base/XmlUtils.h"
+#include "engine/scene/LmdBase3D.h"
+#include "engine/editing/LmdSourceFiles.h"
+#include "engine/document/Lumenda3DUtils.h"
 
 namespace Lumenda3D {
 

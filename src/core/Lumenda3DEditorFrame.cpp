@@ -9,10 +9,10 @@
 #include <OgreRenderWindow.h>
 #include <OgreViewport.h>
 
-#include "core/AllUI.h"
-#include "core/Common.h"
+#include "ui/AllUI.h"
+#include "ui/Common.h"
 #include "core/LmdEditorTestHook.h"
-#include "core/LmdLog.h"
+#include "base/LmdLog.h"
 #include "services/LmdAutoUpdater.h"
 #include "services/LmdSingleInstance.h"
 

@@ -5,14 +5,14 @@
 #include <map>
 #include <utility>
 
-#include "core/BaseUI.h"
-#include "engine/LmdBase2D.h"
-#include "engine/LmdBase3D.h"
-#include "engine/LmdGizmo.h"
-#include "engine/LmdGizmoEvents.h"
-#include "engine/LmdGizmoMath.h"
-#include "engine/LmdSourceFiles.h"
-#include "engine/Lumenda3DUtils.h"
+#include "ui/BaseUI.h"
+#include "engine/scene/LmdBase2D.h"
+#include "engine/scene/LmdBase3D.h"
+#include "engine/gizmo/LmdGizmo.h"
+#include "engine/gizmo/LmdGizmoEvents.h"
+#include "engine/gizmo/LmdGizmoMath.h"
+#include "engine/editing/LmdSourceFiles.h"
+#include "engine/document/Lumenda3DUtils.h"
 
 namespace Lumenda3D {
 namespace {

@@ -1,14 +1,14 @@
 #include "engine/LmdRuntime.h"
 
-#include "core/LmdLog.h"
-#include "engine/LmdBase2D.h"
-#include "engine/LmdBase3D.h"
-#include "engine/LmdKeyNames.h"
-#include "engine/LmdLayer2D.h"
-#include "engine/LmdMeshLibrary.h"
-#include "engine/LmdScene.h"
-#include "engine/LmdSceneReader.h"
-#include "engine/ScriptParser.h"
+#include "base/LmdLog.h"
+#include "engine/scene/LmdBase2D.h"
+#include "engine/scene/LmdBase3D.h"
+#include "engine/app/LmdKeyNames.h"
+#include "engine/scene/LmdLayer2D.h"
+#include "engine/assets/LmdMeshLibrary.h"
+#include "engine/scene/LmdScene.h"
+#include "engine/scene/LmdSceneReader.h"
+#include "engine/scene/ScriptParser.h"
 
 #include <OgreCamera.h>
 #include <OgreSceneNode.h>

@@ -13,12 +13,12 @@
 #include <memory>
 #include <string>
 
-#include "engine/LmdGameCamera.h"
-#include "engine/LmdGamePhysics.h"
-#include "engine/LmdLuaRuntime.h"
-#include "engine/LmdPhysicsWorld.h"
-#include "engine/LmdSceneHost.h"
-#include "engine/LmdSoundSystem.h"
+#include "engine/scene/LmdGameCamera.h"
+#include "engine/physics/LmdGamePhysics.h"
+#include "engine/logic/LmdLuaRuntime.h"
+#include "engine/physics/LmdPhysicsWorld.h"
+#include "engine/logic/LmdSceneHost.h"
+#include "engine/sound/LmdSoundSystem.h"
 #include "engine/Lumenda3DEngine.h"
 
 namespace Lumenda3D {

@@ -20,14 +20,14 @@
 #include <imgui.h>
 #include <pugixml.hpp>
 
-#include "engine/LmdAppContext.h"
-#include "engine/LmdAssetResolver.h"
-#include "engine/LmdBase2D.h"
-#include "engine/LmdEvent.h"
-#include "engine/LmdEventBus.h"
-#include "engine/LmdGameDocument.h"
-#include "engine/LmdGameFonts.h"
-#include "engine/LmdSceneFaults.h"
+#include "engine/app/LmdAppContext.h"
+#include "engine/assets/LmdAssetResolver.h"
+#include "engine/scene/LmdBase2D.h"
+#include "engine/events/LmdEvent.h"
+#include "engine/events/LmdEventBus.h"
+#include "engine/document/LmdGameDocument.h"
+#include "engine/scene/LmdGameFonts.h"
+#include "engine/scene/LmdSceneFaults.h"
 
 namespace Ogre {
 class Entity;

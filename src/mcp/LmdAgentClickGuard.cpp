@@ -1,6 +1,6 @@
 #include "mcp/LmdAgentClickGuard.h"
 
-#include "core/LmdLog.h"
+#include "base/LmdLog.h"
 
 namespace Lumenda3D {
 

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "core/LmdLog.h"
+#include "base/LmdLog.h"
 
 namespace Lumenda3D {
 

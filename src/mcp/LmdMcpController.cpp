@@ -2,10 +2,10 @@
 
 #include <cstdlib>
 
-#include "core/EditorSettings.h"
-#include "core/LmdLog.h"
+#include "services/EditorSettings.h"
+#include "base/LmdLog.h"
 #include "core/Lumenda3DEditor.h"
-#include "mcp/LmdEditorMcpAccess.h"
+#include "core/LmdEditorMcpAccess.h"
 #include "mcp/LmdMcpEditorBackend.h"
 #include "mcp/LmdMcpServer.h"
 #include "mcp/LmdMcpTools.h"

@@ -1,7 +1,7 @@
 #include "mcp/LmdMcpPermissions.h"
 
 
-#include "core/EditorSettings.h"
+#include "services/EditorSettings.h"
 #include "mcp/LmdMcpToolResult.h"
 
 namespace Lumenda3D {

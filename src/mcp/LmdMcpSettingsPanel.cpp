@@ -2,7 +2,7 @@
 
 #include <imgui.h>
 
-#include "core/EditorSettings.h"
+#include "services/EditorSettings.h"
 
 namespace Lumenda3D {
 

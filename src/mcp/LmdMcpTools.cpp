@@ -6,7 +6,7 @@
 
 #include "mcp/LmdMcpArgs.h"
 #include "mcp/LmdMcpToolResult.h"
-#include "services/AiKnowledgeBase.h"
+#include "engine/schema/AiKnowledgeBase.h"
 
 namespace Lumenda3D {
 namespace {

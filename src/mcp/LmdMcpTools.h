@@ -13,7 +13,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "engine/LmdInputStep.h"
+#include "engine/app/LmdInputStep.h"
 #include "mcp/LmdMcpEditorAccess.h"
 #include "mcp/LmdMcpProtocol.h"
 

@@ -3,7 +3,7 @@
 // against the schema and found well-formed.
 #include "mcp/LmdMcpTools.h"
 
-#include "engine/LmdSourceFiles.h"
+#include "engine/editing/LmdSourceFiles.h"
 #include "mcp/AiXmlEdit.h"
 
 namespace Lumenda3D {

@@ -8,7 +8,7 @@
 
 #include "mcp/LmdLogRingBuffer.h"
 #include "mcp/LmdMcpArgs.h"
-#include "services/AiKnowledgeBase.h"
+#include "engine/schema/AiKnowledgeBase.h"
 
 namespace Lumenda3D {
 namespace {

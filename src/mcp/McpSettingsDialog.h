@@ -6,7 +6,7 @@
 #include <memory>
 #include <string>
 
-#include "core/BaseUI.h"
+#include "ui/BaseUI.h"
 #include "mcp/LmdAgentClickGuard.h"
 #include "mcp/LmdMcpPermissionPrompt.h"
 #include "mcp/LmdMcpSettingsPanel.h"

@@ -1,6 +1,6 @@
 #include "project/LmdProjectSession.h"
 
-#include "core/LmdLog.h"
+#include "base/LmdLog.h"
 
 #include <functional>
 

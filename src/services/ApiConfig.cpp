@@ -4,7 +4,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "core/LmdLog.h"
+#include "base/LmdLog.h"
 
 namespace Lumenda3D {
 namespace {

@@ -1,6 +1,6 @@
 #include "services/FileManager.h"
 
-#include "services/LmdPaths.h"
+#include "base/LmdPaths.h"
 
 #include <atomic>
 #include <cerrno>

@@ -4,7 +4,7 @@
 #include <exception>
 #include <vector>
 
-#include "core/LmdLog.h"
+#include "base/LmdLog.h"
 
 namespace Lumenda3D {
 

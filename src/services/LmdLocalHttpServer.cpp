@@ -11,7 +11,7 @@
 #include <httplib.h>
 #include <sys/socket.h>
 
-#include "core/LmdLog.h"
+#include "base/LmdLog.h"
 
 namespace Lumenda3D {
 namespace {

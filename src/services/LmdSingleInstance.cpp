@@ -7,8 +7,8 @@
 #include <exception>
 #include <filesystem>
 
-#include "core/LmdLog.h"
-#include "services/LmdPaths.h"
+#include "base/LmdLog.h"
+#include "base/LmdPaths.h"
 #include "services/UrlUtils.h"
 
 #ifdef _WIN32

@@ -1,8 +1,8 @@
 #include "services/LocalStorage.h"
 
-#include "core/LmdLog.h"
+#include "base/LmdLog.h"
 #include "services/FileManager.h"
-#include "services/LmdPaths.h"
+#include "base/LmdPaths.h"
 
 #include <algorithm>
 #include <cctype>

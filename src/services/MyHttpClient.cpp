@@ -10,9 +10,9 @@
 
 #include <curl/curl.h>
 
-#include "core/LmdLog.h"
+#include "base/LmdLog.h"
 #include "services/FileManager.h"
-#include "services/LmdPaths.h"
+#include "base/LmdPaths.h"
 #include "services/UrlUtils.h"
 
 namespace fs = std::filesystem;

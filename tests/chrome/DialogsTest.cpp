@@ -4,7 +4,7 @@
 
 #include "chrome/ConfirmDialog.h"
 #include "chrome/ErrorDialog.h"
-#include "core/AllUI.h"
+#include "ui/AllUI.h"
 
 #include <gtest/gtest.h>
 

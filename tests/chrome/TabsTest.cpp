@@ -4,7 +4,7 @@
 
 #include "chrome/SourceEditor.h"
 #include "chrome/Tabs.h"
-#include "core/AllUI.h"
+#include "ui/AllUI.h"
 
 #include <gtest/gtest.h>
 

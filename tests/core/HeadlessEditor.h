@@ -11,10 +11,10 @@
 #include "chrome/Tabs.h"
 #include "chrome/ToastNotification.h"
 #include "chrome/TopBar.h"
-#include "core/AllUI.h"
-#include "core/LmdLog.h"
+#include "ui/AllUI.h"
+#include "base/LmdLog.h"
 #include "core/Lumenda3DEditor.h"
-#include "engine/LmdSourceFiles.h"
+#include "engine/editing/LmdSourceFiles.h"
 
 #include <OgreFrameListener.h>
 

@@ -4,9 +4,9 @@
 
 #include <gtest/gtest.h>
 
-#include "engine/LmdBase3D.h"
-#include "engine/LmdGizmo.h"
-#include "engine/LmdGizmoEvents.h"
+#include "engine/scene/LmdBase3D.h"
+#include "engine/gizmo/LmdGizmo.h"
+#include "engine/gizmo/LmdGizmoEvents.h"
 
 namespace Lumenda3D::test {
 namespace {

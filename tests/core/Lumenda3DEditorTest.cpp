@@ -3,9 +3,9 @@
 // service's snapshot callback, the undo keys, and the guard against an agent's synthetic input.
 #include "HeadlessEditor.h"
 
-#include "core/ClipboardUtils.h"
-#include "engine/LmdBase3D.h"
-#include "engine/LmdSceneDescription.h"
+#include "ui/ClipboardUtils.h"
+#include "engine/scene/LmdBase3D.h"
+#include "engine/scene/LmdSceneDescription.h"
 
 #include <gtest/gtest.h>
 

@@ -8,13 +8,13 @@
 
 #include <gtest/gtest.h>
 
-#include "engine/LmdGameDocument.h"
-#include "engine/LmdLuaTranslator.h"
-#include "engine/LmdSceneFaults.h"
-#include "engine/LmdSceneReader.h"
-#include "engine/SchemaValidator.h"
-#include "engine/ScriptParser.h"
-#include "services/LmdPaths.h"
+#include "engine/document/LmdGameDocument.h"
+#include "engine/logic/LmdLuaTranslator.h"
+#include "engine/scene/LmdSceneFaults.h"
+#include "engine/scene/LmdSceneReader.h"
+#include "engine/schema/SchemaValidator.h"
+#include "engine/scene/ScriptParser.h"
+#include "base/LmdPaths.h"
 
 namespace Lumenda3D {
 namespace {

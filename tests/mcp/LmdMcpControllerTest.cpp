@@ -15,7 +15,7 @@
 #include <nlohmann/json.hpp>
 
 #include "UnusedPort.h"
-#include "core/EditorSettings.h"
+#include "services/EditorSettings.h"
 #include "core/HeadlessEditor.h"
 #include "mcp/LmdMcpController.h"
 #include "mcp/LmdMcpServer.h"

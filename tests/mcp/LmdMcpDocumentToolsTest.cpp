@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "FakeMcpEditor.h"
-#include "engine/ScriptParser.h"
+#include "engine/scene/ScriptParser.h"
 #include "mcp/AiXmlEdit.h"
 #include "mcp/LmdMcpTools.h"
 

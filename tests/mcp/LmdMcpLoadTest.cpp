@@ -13,7 +13,7 @@
 #include <httplib.h>
 
 #include "FakeMcpEditor.h"
-#include "core/LmdLog.h"
+#include "base/LmdLog.h"
 #include "mcp/LmdMcpEditorBackend.h"
 #include "mcp/LmdMcpServer.h"
 #include "mcp/LmdMcpTools.h"

@@ -10,7 +10,7 @@
 
 #include "ImGuiHarness.h"
 #include "TestDataRoot.h"
-#include "core/EditorSettings.h"
+#include "services/EditorSettings.h"
 #include "mcp/LmdMcpPermissionPrompt.h"
 #include "mcp/LmdMcpSettingsPanel.h"
 

@@ -7,7 +7,7 @@
 #include <gtest/gtest.h>
 
 #include "TestDataRoot.h"
-#include "core/EditorSettings.h"
+#include "services/EditorSettings.h"
 
 namespace Lumenda3D {
 namespace {

@@ -1,8 +1,8 @@
 #include "project/LmdProjectSession.h"
 
-#include "core/LmdLog.h"
-#include "engine/LmdGameDocument.h"
-#include "engine/LmdSourceFiles.h"
+#include "base/LmdLog.h"
+#include "engine/document/LmdGameDocument.h"
+#include "engine/editing/LmdSourceFiles.h"
 
 #include <gtest/gtest.h>
 

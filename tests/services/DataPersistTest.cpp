@@ -1,9 +1,9 @@
 #include "services/DataPersist.h"
 
 #include "TestDataRoot.h"
-#include "core/LmdLog.h"
+#include "base/LmdLog.h"
 #include "services/FileManager.h"
-#include "services/LmdPaths.h"
+#include "base/LmdPaths.h"
 
 #include <cstdlib>
 #include <filesystem>

@@ -10,7 +10,7 @@
 
 #include "LoopbackHttpServer.h"
 #include "TestDataRoot.h"
-#include "core/LmdLog.h"
+#include "base/LmdLog.h"
 
 namespace Lumenda3D {
 namespace {

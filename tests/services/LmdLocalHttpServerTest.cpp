@@ -10,7 +10,7 @@
 #include <gtest/gtest.h>
 #include <httplib.h>
 
-#include "core/LmdLog.h"
+#include "base/LmdLog.h"
 
 namespace Lumenda3D {
 namespace {

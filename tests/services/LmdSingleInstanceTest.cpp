@@ -20,7 +20,7 @@
 #include <gtest/gtest.h>
 
 #include "TestDataRoot.h"
-#include "services/LmdPaths.h"
+#include "base/LmdPaths.h"
 #include "services/UrlUtils.h"
 
 extern char** environ;

@@ -12,7 +12,7 @@
 
 #include "LoopbackHttpServer.h"
 #include "TestDataRoot.h"
-#include "core/LmdLog.h"
+#include "base/LmdLog.h"
 #include "services/LmdRequestGeneration.h"
 
 namespace Lumenda3D {

@@ -3,9 +3,9 @@
 // line. Exits 0 only when the button reacted (as synthetic input), the captures are JPEGs of the
 // right size and show a real picture. Run it under Xvfb:
 //   xvfb-run -a -s "-screen 0 1280x800x24" lmd-engine-smoke build/test-artifacts
-#include "core/LmdLog.h"
-#include "engine/LmdAppContext.h"
-#include "engine/LmdImageEncoder.h"
+#include "base/LmdLog.h"
+#include "engine/app/LmdAppContext.h"
+#include "engine/app/LmdImageEncoder.h"
 
 #include <OgreEntity.h>
 #include <OgreMaterialManager.h>

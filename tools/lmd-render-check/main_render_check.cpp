@@ -11,11 +11,11 @@
 // artifact folder. Then the game to time (an example game) plays for a fixed number of frames with
 // shadows on and off, and the frames per second of both are printed (a measurement, not a check).
 // Exits 0 only when every check passes.
-#include "core/LmdLog.h"
-#include "engine/LmdBase3D.h"
+#include "base/LmdLog.h"
+#include "engine/scene/LmdBase3D.h"
 #include "engine/LmdRuntime.h"
-#include "engine/LmdScene.h"
-#include "engine/LmdShadows.h"
+#include "engine/scene/LmdScene.h"
+#include "engine/scene/LmdShadows.h"
 // The skinned test model, from tests/ (on this program's include path).
 #include "engine/AnimatedModelFile.h"
 

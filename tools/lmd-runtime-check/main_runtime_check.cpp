@@ -8,13 +8,13 @@
 // was (every object's position, orientation, scale and visibility, the level and the view). With
 // a bad-input game: it must load and play, with one critical log line per fault naming the node.
 // Exits 0 only when every check passes; each failure is a line on stderr.
-#include "core/LmdLog.h"
-#include "engine/LmdBase2D.h"
-#include "engine/LmdBase3D.h"
+#include "base/LmdLog.h"
+#include "engine/scene/LmdBase2D.h"
+#include "engine/scene/LmdBase3D.h"
 #include "engine/LmdRuntime.h"
-#include "engine/LmdScene.h"
-#include "engine/LmdSourceFiles.h"
-#include "engine/Lumenda3DUtils.h"
+#include "engine/scene/LmdScene.h"
+#include "engine/editing/LmdSourceFiles.h"
+#include "engine/document/Lumenda3DUtils.h"
 
 #include <OgreCamera.h>
 #include <OgreSceneNode.h>

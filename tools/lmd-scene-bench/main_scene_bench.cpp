@@ -8,9 +8,9 @@
 // shaders then), frame times while editing and while playing (physics and logic running), and
 // the time play() takes to build the play scene and load the logic.
 #include "../../bench/SceneGame.h"
-#include "core/LmdLog.h"
+#include "base/LmdLog.h"
 #include "engine/LmdRuntime.h"
-#include "engine/LmdScene.h"
+#include "engine/scene/LmdScene.h"
 
 #include <algorithm>
 #include <chrono>

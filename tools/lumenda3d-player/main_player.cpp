@@ -6,9 +6,9 @@
 // media folder. --frames and --screenshot are for tests and trailers: play N frames, write a
 // capture of the window (PNG for a .png name, JPEG otherwise) and leave. A missing or unreadable
 // file, a text that is not a game, or bad options give a message on stderr and exit code 2.
-#include "core/LmdLog.h"
-#include "engine/LmdGameDocument.h"
-#include "engine/LmdImageEncoder.h"
+#include "base/LmdLog.h"
+#include "engine/document/LmdGameDocument.h"
+#include "engine/app/LmdImageEncoder.h"
 #include "engine/LmdRuntime.h"
 
 #include <lodepng.h>

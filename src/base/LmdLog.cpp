@@ -1,0 +1,52 @@
+#include "base/LmdLog.h"
+
+#include <cstdio>
+#include <map>
+#include <mutex>
+
+namespace Lumenda3D {
+namespace {
+struct LogState {
+    std::mutex mutex;
+    std::map<int, LogSink> sinks;
+    int nextHandle = 1;
+    bool echo = true;
+};
+LogState& state() {
+    static LogState s;
+    return s;
+}
+} // namespace
+
+void LmdLog::message(const std::string& text, LogLevel level) {
+    LogState& s = state();
+    std::lock_guard<std::mutex> lock(s.mutex);
+    if (s.echo) {
+        const char* tag = level == LogLevel::Critical ? "CRITICAL: " : "";
+        std::fprintf(stderr, "%s%s\n", tag, text.c_str());
+    }
+    for (auto& entry : s.sinks)
+        entry.second(text, level);
+}
+
+int LmdLog::addSink(LogSink sink) {
+    LogState& s = state();
+    std::lock_guard<std::mutex> lock(s.mutex);
+    int handle = s.nextHandle++;
+    s.sinks.emplace(handle, std::move(sink));
+    return handle;
+}
+
+void LmdLog::removeSink(int handle) {
+    LogState& s = state();
+    std::lock_guard<std::mutex> lock(s.mutex);
+    s.sinks.erase(handle);
+}
+
+void LmdLog::setEchoToStderr(bool echo) {
+    LogState& s = state();
+    std::lock_guard<std::mutex> lock(s.mutex);
+    s.echo = echo;
+}
+
+} // namespace Lumenda3D

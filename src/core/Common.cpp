@@ -1,7 +1,0 @@
-#include "core/Common.h"
-
-namespace Lumenda3D::Common {
-
-Ogre::RenderWindow* window = nullptr;
-
-} // namespace Lumenda3D::Common

@@ -1,0 +1,218 @@
+#include "core/LmdEditorMcpAccess.h"
+
+#include <OgreSceneNode.h>
+
+#include "base/LmdLog.h"
+#include "core/Lumenda3DEditor.h"
+#include "engine/scene/LmdBase3D.h"
+#include "engine/scene/ScriptParser.h"
+#include "services/LocalStorage.h"
+
+namespace Lumenda3D {
+
+namespace {
+
+constexpr const char* kNoEditorText = "The editor is not ready yet.";
+// The account service (login, cloud projects, cloud assets) is not part of this build: nobody can
+// be logged in, so every cloud path answers with its own "not logged in" sentence.
+constexpr bool kAccountServiceAvailable = false;
+constexpr const char* kNotLoggedInText = "Not logged in — the cloud cannot be reached. Ask the user to log in.";
+
+Ogre::Vector3 toVector(const LmdMcpEditorAccess::Point3& p) { return {p.x, p.y, p.z}; }
+
+} // namespace
+
+LmdEditorMcpAccess::LmdEditorMcpAccess(Lumenda3DEditor* editor) : editor_(editor) {}
+
+bool LmdEditorMcpAccess::noEditor(std::string& error) const {
+    if (editor_)
+        return false;
+    error = kNoEditorText;
+    return true;
+}
+
+// --- Document ----------------------------------------------------------------------------------
+
+std::string LmdEditorMcpAccess::getSourceXmlString(bool withIds, bool forStorage) {
+    return editor_ ? editor_->getSourceXmlString(withIds, forStorage) : std::string();
+}
+
+int LmdEditorMcpAccess::getPlayStatus() { return editor_ ? editor_->getPlayStatus() : Stopped; }
+
+bool LmdEditorMcpAccess::applyAiEditedXml(const std::string& xml) {
+    return editor_ && editor_->applyAiEditedXml(xml);
+}
+
+const CodeSchema* LmdEditorMcpAccess::getSchema() {
+    if (!editor_ || !editor_->getScriptParser())
+        return nullptr;
+    const CodeSchema* schema = editor_->getScriptParser()->getCodeSchema();
+    return schema && schema->isLoaded() ? schema : nullptr;
+}
+
+// --- Play and observation ----------------------------------------------------------------------
+
+void LmdEditorMcpAccess::play() {
+    if (editor_)
+        editor_->play();
+}
+
+void LmdEditorMcpAccess::stop() {
+    if (editor_)
+        editor_->stop(nullptr);
+}
+
+std::string LmdEditorMcpAccess::getProjectName() { return editor_ ? editor_->projectName : std::string(); }
+
+std::string LmdEditorMcpAccess::getResourceId() { return editor_ ? editor_->cloudResourceId : std::string(); }
+
+void LmdEditorMcpAccess::getWindowSize(float& width, float& height) {
+    width = height = 0.0f;
+    if (!editor_)
+        return;
+    const Ogre::Vector2 size = editor_->getWindowSize();
+    width = size.x;
+    height = size.y;
+}
+
+bool LmdEditorMcpAccess::isSyntheticInputActive() { return editor_ && editor_->isSyntheticInputActive(); }
+
+std::vector<LmdMcpEditorAccess::SceneObject> LmdEditorMcpAccess::getSceneObjects() {
+    std::vector<SceneObject> out;
+    if (!editor_)
+        return out;
+    for (LmdBase3D* object : editor_->getObjectList()) {
+        if (!object)
+            continue;
+        SceneObject entry;
+        entry.xmlId = object->getXmlId();
+        entry.name = object->getName();
+        if (Ogre::SceneNode* node = object->getNode()) {
+            entry.hasNode = true;
+            const Ogre::Vector3 p = node->_getDerivedPosition();
+            entry.position = {p.x, p.y, p.z};
+        }
+        out.push_back(std::move(entry));
+    }
+    return out;
+}
+
+std::vector<unsigned char> LmdEditorMcpAccess::captureSceneThumbnail(int width, int height) {
+    return editor_ ? editor_->captureSceneThumbnail(width, height) : std::vector<unsigned char>();
+}
+
+std::vector<unsigned char> LmdEditorMcpAccess::captureSceneFromView(int width, int height, const Point3& eye,
+                                                                    const Point3& target) {
+    return editor_ ? editor_->captureSceneFromView(width, height, toVector(eye), toVector(target))
+                   : std::vector<unsigned char>();
+}
+
+std::vector<unsigned char> LmdEditorMcpAccess::captureWindowContents(int width, int height) {
+    return editor_ ? editor_->captureWindowContents(width, height) : std::vector<unsigned char>();
+}
+
+void LmdEditorMcpAccess::selectBlockByXmlId(int xmlId, bool scrollTo) {
+    if (editor_)
+        editor_->selectBlockByXmlId(xmlId, scrollTo);
+}
+
+// --- Synthetic input -----------------------------------------------------------------------------
+
+bool LmdEditorMcpAccess::queueSyntheticKeys(const std::vector<std::string>& names, float holdSeconds,
+                                            std::string& error) {
+    return !noEditor(error) && editor_->queueSyntheticKeys(names, holdSeconds, error);
+}
+
+bool LmdEditorMcpAccess::queueSyntheticClick(int x, int y, OgreBites::ButtonType button, float holdSeconds,
+                                             std::string& error) {
+    return !noEditor(error) && editor_->queueSyntheticClick(x, y, button, holdSeconds, error);
+}
+
+bool LmdEditorMcpAccess::queueSyntheticDrag(int fromX, int fromY, int toX, int toY, OgreBites::ButtonType button,
+                                            float seconds, std::string& error) {
+    return !noEditor(error) && editor_->queueSyntheticDrag(fromX, fromY, toX, toY, button, seconds, error);
+}
+
+bool LmdEditorMcpAccess::queueSyntheticScroll(int x, int y, float amount, std::string& error) {
+    return !noEditor(error) && editor_->queueSyntheticScroll(x, y, amount, error);
+}
+
+bool LmdEditorMcpAccess::queueSyntheticSequence(const std::vector<LmdInputStep>& steps, std::string& error) {
+    return !noEditor(error) && editor_->queueSyntheticSequence(steps, error);
+}
+
+// --- Projects ------------------------------------------------------------------------------------
+
+bool LmdEditorMcpAccess::hasUnsavedChanges() { return editor_ && editor_->isProjectDirty(); }
+
+void LmdEditorMcpAccess::saveProject(Done done) {
+    if (!editor_)
+        return done(false, kNoEditorText);
+    editor_->saveProjectHeadless(std::move(done));
+}
+
+void LmdEditorMcpAccess::saveProjectAs(const std::string& name, bool toCloud, Done done) {
+    if (!editor_)
+        return done(false, kNoEditorText);
+    editor_->createProjectHeadless(name, !toCloud, std::move(done));
+}
+
+void LmdEditorMcpAccess::openProject(const std::string& nameOrId, bool fromCloud, Done done) {
+    if (!editor_)
+        return done(false, kNoEditorText);
+    if (fromCloud)
+        return editor_->openCloudProjectHeadless(nameOrId, std::move(done));
+    std::string error;
+    if (!editor_->openLocalProjectHeadless(nameOrId, error))
+        return done(false, error);
+    done(true, "opened '" + editor_->projectName + "'");
+}
+
+void LmdEditorMcpAccess::newProject(Done done) {
+    if (!editor_)
+        return done(false, kNoEditorText);
+    editor_->newProjectHeadless();
+    done(true, "started a new, empty project (not saved yet — use save_project_as to store it)");
+}
+
+std::vector<std::string> LmdEditorMcpAccess::listLocalProjects() { return LocalStorage::listProjects(); }
+
+bool LmdEditorMcpAccess::isLoggedIn() { return kAccountServiceAvailable; }
+
+void LmdEditorMcpAccess::fetchCloudProjects(Done done) { done(false, kNotLoggedInText); }
+
+void LmdEditorMcpAccess::fetchUserAssets(const std::string&, Done done) { done(false, kNotLoggedInText); }
+
+// --- Local assets --------------------------------------------------------------------------------
+
+bool LmdEditorMcpAccess::importLocalAsset(const AssetImport& request, std::string& referenceOrError) {
+    std::string error;
+    const std::string stored =
+        LocalStorage::importAsset(request.sourcePath, request.assetType, request.name, request.overwrite, error);
+    if (stored.empty()) {
+        referenceOrError = error;
+        return false;
+    }
+    // The asset is in place either way; a thumbnail that cannot be taken only costs its picture.
+    if (!request.thumbnailPath.empty() &&
+        !LocalStorage::importThumbnailFromPath(request.assetType, stored, request.thumbnailPath, error))
+        LmdLog::message("import_asset: no thumbnail for " + stored + ": " + error);
+    // Scenes that already refer to the name (an overwrite, a reference written before the import)
+    // read the new file.
+    if (editor_)
+        editor_->refreshLocalAssets();
+    referenceOrError = "local:" + stored;
+    return true;
+}
+
+std::vector<std::string> LmdEditorMcpAccess::listLocalAssets(const std::string& assetType) {
+    return LocalStorage::listLocalAssets(assetType);
+}
+
+// --- Export --------------------------------------------------------------------------------------
+
+void LmdEditorMcpAccess::startExport(const nlohmann::json&, Progress, Done done) {
+    done(false, "Local export is not available in this build.");
+}
+
+} // namespace Lumenda3D

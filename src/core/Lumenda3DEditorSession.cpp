@@ -1,0 +1,217 @@
+// The editor's project session: what is open and whether it changed since it was saved or loaded,
+// the title, the first document at start, opening a project, and the offer to recover a backup
+// that a crash left behind.
+#include "core/Lumenda3DEditor.h"
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include <OgreDataStream.h>
+#include <OgreException.h>
+#include <OgreResourceGroupManager.h>
+#include <OgreRoot.h>
+
+#include "chrome/Tabs.h"
+#include "chrome/TopBar.h"
+#include "ui/AllUI.h"
+#include "base/LmdLog.h"
+#include "engine/document/LmdGameDocument.h"
+#include "engine/editing/LmdSourceFiles.h"
+#include "project/RecoverFromCrashDialog.h"
+
+namespace Lumenda3D {
+
+// --- Session -------------------------------------------------------------------------------------
+
+void Lumenda3DEditor::onProjectOpened(const std::string& xml, const std::string& resourceId, const std::string& name,
+                                      const std::string& metadataJson) {
+    // A new project starts a new conversation with the assistant here once the chat panel exists.
+    applyOpenedProject(resourceId, name, metadataJson);
+    onResourceLoaded(xml);
+    updateWindowTitle();
+    if (sourceFiles)
+        sourceFiles->setAutoSaveProjectName(projectName);
+}
+
+void Lumenda3DEditor::markXmlPersisted() {
+    markPersistedText(getSourceXmlString(false, true));
+}
+
+bool Lumenda3DEditor::isProjectDirty() {
+    return isDirtyText(getSourceXmlString(false, true));
+}
+
+void Lumenda3DEditor::updateWindowTitle() {
+    if (!allUI)
+        return;
+    if (auto topBar = allUI->getTopBar())
+        topBar->setProjectTitle(projectTitle());
+}
+
+bool Lumenda3DEditor::projectHasLocalAssets() const {
+    return sourceHasLocalAssets();
+}
+
+// --- Opening -------------------------------------------------------------------------------------
+
+bool Lumenda3DEditor::readInitialDocument(std::string& text, bool& fromGameFile) {
+    fromGameFile = false;
+    if (!pendingGameFile.empty()) {
+        std::ifstream file(pendingGameFile, std::ios::binary);
+        std::error_code ec;
+        if (file && !std::filesystem::is_directory(pendingGameFile, ec)) {
+            std::ostringstream content;
+            content << file.rdbuf();
+            text = content.str();
+            fromGameFile = true;
+            return true;
+        }
+        showErrorMessage("Cannot read the game file " + pendingGameFile);
+    }
+    // "src.xml" of the default resource group: the starting project.
+    if (!Ogre::Root::getSingletonPtr() || !Ogre::ResourceGroupManager::getSingletonPtr())
+        return false;
+    try {
+        Ogre::DataStreamPtr stream = Ogre::Root::getSingleton().openFileStream("src.xml", Ogre::RGN_DEFAULT);
+        if (!stream)
+            return false;
+        text = stream->getAsString();
+        return true;
+    } catch (const Ogre::FileNotFoundException&) {
+        return false;
+    }
+}
+
+void Lumenda3DEditor::loadInitialProject() {
+    try {
+        std::string text;
+        bool fromGameFile = false;
+        const bool found = readInitialDocument(text, fromGameFile);
+        bool content = false;
+        if (!found) {
+            loadScript(LmdGameDocument::kEmptyGameXml, false);
+        } else {
+            pugi::xml_document probe;
+            if (probe.load_string(text.c_str(), pugi::parse_default))
+                content = static_cast<bool>(probe.child(LmdGameDocument::kRootElement).first_child());
+            const std::filesystem::path path(pendingGameFile);
+            if (fromGameFile)
+                setGameDir(std::filesystem::absolute(path).parent_path().string());
+            // A game named on the command line opens as an unsaved project named after its file.
+            if (loadScript(text, false) && fromGameFile) {
+                projectName = path.stem().string();
+                markXmlPersisted();
+                updateWindowTitle();
+                if (sourceFiles)
+                    sourceFiles->setAutoSaveProjectName(projectName);
+            }
+        }
+        if (allUI)
+            if (auto tabs = allUI->getTabs())
+                tabs->setTabOnChangeCallback([this](const std::string& tab) { return onTabChange(tab); });
+        offerCrashRecoveryIfNeeded(!content);
+        if (pendingResourceId.empty()) {
+            // With authentication, a quiet login check (restoring a session without asking)
+            // starts here.
+        } else {
+            const std::string resourceId = pendingResourceId;
+            pendingResourceId.clear();
+            loadResourceById(resourceId, false);
+        }
+        initEvents();
+    } catch (const std::exception& e) {
+        LmdLog::message(std::string("Error in loadInitialProject: ") + e.what());
+    } catch (...) {
+        LmdLog::message("Unknown error in loadInitialProject");
+    }
+}
+
+void Lumenda3DEditor::loadResourceById(const std::string& resourceId, bool retried) {
+    LmdLog::message("Opening cloud project " + resourceId);
+    // With authentication, the login is checked first (asking when needed), and a load refused
+    // for a lapsed session is tried once more through the login (`retried`).
+    (void)retried;
+    ResourceLoadedCallback done = [this, resourceId](bool success, const std::string& xml, const std::string& text) {
+        if (success && !xml.empty()) {
+            onProjectOpened(xml, resourceId, "", text);
+            return;
+        }
+        showErrorMessage("Could not open project " + resourceId + ": " + text);
+    };
+    if (cloudResourceLoader_)
+        cloudResourceLoader_(resourceId, std::move(done));
+    else
+        done(false, "", "the cloud service is not available");
+}
+
+void Lumenda3DEditor::onResourceLoaded(const std::string& xml) {
+    if (xml.empty())
+        return;
+    if (!loadScript(xml, false))
+        return;
+    isEditMode = true;
+    if (allUI)
+        if (auto tabs = allUI->getTabs())
+            tabs->setCurrentTab(Tabs::kScene);
+    markXmlPersisted();
+}
+
+// --- Crash recovery ------------------------------------------------------------------------------
+
+void Lumenda3DEditor::refreshHasDismissedSnapshot() {
+    hasDismissedSnapshot = sourceFiles ? sourceFiles->hasDismissedAutoBackup() : false;
+}
+
+void Lumenda3DEditor::offerCrashRecoveryIfNeeded(bool showTemplatesAfter) {
+    if (sourceFiles && sourceFiles->autoBackupExists()) {
+        const std::optional<LmdSourceFiles::AutoSaveSnapshot> snapshot = sourceFiles->loadAutoBackup();
+        if (snapshot && !snapshot->xml.empty()) {
+            std::shared_ptr<RecoverFromCrashDialog> dialog = allUI ? allUI->getRecoverFromCrashDialog() : nullptr;
+            if (!dialog)
+                return;
+            const LmdSourceFiles::AutoSaveSnapshot backup = *snapshot;
+            auto onRecover = [this, backup] {
+                if (projectName != backup.projectName)
+                    projectName = backup.projectName;
+                updateWindowTitle();
+                // Not marked as saved: it is unsaved work, and it has no storage of its own.
+                loadScript(backup.xml, false);
+                if (sourceFiles)
+                    sourceFiles->setAutoSaveProjectName(projectName);
+            };
+            auto onDiscard = [this, showTemplatesAfter] {
+                if (sourceFiles)
+                    sourceFiles->dismissAutoBackup();
+                refreshHasDismissedSnapshot();
+                if (showTemplatesAfter) {
+                    // The template dialog is shown here once it exists.
+                }
+            };
+            dialog->show(backup.projectName, backup.timestamp, onRecover, onDiscard);
+            return;
+        }
+        // A backup without text is of no use.
+        sourceFiles->clearAutoBackup();
+        refreshHasDismissedSnapshot();
+    }
+    if (showTemplatesAfter) {
+        // The template dialog is shown here once it exists.
+    }
+}
+
+void Lumenda3DEditor::recoverLastAutoSave() {
+    if (!sourceFiles)
+        return;
+    const std::optional<LmdSourceFiles::AutoSaveSnapshot> snapshot = sourceFiles->loadDismissedAutoBackup();
+    if (!snapshot)
+        return;
+    if (!snapshot->projectName.empty()) {
+        projectName = snapshot->projectName;
+        updateWindowTitle();
+    }
+    loadScript(snapshot->xml, false);
+    sourceFiles->setAutoSaveProjectName(projectName);
+}
+
+} // namespace Lumenda3D

@@ -1,0 +1,579 @@
+#include "engine/editing/LmdSourceFiles.h"
+
+#include "base/LmdLog.h"
+#include "engine/document/LmdGameDocument.h"
+#include "engine/editing/LmdTreeDiff.h"
+#include "engine/editing/LmdXmlTreeOps.h"
+#include "engine/document/Lumenda3DUtils.h"
+
+#include <cctype>
+#include <cstring>
+#include <unordered_set>
+
+namespace Lumenda3D {
+
+LmdSourceFiles& LmdSourceFiles::getInstance() {
+    static LmdSourceFiles instance;
+    return instance;
+}
+
+LmdSourceFiles::LmdSourceFiles() = default;
+
+LmdSourceFiles::~LmdSourceFiles() {
+    if (document_)
+        document_->setOnReplaced(nullptr);
+}
+
+void LmdSourceFiles::attachDocument(LmdGameDocument* document) {
+    if (document_)
+        document_->setOnReplaced(nullptr);
+    document_ = document;
+    resetHistory();
+    if (document_)
+        document_->setOnReplaced(
+            [this](std::unique_ptr<pugi::xml_document> previous) { onDocumentReplaced(std::move(previous)); });
+}
+
+bool LmdSourceFiles::inDocument(const pugi::xml_node& node) const {
+    if (!node || !document_ || !document_->getSourceXml())
+        return false;
+    return node.root() == *document_->getSourceXml();
+}
+
+// ---- recording ---------------------------------------------------------------------------
+
+void LmdSourceFiles::closeRun() {
+    runOpen_ = false;
+    runNode_ = pugi::xml_node();
+    runName_.clear();
+}
+
+bool LmdSourceFiles::isCreatedInJoinWindow(const pugi::xml_node& node) const {
+    for (pugi::xml_node n = node; n; n = n.parent())
+        for (const pugi::xml_node& created : joinNodes_)
+            if (n == created)
+                return true;
+    return false;
+}
+
+LmdHistoryStep* LmdSourceFiles::stepForStructure() {
+    if (!historyEnabled_)
+        return nullptr;
+    compactPendingReplacement();
+    closeRun();
+    if (groupDepth_ > 0) {
+        if (!groupStepStarted_) {
+            history_.pushStep();
+            groupStepStarted_ = true;
+        }
+        return &history_.lastStep();
+    }
+    joinNodes_.clear();
+    return &history_.pushStep();
+}
+
+LmdHistoryStep* LmdSourceFiles::stepForAttribute(const pugi::xml_node& node, const char* name, bool foldable) {
+    if (!historyEnabled_)
+        return nullptr;
+    compactPendingReplacement();
+    if (groupDepth_ > 0) {
+        closeRun();
+        if (!groupStepStarted_) {
+            history_.pushStep();
+            groupStepStarted_ = true;
+        }
+        return &history_.lastStep();
+    }
+    if (!joinNodes_.empty() && history_.canUndo() && isCreatedInJoinWindow(node)) {
+        closeRun();
+        return &history_.lastStep();
+    }
+    joinNodes_.clear();
+    if (!(foldable && runOpen_ && runNode_ == node && runName_ == name))
+        closeRun();
+    return &history_.pushStep();
+}
+
+void LmdSourceFiles::afterChange() {
+    if (document_)
+        document_->markChanged();
+    autoSaver_.noteChange();
+}
+
+void LmdSourceFiles::setAttributeText(const pugi::xml_node& node, const char* name, const std::string& value) {
+    if (!node || !name || !*name)
+        return;
+    pugi::xml_node target = node;
+    if (!inDocument(node)) {
+        pugi::xml_attribute a = target.attribute(name);
+        (a ? a : target.append_attribute(name)).set_value(value.c_str());
+        return;
+    }
+    pugi::xml_attribute existing = target.attribute(name);
+    // The id is the node's ephemeral address, not game content: it is neither recorded nor saved.
+    if (std::strcmp(name, "id") == 0) {
+        (existing ? existing : target.append_attribute(name)).set_value(value.c_str());
+        if (document_)
+            document_->markChanged();
+        return;
+    }
+    if (existing && value == existing.value())
+        return;
+
+    // Continue the open typing run: only the newest value of the run is kept.
+    if (historyEnabled_ && groupDepth_ == 0 && runOpen_ && runNode_ == node && runName_ == name && !pendingPrevious_ &&
+        history_.canUndo() && runRecord_ < history_.lastStep().records.size()) {
+        LmdHistoryRecord& r = history_.lastStep().records[runRecord_];
+        r.hasNew = true;
+        r.newValue = value;
+        existing.set_value(value.c_str());
+        afterChange();
+        return;
+    }
+
+    if (LmdHistoryStep* step = stepForAttribute(node, name, true)) {
+        LmdHistoryRecord r;
+        r.kind = LmdHistoryRecord::Kind::Attribute;
+        r.path = LmdXmlTreeOps::pathOf(node);
+        r.name = name;
+        r.hadOld = static_cast<bool>(existing);
+        if (existing) {
+            r.oldValue = existing.value();
+            r.oldPosition = LmdXmlTreeOps::attributeIndex(node, name);
+        }
+        r.hasNew = true;
+        r.newValue = value;
+        step->records.push_back(std::move(r));
+        history_.stepChanged();
+        if (joinNodes_.empty() && groupDepth_ == 0) {
+            runOpen_ = true;
+            runNode_ = node;
+            runName_ = name;
+            runRecord_ = step->records.size() - 1;
+        }
+    }
+    (existing ? existing : target.append_attribute(name)).set_value(value.c_str());
+    afterChange();
+}
+
+void LmdSourceFiles::setAttribute(const pugi::xml_node& node, const char* name, bool value) {
+    setAttributeText(node, name, value ? "true" : "false");
+}
+void LmdSourceFiles::setAttribute(const pugi::xml_node& node, const char* name, const char* value) {
+    setAttributeText(node, name, value ? value : "");
+}
+void LmdSourceFiles::setAttribute(const pugi::xml_node& node, const char* name, float value) {
+    setAttributeText(node, name, Lumenda3DUtils::formatFloat(value));
+}
+void LmdSourceFiles::setAttribute(const pugi::xml_node& node, const char* name, int value) {
+    setAttributeText(node, name, std::to_string(value));
+}
+void LmdSourceFiles::setAttribute(const pugi::xml_node& node, const char* name, const std::string& value) {
+    setAttributeText(node, name, value);
+}
+
+void LmdSourceFiles::removeAttribute(const pugi::xml_node& node, const char* name) {
+    if (!node || !name)
+        return;
+    pugi::xml_node target = node;
+    pugi::xml_attribute existing = target.attribute(name);
+    if (!existing)
+        return;
+    if (!inDocument(node) || std::strcmp(name, "id") == 0) {
+        target.remove_attribute(existing);
+        return;
+    }
+    if (LmdHistoryStep* step = stepForAttribute(node, name, false)) {
+        LmdHistoryRecord r;
+        r.kind = LmdHistoryRecord::Kind::Attribute;
+        r.path = LmdXmlTreeOps::pathOf(node);
+        r.name = name;
+        r.hadOld = true;
+        r.oldValue = existing.value();
+        r.oldPosition = LmdXmlTreeOps::attributeIndex(node, name);
+        step->records.push_back(std::move(r));
+        history_.stepChanged();
+        closeRun();
+    }
+    target.remove_attribute(existing);
+    afterChange();
+}
+
+namespace {
+LmdHistoryRecord spliceRecord(const pugi::xml_node& parent, uint32_t index) {
+    LmdHistoryRecord r;
+    r.kind = LmdHistoryRecord::Kind::Splice;
+    r.path = LmdXmlTreeOps::pathOf(parent);
+    r.index = index;
+    return r;
+}
+} // namespace
+
+pugi::xml_node LmdSourceFiles::appendChild(const pugi::xml_node& parent, const char* elementName) {
+    if (!parent || !elementName || !*elementName)
+        return pugi::xml_node();
+    pugi::xml_node p = parent;
+    if (!inDocument(parent))
+        return p.append_child(elementName);
+    LmdHistoryStep* step = stepForStructure();
+    pugi::xml_node created = p.append_child(elementName);
+    if (!created)
+        return created;
+    if (step) {
+        LmdHistoryRecord r = spliceRecord(p, LmdXmlTreeOps::childIndex(created));
+        r.insertedCount = 1;
+        r.insertedXml = LmdXmlTreeOps::fragmentOf(created, 1);
+        step->records.push_back(std::move(r));
+        history_.stepChanged();
+        joinNodes_.push_back(created);
+    }
+    afterChange();
+    return created;
+}
+
+pugi::xml_node LmdSourceFiles::insertCopyAfter(const pugi::xml_node& parent, const pugi::xml_node& source,
+                                               const pugi::xml_node& after) {
+    if (!parent || !source)
+        return pugi::xml_node();
+    pugi::xml_node p = parent;
+    if (after && after.parent() != parent)
+        return pugi::xml_node();
+    if (!inDocument(parent))
+        return after ? p.insert_copy_after(source, after) : p.append_copy(source);
+    LmdHistoryStep* step = stepForStructure();
+    pugi::xml_node created = after ? p.insert_copy_after(source, after) : p.append_copy(source);
+    if (!created)
+        return created;
+    if (step) {
+        LmdHistoryRecord r = spliceRecord(p, LmdXmlTreeOps::childIndex(created));
+        r.insertedCount = 1;
+        r.insertedXml = LmdXmlTreeOps::fragmentOf(created, 1);
+        step->records.push_back(std::move(r));
+        history_.stepChanged();
+        joinNodes_.push_back(created);
+    }
+    afterChange();
+    return created;
+}
+
+pugi::xml_node LmdSourceFiles::appendCopy(const pugi::xml_node& parent, const pugi::xml_node& source) {
+    return insertCopyAfter(parent, source, pugi::xml_node());
+}
+
+namespace {
+// Where a move puts the child: after `after`, at the end (no `after`, append) or at the start.
+enum class MoveWhere { After, End, Start };
+
+pugi::xml_node doMove(pugi::xml_node parent, pugi::xml_node child, const pugi::xml_node& after, MoveWhere where) {
+    switch (where) {
+    case MoveWhere::After: return parent.insert_move_after(child, after);
+    case MoveWhere::End: return parent.append_move(child);
+    case MoveWhere::Start: return parent.prepend_move(child);
+    }
+    return pugi::xml_node();
+}
+
+bool isInside(const pugi::xml_node& node, const pugi::xml_node& ancestor) {
+    for (pugi::xml_node n = node; n; n = n.parent())
+        if (n == ancestor)
+            return true;
+    return false;
+}
+} // namespace
+
+pugi::xml_node LmdSourceFiles::appendMove(const pugi::xml_node& parent, const pugi::xml_node& child) {
+    return insertMoveAfter(parent, child, pugi::xml_node());
+}
+
+pugi::xml_node LmdSourceFiles::prependMove(const pugi::xml_node& parent, const pugi::xml_node& child) {
+    if (!parent || !child || isInside(parent, child) || parent.root() != child.root())
+        return pugi::xml_node();
+    if (!inDocument(parent))
+        return doMove(parent, child, pugi::xml_node(), MoveWhere::Start);
+    // Record through the general move with "before everything".
+    LmdHistoryStep* step = stepForStructure();
+    LmdHistoryRecord r;
+    r.kind = LmdHistoryRecord::Kind::Move;
+    r.path = LmdXmlTreeOps::pathOf(child.parent());
+    r.index = LmdXmlTreeOps::childIndex(child);
+    r.toPathBefore = LmdXmlTreeOps::pathOf(parent);
+    pugi::xml_node oldParent = child.parent();
+    pugi::xml_node moved = doMove(parent, child, pugi::xml_node(), MoveWhere::Start);
+    if (!moved)
+        return moved;
+    if (step) {
+        r.toPathAfter = LmdXmlTreeOps::pathOf(parent);
+        r.fromPathAfter = LmdXmlTreeOps::pathOf(oldParent);
+        r.toIndex = LmdXmlTreeOps::childIndex(moved);
+        step->records.push_back(std::move(r));
+        history_.stepChanged();
+    }
+    afterChange();
+    return moved;
+}
+
+pugi::xml_node LmdSourceFiles::insertMoveAfter(const pugi::xml_node& parent, const pugi::xml_node& child,
+                                               const pugi::xml_node& after) {
+    if (!parent || !child || isInside(parent, child) || parent.root() != child.root())
+        return pugi::xml_node();
+    if (after && (after.parent() != parent || after == child))
+        return pugi::xml_node();
+    const MoveWhere where = after ? MoveWhere::After : MoveWhere::End;
+    if (!inDocument(parent))
+        return doMove(parent, child, after, where);
+    LmdHistoryStep* step = stepForStructure();
+    LmdHistoryRecord r;
+    r.kind = LmdHistoryRecord::Kind::Move;
+    r.path = LmdXmlTreeOps::pathOf(child.parent());
+    r.index = LmdXmlTreeOps::childIndex(child);
+    r.toPathBefore = LmdXmlTreeOps::pathOf(parent);
+    pugi::xml_node oldParent = child.parent();
+    pugi::xml_node moved = doMove(parent, child, after, where);
+    if (!moved)
+        return moved;
+    if (step) {
+        r.toPathAfter = LmdXmlTreeOps::pathOf(parent);
+        r.fromPathAfter = LmdXmlTreeOps::pathOf(oldParent);
+        r.toIndex = LmdXmlTreeOps::childIndex(moved);
+        step->records.push_back(std::move(r));
+        history_.stepChanged();
+    }
+    afterChange();
+    return moved;
+}
+
+void LmdSourceFiles::removeChild(const pugi::xml_node& parent, const pugi::xml_node& child) {
+    if (!parent || !child || child.parent() != parent)
+        return;
+    pugi::xml_node p = parent;
+    if (!inDocument(parent)) {
+        p.remove_child(child);
+        return;
+    }
+    if (LmdHistoryStep* step = stepForStructure()) {
+        LmdHistoryRecord r = spliceRecord(p, LmdXmlTreeOps::childIndex(child));
+        r.removedCount = 1;
+        r.removedXml = LmdXmlTreeOps::fragmentOf(child, 1);
+        step->records.push_back(std::move(r));
+        history_.stepChanged();
+    }
+    if (document_)
+        document_->unregisterSubtree(child);
+    p.remove_child(child);
+    afterChange();
+}
+
+void LmdSourceFiles::updateNodeGuid(const pugi::xml_node& node, bool recursive) {
+    if (!node || node.type() != pugi::node_element)
+        return;
+    setAttributeText(node, "guidId", Lumenda3DUtils::newGuid());
+    if (!recursive)
+        return;
+    for (pugi::xml_node child = node.first_child(); child; child = child.next_sibling())
+        updateNodeGuid(child, true);
+}
+
+std::string LmdSourceFiles::getNextAutoName(const std::string& baseName) {
+    std::string base = baseName;
+    while (!base.empty() && std::isdigit(static_cast<unsigned char>(base.back())))
+        base.pop_back();
+    if (base.empty())
+        base = "Object";
+    std::unordered_set<std::string> used;
+    if (document_ && document_->getSourceXml()) {
+        struct Walker : pugi::xml_tree_walker {
+            std::unordered_set<std::string>* used;
+            bool for_each(pugi::xml_node& n) override {
+                if (pugi::xml_attribute a = n.attribute("name"))
+                    used->insert(a.value());
+                return true;
+            }
+        } walker;
+        walker.used = &used;
+        document_->getSourceXml()->traverse(walker);
+    }
+    for (unsigned long n = 1;; ++n) {
+        std::string candidate = base + std::to_string(n);
+        if (!used.count(candidate))
+            return candidate;
+    }
+}
+
+void LmdSourceFiles::regenerateProjectGuid() {
+    if (!document_ || !document_->root())
+        return;
+    pugi::xml_node root = document_->root();
+    pugi::xml_attribute a = root.attribute("guidId");
+    (a ? a : root.append_attribute("guidId")).set_value(Lumenda3DUtils::newGuid().c_str());
+    afterChange();
+}
+
+void LmdSourceFiles::beginEditGroup() {
+    if (groupDepth_++ == 0) {
+        groupStepStarted_ = false;
+        closeRun();
+        joinNodes_.clear();
+    }
+}
+
+void LmdSourceFiles::endEditGroup() {
+    if (groupDepth_ == 0)
+        return;
+    if (--groupDepth_ == 0)
+        groupStepStarted_ = false;
+}
+
+// ---- history -----------------------------------------------------------------------------
+
+void LmdSourceFiles::setHistoryEnabled(bool enabled) {
+    historyEnabled_ = enabled;
+    if (!enabled)
+        resetHistory();
+}
+
+void LmdSourceFiles::resetHistory() {
+    history_.clear();
+    pendingPrevious_.reset();
+    closeRun();
+    joinNodes_.clear();
+    groupStepStarted_ = false;
+}
+
+void LmdSourceFiles::onDocumentReplaced(std::unique_ptr<pugi::xml_document> previous) {
+    closeRun();
+    joinNodes_.clear();
+    if (applyingSnapshot_ || !historyEnabled_ || !previous) {
+        pendingPrevious_.reset();
+        // The first document of a session is not a change worth a backup; later ones are.
+        if (!applyingSnapshot_ && previous)
+            autoSaver_.noteChange();
+        return;
+    }
+    // Two replacements in a row: the first one's result is `previous`, so it can be folded now.
+    if (pendingPrevious_) {
+        std::vector<LmdHistoryRecord> records = LmdTreeDiff::diff(*pendingPrevious_, *previous);
+        if (!records.empty()) {
+            history_.pushStep().records = std::move(records);
+            history_.stepChanged();
+        }
+    }
+    pendingPrevious_ = std::move(previous);
+    autoSaver_.noteChange();
+}
+
+void LmdSourceFiles::compactPendingReplacement() {
+    if (!pendingPrevious_)
+        return;
+    std::unique_ptr<pugi::xml_document> previous = std::move(pendingPrevious_);
+    if (!document_ || !document_->getSourceXml())
+        return;
+    std::vector<LmdHistoryRecord> records = LmdTreeDiff::diff(*previous, *document_->getSourceXml());
+    if (records.empty())
+        return;
+    history_.pushStep().records = std::move(records);
+    history_.stepChanged();
+}
+
+LmdTreeHooks LmdSourceFiles::treeHooks() {
+    LmdTreeHooks hooks;
+    hooks.removing = [this](const pugi::xml_node& n) {
+        if (document_)
+            document_->unregisterSubtree(n);
+    };
+    hooks.inserted = [this](pugi::xml_node n) {
+        if (document_)
+            document_->assignIds(n);
+    };
+    return hooks;
+}
+
+void LmdSourceFiles::applyHistory(bool undoing) {
+    if (!document_ || !document_->getSourceXml())
+        return;
+    compactPendingReplacement();
+    closeRun();
+    joinNodes_.clear();
+    bool ok = undoing ? history_.undo(*document_->getSourceXml(), treeHooks())
+                      : history_.redo(*document_->getSourceXml(), treeHooks());
+    if (!ok) {
+        if (undoing ? history_.canUndo() : history_.canRedo()) {
+            LmdLog::critical(std::string(undoing ? "Undo" : "Redo") +
+                             " failed: the document was changed outside the edit history; the history was cleared.");
+            history_.clear();
+        }
+        return;
+    }
+    afterChange();
+    if (onSnapshotApplied_) {
+        const std::string xml = document_->getSourceXmlString(false, false);
+        applyingSnapshot_ = true;
+        try {
+            onSnapshotApplied_(xml);
+        } catch (...) {
+            applyingSnapshot_ = false;
+            throw;
+        }
+        applyingSnapshot_ = false;
+    }
+}
+
+void LmdSourceFiles::undo() {
+    if (historyEnabled_)
+        applyHistory(true);
+}
+
+void LmdSourceFiles::redo() {
+    if (historyEnabled_)
+        applyHistory(false);
+}
+
+bool LmdSourceFiles::canUndo() const { return historyEnabled_ && (history_.canUndo() || pendingPrevious_); }
+bool LmdSourceFiles::canRedo() const { return historyEnabled_ && history_.canRedo() && !pendingPrevious_; }
+
+void LmdSourceFiles::setOnSnapshotApplied(std::function<void(const std::string&)> callback) {
+    onSnapshotApplied_ = std::move(callback);
+}
+
+size_t LmdSourceFiles::historyMemoryBytes() const { return history_.memoryBytes(); }
+size_t LmdSourceFiles::undoStepCount() const { return history_.undoCount() + (pendingPrevious_ ? 1 : 0); }
+
+// ---- auto-save ---------------------------------------------------------------------------
+
+std::string LmdSourceFiles::backupText() const {
+    return document_ ? document_->getSourceXmlString(false, true) : std::string();
+}
+
+void LmdSourceFiles::setAutoSaveEnabled(bool enabled) { autoSaver_.setEnabled(enabled); }
+void LmdSourceFiles::setAutoSaveProjectName(const std::string& name) { autoSaver_.setProjectName(name); }
+bool LmdSourceFiles::autoBackupExists() { return autoSaver_.backupExists(); }
+std::optional<AutoSaveSnapshot> LmdSourceFiles::loadAutoBackup() { return autoSaver_.loadBackup(); }
+void LmdSourceFiles::dismissAutoBackup() { autoSaver_.dismissBackup(); }
+bool LmdSourceFiles::hasDismissedAutoBackup() { return autoSaver_.dismissedBackupExists(); }
+std::optional<AutoSaveSnapshot> LmdSourceFiles::loadDismissedAutoBackup() { return autoSaver_.loadDismissedBackup(); }
+void LmdSourceFiles::clearAutoBackup() { autoSaver_.clearBackups(); }
+void LmdSourceFiles::flushAutoSave() {
+    autoSaver_.flush([this] { return backupText(); });
+}
+
+// ---- others ------------------------------------------------------------------------------
+
+std::string LmdSourceFiles::getMainSourceFileString(bool withIds, bool forStorage) {
+    return document_ ? document_->getSourceXmlString(withIds, forStorage) : std::string();
+}
+
+bool LmdSourceFiles::isXmlSourceStringValid(const std::string& xml) {
+    pugi::xml_document scratch;
+    return LmdGameDocument::parse(xml, scratch);
+}
+
+void LmdSourceFiles::update() {
+    // The frame's compound edit (a block created and filled in) ends here.
+    if (!joinNodes_.empty()) {
+        joinNodes_.clear();
+        closeRun();
+    }
+    compactPendingReplacement();
+    autoSaver_.update([this] { return backupText(); });
+}
+
+} // namespace Lumenda3D

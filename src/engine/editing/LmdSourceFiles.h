@@ -1,0 +1,148 @@
+#pragma once
+// The document service. Every change of the game document passes through here, so that it is
+// recorded for undo and marked for auto-save. It works on the document the engine holds
+// (LmdGameDocument); nodes of any other document are changed without being recorded.
+//
+// Undo units: a structural edit is its own step. Attribute writes fold into the step before
+// them when they continue a run on the same attribute of the same node (a user typing, a slider
+// being dragged), or when they fill in nodes that the previous structural edit created during
+// the same frame (creating a block and setting its values is one step). Edits between
+// beginEditGroup and endEditGroup form one step. Replacing the whole document (an agent's or
+// the assistant's edit) is a step too, recorded as the difference to the previous document.
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <pugixml.hpp>
+
+#include "engine/editing/LmdAutoSaver.h"
+#include "engine/editing/LmdEditHistory.h"
+
+namespace Lumenda3D {
+
+class LmdGameDocument;
+
+class LmdSourceFiles {
+public:
+    using AutoSaveSnapshot = Lumenda3D::AutoSaveSnapshot;
+
+    // The instance the engine uses.
+    static LmdSourceFiles& getInstance();
+
+    LmdSourceFiles();
+    ~LmdSourceFiles();
+    LmdSourceFiles(const LmdSourceFiles&) = delete;
+    LmdSourceFiles& operator=(const LmdSourceFiles&) = delete;
+
+    // The document whose changes are recorded (null detaches).
+    void attachDocument(LmdGameDocument* document);
+    LmdGameDocument* getDocument() const { return document_; }
+
+    // Structure and attributes.
+    void setAttribute(const pugi::xml_node& node, const char* name, bool value);
+    void setAttribute(const pugi::xml_node& node, const char* name, const char* value);
+    void setAttribute(const pugi::xml_node& node, const char* name, float value);
+    void setAttribute(const pugi::xml_node& node, const char* name, int value);
+    void setAttribute(const pugi::xml_node& node, const char* name, const std::string& value);
+    void removeAttribute(const pugi::xml_node& node, const char* name);
+    pugi::xml_node appendChild(const pugi::xml_node& parent, const char* elementName);
+    pugi::xml_node appendCopy(const pugi::xml_node& parent, const pugi::xml_node& source);
+    pugi::xml_node appendMove(const pugi::xml_node& parent, const pugi::xml_node& child);
+    pugi::xml_node prependMove(const pugi::xml_node& parent, const pugi::xml_node& child);
+    pugi::xml_node insertCopyAfter(const pugi::xml_node& parent, const pugi::xml_node& source, const pugi::xml_node& after);
+    pugi::xml_node insertMoveAfter(const pugi::xml_node& parent, const pugi::xml_node& child, const pugi::xml_node& after);
+    void removeChild(const pugi::xml_node& parent, const pugi::xml_node& child);
+    void updateNodeGuid(const pugi::xml_node& node, bool recursive);
+    // A `name` not yet used in the document: the base without trailing digits, followed by the
+    // smallest number from 1 that is free ("Box" -> "Box1", "Box1" -> "Box2" when Box1 exists).
+    std::string getNextAutoName(const std::string& baseName);
+    // New `guidId` on the root element: the identity of the project.
+    void regenerateProjectGuid();
+
+    // Edits between these form one undo step; calls nest.
+    void beginEditGroup();
+    void endEditGroup();
+    // An edit group for one scope: it ends also when a write in between throws.
+    class EditGroupScope {
+    public:
+        explicit EditGroupScope(LmdSourceFiles& files) : files_(files) { files_.beginEditGroup(); }
+        ~EditGroupScope() { files_.endEditGroup(); }
+        EditGroupScope(const EditGroupScope&) = delete;
+        EditGroupScope& operator=(const EditGroupScope&) = delete;
+
+    private:
+        LmdSourceFiles& files_;
+    };
+
+    // History.
+    void setHistoryEnabled(bool enabled);
+    bool isHistoryEnabled() const { return historyEnabled_; }
+    void resetHistory();
+    void undo();
+    void redo();
+    bool canUndo() const;
+    bool canRedo() const;
+    void setOnSnapshotApplied(std::function<void(const std::string& xml)> callback);
+    size_t historyMemoryBytes() const;
+    size_t undoStepCount() const;
+
+    // Auto-save.
+    void setAutoSaveEnabled(bool enabled);
+    void setAutoSaveProjectName(const std::string& name);
+    bool autoBackupExists();
+    std::optional<AutoSaveSnapshot> loadAutoBackup();
+    void dismissAutoBackup();
+    bool hasDismissedAutoBackup();
+    std::optional<AutoSaveSnapshot> loadDismissedAutoBackup();
+    void clearAutoBackup();
+    // Writes a due backup now and waits for it (for a clean exit).
+    void flushAutoSave();
+    LmdAutoSaver& autoSaver() { return autoSaver_; }
+
+    // Others.
+    std::string getMainSourceFileString(bool withIds, bool forStorage);
+    bool isXmlSourceStringValid(const std::string& xml);
+
+    // Once a frame on the main thread: ends the frame's compound edit, folds a replaced document
+    // into the history, and hands a due backup to the writer thread.
+    void update();
+
+private:
+    bool inDocument(const pugi::xml_node& node) const;
+    void setAttributeText(const pugi::xml_node& node, const char* name, const std::string& value);
+    LmdHistoryStep* stepForStructure();
+    LmdHistoryStep* stepForAttribute(const pugi::xml_node& node, const char* name, bool foldable);
+    bool isCreatedInJoinWindow(const pugi::xml_node& node) const;
+    void afterChange();
+    void closeRun();
+    void compactPendingReplacement();
+    void onDocumentReplaced(std::unique_ptr<pugi::xml_document> previous);
+    void applyHistory(bool undoing);
+    LmdTreeHooks treeHooks();
+    std::string backupText() const;
+
+    LmdGameDocument* document_ = nullptr;
+    bool historyEnabled_ = false;
+    LmdEditHistory history_;
+    std::function<void(const std::string&)> onSnapshotApplied_;
+    bool applyingSnapshot_ = false;
+
+    // The open typing run: the record that the next write of the same attribute updates.
+    pugi::xml_node runNode_;
+    std::string runName_;
+    size_t runRecord_ = 0;
+    bool runOpen_ = false;
+    // Nodes the last structural step created in the current frame.
+    std::vector<pugi::xml_node> joinNodes_;
+    int groupDepth_ = 0;
+    bool groupStepStarted_ = false;
+    // The document before a whole replacement, until it is folded into a history step.
+    std::unique_ptr<pugi::xml_document> pendingPrevious_;
+
+    LmdAutoSaver autoSaver_;
+};
+
+} // namespace Lumenda3D

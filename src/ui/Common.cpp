@@ -1,0 +1,7 @@
+#include "ui/Common.h"
+
+namespace Lumenda3D::Common {
+
+Ogre::RenderWindow* window = nullptr;
+
+} // namespace Lumenda3D::Common
