@@ -2,11 +2,11 @@
 // beside raw pugixml on the same text so that the ratio can be read off one run.
 #include "GeneratedGame.h"
 
-#include "engine/schema/CodeSchema.h"
+#include "base/LmdPaths.h"
 #include "engine/document/LmdGameDocument.h"
 #include "engine/editing/LmdSourceFiles.h"
+#include "engine/schema/CodeSchema.h"
 #include "engine/schema/SchemaValidator.h"
-#include "base/LmdPaths.h"
 
 #include <benchmark/benchmark.h>
 #include <pugixml.hpp>

@@ -43,6 +43,10 @@ void LmdLog::removeSink(int handle) {
     s.sinks.erase(handle);
 }
 
+void LmdLog::guardFailure(const std::string& where, const char* text) {
+    message(text ? "Error in " + where + ": " + text : "Unknown error in " + where);
+}
+
 void LmdLog::setEchoToStderr(bool echo) {
     LogState& s = state();
     std::lock_guard<std::mutex> lock(s.mutex);

@@ -22,19 +22,37 @@ public:
 
     // Whether lines also go to stderr (on by default; tests that expect errors may turn it off).
     static void setEchoToStderr(bool echo);
+
+    // The line of a failure caught by runGuarded: "Error in <where>: <text>", or "Unknown error in
+    // <where>" when the text is null (not a std::exception).
+    static void guardFailure(const std::string& where, const char* text);
 };
 
-// Runs `fn`, and logs "Error in <where>: <text>" or "Unknown error in <where>" for anything it
-// throws instead of letting it through: the rule for every frame callback and setup step.
+// The one guard for "log and go on": runs `fn`, and logs "Error in <where>: <text>" or "Unknown
+// error in <where>" for anything it throws instead of letting it through. Every frame callback,
+// setup step, event listener and queued delivery runs under it.
 template <typename Fn>
 void runGuarded(const char* where, Fn&& fn) {
     try {
         fn();
     } catch (const std::exception& e) {
-        LmdLog::message(std::string("Error in ") + where + ": " + e.what());
+        LmdLog::guardFailure(where, e.what());
     } catch (...) {
-        LmdLog::message(std::string("Unknown error in ") + where);
+        LmdLog::guardFailure(where, nullptr);
     }
+}
+
+// The same for a callback with a result: its result, or `fallback` when it threw.
+template <typename T, typename Fn>
+T runGuarded(const char* where, T fallback, Fn&& fn) {
+    try {
+        return fn();
+    } catch (const std::exception& e) {
+        LmdLog::guardFailure(where, e.what());
+    } catch (...) {
+        LmdLog::guardFailure(where, nullptr);
+    }
+    return fallback;
 }
 
 } // namespace Lumenda3D

@@ -12,12 +12,14 @@ namespace Lumenda3D {
 
 class ConfirmDialog : public BaseUI {
 public:
+    // Its slot in AllUI.
+    static constexpr const char* kName = "confirmDialog";
     static constexpr const char* kPopupId = "###confirmDialog";
     static constexpr const char* kConfirmId = "##confirmDialogConfirm";
     static constexpr const char* kSecondId = "##confirmDialogSecond";
     static constexpr const char* kCancelLabel = "Cancel##confirmDialogCancel";
 
-    explicit ConfirmDialog(const std::string& name = "confirmDialog");
+    explicit ConfirmDialog(const std::string& name = kName);
 
     void draw() override;
 

@@ -12,11 +12,13 @@ namespace Lumenda3D {
 
 class ErrorDialog : public BaseUI {
 public:
+    // Its slot in AllUI.
+    static constexpr const char* kName = "errorDialog";
     static constexpr const char* kTitle = "Error###errorDialog";
     static constexpr const char* kOkLabel = "OK##errorDialog";
     static constexpr const char* kCopyLabel = "Copy##errorDialog";
 
-    explicit ErrorDialog(const std::string& name = "errorDialog");
+    explicit ErrorDialog(const std::string& name = kName);
 
     void draw() override;
 

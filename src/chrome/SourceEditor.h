@@ -15,10 +15,12 @@ namespace Lumenda3D {
 
 class SourceEditor : public BaseUI {
 public:
+    // Its slot in AllUI.
+    static constexpr const char* kName = "sourceEditor";
     static constexpr const char* kTextLabel = "##sourceText";
     static constexpr const char* kRevertLabel = "Revert##sourceEditor";
 
-    explicit SourceEditor(const std::string& name = "sourceEditor");
+    explicit SourceEditor(const std::string& name = kName);
 
     void draw() override;
 

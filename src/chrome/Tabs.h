@@ -12,10 +12,12 @@ namespace Lumenda3D {
 
 class Tabs : public BaseUI {
 public:
+    // Its slot in AllUI.
+    static constexpr const char* kName = "tabs";
     static constexpr const char* kScene = "Scene";
     static constexpr const char* kSource = "Source";
 
-    explicit Tabs(const std::string& name = "tabs");
+    explicit Tabs(const std::string& name = kName);
 
     void draw() override;
 

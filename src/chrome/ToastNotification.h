@@ -13,6 +13,8 @@ namespace Lumenda3D {
 
 class ToastNotification : public BaseUI {
 public:
+    // Its slot in AllUI.
+    static constexpr const char* kName = "toastNotification";
     static constexpr float kDefaultSeconds = 3.0f;
     static constexpr float kFadeSeconds = 0.4f;
     static constexpr size_t kMaxToasts = 5;
@@ -23,7 +25,7 @@ public:
         float age = 0.0f;                 // how long it has been up
     };
 
-    explicit ToastNotification(const std::string& name = "toastNotification");
+    explicit ToastNotification(const std::string& name = kName);
 
     void draw() override;
 

@@ -12,6 +12,8 @@ namespace Lumenda3D {
 
 class TopBar : public BaseUI {
 public:
+    // Its slot in AllUI.
+    static constexpr const char* kName = "topBar";
     static constexpr const char* kPlayAction = "run the game";  // the agent guard's action word
     static constexpr const char* kPlayLabel = "Play##topBar";
     static constexpr const char* kStopLabel = "Stop##topBar";
@@ -19,7 +21,7 @@ public:
     static constexpr const char* kLogoutLabel = "Log out##topBar";
     static constexpr const char* kTitleId = "##projectTitle";  // where the title text was drawn
 
-    explicit TopBar(const std::string& name = "topBar");
+    explicit TopBar(const std::string& name = kName);
 
     void draw() override;
 

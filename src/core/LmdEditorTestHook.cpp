@@ -13,21 +13,21 @@
 
 #include <stb_image_write.h>
 
+#include "base/LmdLog.h"
+#include "chrome/ConfirmDialog.h"
 #include "chrome/ErrorDialog.h"
 #include "chrome/Tabs.h"
 #include "chrome/ToastNotification.h"
 #include "chrome/TopBar.h"
-#include "chrome/ConfirmDialog.h"
-#include "ui/AllUI.h"
-#include "base/LmdLog.h"
 #include "core/Lumenda3DEditor.h"
-#include "engine/scene/LmdBase2D.h"
-#include "engine/scene/LmdBase3D.h"
-#include "engine/gizmo/LmdGizmo.h"
-#include "engine/gizmo/LmdGizmo2D.h"
 #include "engine/app/LmdScreenProjector.h"
 #include "engine/editing/LmdSourceFiles.h"
+#include "engine/gizmo/LmdGizmo.h"
+#include "engine/gizmo/LmdGizmo2D.h"
+#include "engine/scene/LmdBase2D.h"
+#include "engine/scene/LmdBase3D.h"
 #include "project/RecoverFromCrashDialog.h"
+#include "ui/AllUI.h"
 
 namespace Lumenda3D {
 namespace {
@@ -377,7 +377,7 @@ bool LmdEditorTestHook::start(const Command& command) {
     if (verb == "tab") {
         if (!needs(1))
             return false;
-        if (auto tabs = editor_.allUI ? editor_.allUI->getTabs() : nullptr)
+        if (auto tabs = editor_.allUI ? editor_.allUI->getPanel<Tabs>() : nullptr)
             tabs->selectTab(w[1]);
         return true;
     }
@@ -558,10 +558,10 @@ bool LmdEditorTestHook::evaluate(const std::vector<std::string>& words, size_t f
         result = editor_.isEditMode;
         actual = result ? "edit mode" : "not edit mode";
     } else if (what == "tab") {
-        actual = ui && ui->getTabs() ? ui->getTabs()->getCurrentTab() : "(no tabs)";
+        actual = ui && ui->getPanel<Tabs>() ? ui->getPanel<Tabs>()->getCurrentTab() : "(no tabs)";
         result = actual == argument;
     } else if (what == "title") {
-        actual = ui && ui->getTopBar() ? ui->getTopBar()->getProjectTitle() : "(no top bar)";
+        actual = ui && ui->getPanel<TopBar>() ? ui->getPanel<TopBar>()->getProjectTitle() : "(no top bar)";
         result = actual == argument;
     } else if (what == "dirty") {
         result = editor_.isProjectDirty();
@@ -598,18 +598,18 @@ bool LmdEditorTestHook::evaluate(const std::vector<std::string>& words, size_t f
         actual = std::to_string(names.size()) + " objects, " + std::to_string(markedObjects_.size()) + " marked";
     } else if (what == "dialog") {
         if (arg(1) == "recover")
-            result = ui && ui->getRecoverFromCrashDialog() && ui->getRecoverFromCrashDialog()->isOpen();
+            result = ui && ui->getPanel<RecoverFromCrashDialog>() && ui->getPanel<RecoverFromCrashDialog>()->isOpen();
         else if (arg(1) == "error")
-            result = ui && ui->getErrorDialog() && ui->getErrorDialog()->isOpen();
+            result = ui && ui->getPanel<ErrorDialog>() && ui->getPanel<ErrorDialog>()->isOpen();
         else if (arg(1) == "confirm")
-            result = ui && ui->getConfirmDialog() && ui->getConfirmDialog()->isOpen();
+            result = ui && ui->getPanel<ConfirmDialog>() && ui->getPanel<ConfirmDialog>()->isOpen();
         actual = std::string("dialog ") + arg(1) + (result ? " open" : " not open");
     } else if (what == "error") {
-        actual = ui && ui->getErrorDialog() ? ui->getErrorDialog()->getCurrentText() : "(no error dialog)";
+        actual = ui && ui->getPanel<ErrorDialog>() ? ui->getPanel<ErrorDialog>()->getCurrentText() : "(no error dialog)";
         result = actual.compare(0, argument.size(), argument) == 0 && !argument.empty();
     } else if (what == "toast") {
-        if (ui && ui->getToastNotification())
-            for (const std::string& text : ui->getToastNotification()->getTexts()) {
+        if (ui && ui->getPanel<ToastNotification>())
+            for (const std::string& text : ui->getPanel<ToastNotification>()->getTexts()) {
                 actual += "[" + text + "]";
                 result = result || text == argument;
             }

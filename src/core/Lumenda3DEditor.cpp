@@ -8,29 +8,32 @@
 #include <OgreRoot.h>
 #include <OgreSceneNode.h>
 
+#include "base/LmdLog.h"
+#include "base/LmdPaths.h"
+#include "chrome/ChromePanels.h"
 #include "chrome/ErrorDialog.h"
 #include "chrome/SourceEditor.h"
 #include "chrome/ToastNotification.h"
 #include "chrome/TopBar.h"
+#include "core/LmdEditorMcpAccess.h"
+#include "core/LmdEditorTestHook.h"
+#include "engine/editing/LmdEditTools.h"
+#include "engine/editing/LmdSourceFiles.h"
+#include "engine/gizmo/LmdGizmo2D.h"
+#include "engine/scene/LmdBase2D.h"
+#include "engine/scene/LmdBase3D.h"
+#include "mcp/McpPanels.h"
+#include "project/ProjectPanels.h"
+#include "services/ApiConfig.h"
+#include "services/EditorSettings.h"
+#include "services/LmdAutoUpdater.h"
+#include "services/LmdSingleInstance.h"
+#include "services/LocalStorage.h"
+#include "services/UrlUtils.h"
 #include "ui/AllUI.h"
 #include "ui/ClipboardUtils.h"
 #include "ui/Common.h"
 #include "ui/DefaultClip.h"
-#include "services/EditorSettings.h"
-#include "core/LmdEditorTestHook.h"
-#include "base/LmdLog.h"
-#include "engine/scene/LmdBase2D.h"
-#include "engine/scene/LmdBase3D.h"
-#include "engine/gizmo/LmdGizmo2D.h"
-#include "engine/editing/LmdSourceFiles.h"
-#include "engine/document/Lumenda3DUtils.h"
-#include "mcp/McpSettingsDialog.h"
-#include "services/ApiConfig.h"
-#include "services/LmdAutoUpdater.h"
-#include "base/LmdPaths.h"
-#include "services/LmdSingleInstance.h"
-#include "services/LocalStorage.h"
-#include "services/UrlUtils.h"
 
 #include <filesystem>
 
@@ -64,6 +67,8 @@ const std::string& Lumenda3DEditor::claimEditorSlot(const std::string& appName) 
 
 Lumenda3DEditor::Lumenda3DEditor(const std::string& appName) : LmdRuntime(claimEditorSlot(appName)) {
     editorInstance = this;
+    // The editing layer: the document service with undo and auto-save, the gizmos, selection.
+    LmdEditTools::install(*this);
     // The log's state must outlive the application object, which may be destroyed at process
     // exit and still log on the way: making it now puts its destruction after ours.
     LmdLog::removeSink(0);
@@ -160,7 +165,7 @@ void Lumenda3DEditor::setupEditorCore() {
 void Lumenda3DEditor::setupEditorUI() {
     try {
         allUI = std::make_shared<AllUI>("allUI");
-        allUI->setElement("mcpSettingsDialog", makeMcpSettingsDialog());
+        registerPanels(*allUI);
         allUI->init();
         // The top bar and the tabs cover the top of the view: the scene starts below them.
         allUI->setOnTopInset([this](float top, float left) { setViewInsets(left, top); });
@@ -171,28 +176,27 @@ void Lumenda3DEditor::setupEditorUI() {
     }
 }
 
-std::shared_ptr<McpSettingsDialog> Lumenda3DEditor::makeMcpSettingsDialog() {
-    // Clicks that an agent's synthetic input delivers are refused on these rows and on the
-    // prompt: an agent must not grant itself rights.
+void Lumenda3DEditor::registerPanels(AllUI& ui) {
+    registerChromePanels(ui);
+    registerProjectPanels(ui);
+    // Clicks that an agent's synthetic input delivers are refused on the permission rows and on
+    // the prompt: an agent must not grant itself rights.
     LmdAgentClickGuard guard([] {
         Lumenda3DEngine* engine = Lumenda3DEngine::getEngine();
         return engine ? engine->getSyntheticInputDepth() : 0;
     },
                              [this](const std::string& action) { isAgentDrivenAction(action.c_str()); });
-    LmdMcpSettingsPanel::Hooks hooks;
-    hooks.isRunning = [this] { return mcpController.isRunning(); };
-    hooks.boundPort = [this] { return mcpController.port(); };
-    hooks.lastError = [this] { return mcpController.lastError(); };
-    hooks.applyCommand = [this](const std::string& value) { mcpController.applyCommand(value); };
-    hooks.applyPort = [this](const std::string& value) { mcpController.applyPort(value); };
-    return std::make_shared<McpSettingsDialog>("mcpSettingsDialog", mcpController.getPermissions(), std::move(guard),
-                                               std::move(hooks));
+    registerMcpPanels(ui, mcpController, std::move(guard));
+}
+
+std::unique_ptr<LmdMcpEditorAccess> Lumenda3DEditor::makeMcpEditorAccess() {
+    return std::make_unique<LmdEditorMcpAccess>(this);
 }
 
 void Lumenda3DEditor::setupMenuCallbacks() {
     if (!allUI)
         return;
-    if (auto topBar = allUI->getTopBar()) {
+    if (auto topBar = allUI->getPanel<TopBar>()) {
         topBar->setOnPlay([this] { play(); });
         topBar->setOnStop([this] { stop(nullptr); });
         topBar->setOnGetIsRunning([this] { return isRunning(); });
@@ -237,19 +241,19 @@ void Lumenda3DEditor::clear() {
 
 void Lumenda3DEditor::showToast(const std::string& text, float seconds) {
     if (allUI)
-        if (auto toast = allUI->getToastNotification())
+        if (auto toast = allUI->getPanel<ToastNotification>())
             toast->show(text, seconds);
 }
 
 void Lumenda3DEditor::showErrorMessage(std::string text) {
     if (allUI)
-        if (auto dialog = allUI->getErrorDialog())
+        if (auto dialog = allUI->getPanel<ErrorDialog>())
             dialog->show(text);
 }
 
 void Lumenda3DEditor::setSourceText(std::string text) {
     if (allUI)
-        if (auto editor = allUI->getSourceEditor())
+        if (auto editor = allUI->getPanel<SourceEditor>())
             editor->setText(text);
 }
 
@@ -268,18 +272,9 @@ std::string Lumenda3DEditor::createBlock(const std::string& commandName,
     if (!level.empty())
         if (pugi::xml_node found = root.find_child_by_attribute("Level", "name", level.c_str()))
             parent = found;
-
-    pugi::xml_node node = sourceFiles->appendChild(parent, commandName.c_str());
-    if (!node)
-        return "";
-    for (const auto& attribute : attributes)
-        sourceFiles->setAttribute(node, attribute.first.c_str(), attribute.second);
-    const int id = Lumenda3DUtils::getNextId();
-    sourceFiles->setAttribute(node, "id", id);
-    registerXmlNode(node);
-    // The block tree shows the new block here once it exists.
-    runPartialSource(node, parent);
-    return std::to_string(id);
+    // Document, then the block tree (a listener of the change), then the scene.
+    const pugi::xml_node node = sourceFiles->createElement(parent, commandName.c_str(), attributes);
+    return node ? node.attribute("id").value() : "";
 }
 
 void Lumenda3DEditor::selectSceneObject(int xmlId) {
@@ -295,6 +290,10 @@ void Lumenda3DEditor::selectSceneObject(int xmlId) {
         if (!element->getLevel().empty() && element->getLevel() != getCurLevel())
             setLevel(element->getLevel());
         getGizmo2D()->attach(element);
+    } else if (LmdSelection* selection = getSelection()) {
+        // An element without a scene object (logic, a declaration) is selected as a block alone.
+        if (getXmlNodeById(xmlId))
+            selection->select(xmlId, LmdSelection::Kind::Block);
     }
 }
 

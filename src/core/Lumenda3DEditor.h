@@ -26,6 +26,7 @@
 
 #include "engine/LmdRuntime.h"
 #include "mcp/LmdMcpController.h"
+#include "mcp/LmdMcpHost.h"
 #include "project/LmdProjectSession.h"
 
 namespace Lumenda3D {
@@ -35,9 +36,8 @@ class ClipboardUtils;
 class LmdBase3D;
 class LmdEditorTestHook;
 struct LmdGizmoVertex;
-class McpSettingsDialog;
 
-class Lumenda3DEditor : public LmdRuntime, public LmdProjectSession {
+class Lumenda3DEditor : public LmdRuntime, public LmdProjectSession, public LmdMcpHost {
 public:
     // The one editor of the process; null before it is made and after it is gone.
     static Lumenda3DEditor* editorInstance;
@@ -89,7 +89,7 @@ public:
     // True (with a log line for the agents and a toast) when the action was started by synthetic
     // input, that is by an agent: the caller then does nothing.
     bool isAgentDrivenAction(const char* action);
-    void showToast(const std::string& text, float seconds);
+    void showToast(const std::string& text, float seconds) override;
     void showErrorMessage(std::string text);
     void setSourceText(std::string text);
 
@@ -202,6 +202,9 @@ public:
     // File > Recover Last Auto Save: loads the backup the user set aside.
     void recoverLastAutoSave();
 
+    // --- The agent server's side of the editor -------------------------------------------------
+    std::unique_ptr<LmdMcpEditorAccess> makeMcpEditorAccess() override;
+
     // --- Second process -----------------------------------------------------------------------
     // Event 26: the payload a second process handed over, acted on in the next frame.
     void onInstanceReactivated(std::shared_ptr<LmdEvent> event);
@@ -209,8 +212,9 @@ public:
 protected:
     void setupEditorCore();
     void setupEditorUI();
-    // The agent server's settings dialog, wired to the controller.
-    std::shared_ptr<McpSettingsDialog> makeMcpSettingsDialog();
+    // Every feature puts its panels into their slots of AllUI here, one registration function
+    // per feature folder; setupEditorUI then initialises them.
+    virtual void registerPanels(AllUI& ui);
     // The top bar's buttons (the menu's items join them when the menu exists).
     void setupMenuCallbacks();
     // The engine events the editor listens to; wired after the first document is loaded.
@@ -225,8 +229,6 @@ private:
     void selectSceneObject(int xmlId);
     void onBlockSelected(std::shared_ptr<LmdEvent> event);
     bool readInitialDocument(std::string& text, bool& fromGameFile);
-    // Gives a pasted subtree fresh ids, parents first.
-    void assignFreshIds(pugi::xml_node node);
 
     CloudResourceLoader cloudResourceLoader_;
     SaveDialogHooks saveDialogHooks_;

@@ -4,15 +4,14 @@
 
 #include <OgreSceneNode.h>
 
+#include "base/XmlUtils.h"
 #include "chrome/SourceEditor.h"
 #include "chrome/Tabs.h"
 #include "chrome/ToastNotification.h"
+#include "engine/editing/LmdSourceFiles.h"
+#include "engine/scene/LmdBase3D.h"
 #include "ui/AllUI.h"
 #include "ui/ClipboardUtils.h"
-#include "base/XmlUtils.h"
-#include "engine/scene/LmdBase3D.h"
-#include "engine/editing/LmdSourceFiles.h"
-#include "engine/document/Lumenda3DUtils.h"
 
 namespace Lumenda3D {
 
@@ -80,7 +79,7 @@ bool Lumenda3DEditor::onTabChange(std::string tabName) {
         isEditMode = true;
         std::string text;
         if (allUI)
-            if (auto editor = allUI->getSourceEditor())
+            if (auto editor = allUI->getPanel<SourceEditor>())
                 text = editor->getText();
         return loadScript(text, false);
     }
@@ -92,7 +91,7 @@ bool Lumenda3DEditor::onTabChange(std::string tabName) {
 void Lumenda3DEditor::editorCopy(bool sceneObject) {
     if (!sceneObject) {
         if (clipboard && allUI)
-            if (auto editor = allUI->getSourceEditor())
+            if (auto editor = allUI->getPanel<SourceEditor>())
                 clipboard->setText(editor->getText());
         return;
     }
@@ -122,18 +121,10 @@ void Lumenda3DEditor::editorCopy(bool sceneObject) {
     clearSelectedObjects();
 }
 
-void Lumenda3DEditor::assignFreshIds(pugi::xml_node node) {
-    if (node.type() != pugi::node_element)
-        return;
-    sourceFiles->setAttribute(node, "id", Lumenda3DUtils::getNextId());
-    for (pugi::xml_node child = node.first_child(); child; child = child.next_sibling())
-        assignFreshIds(child);
-}
-
 void Lumenda3DEditor::editorPaste(bool sceneObject, bool asChild, ImVec2 screenPos) {
     if (!sceneObject) {
         if (clipboard && allUI)
-            if (auto editor = allUI->getSourceEditor())
+            if (auto editor = allUI->getPanel<SourceEditor>())
                 editor->setText(clipboard->getText());
         return;
     }
@@ -144,30 +135,23 @@ void Lumenda3DEditor::editorPaste(bool sceneObject, bool asChild, ImVec2 screenP
     if (!sourceFiles)
         return;
     const pugi::xml_node parent = getParentNodeForAddObject(asChild);
-    const pugi::xml_node node = parent ? sourceFiles->appendCopy(parent, copiedNode) : pugi::xml_node();
-    if (!node) {
-        showErrorMessage("Failed to paste the node");
-        return;
-    }
-    sourceFiles->updateNodeGuid(node, true);
-    assignFreshIds(node);
-    const Ogre::Vector3 position = asChild ? Ogre::Vector3::ZERO : convert2DTo3D(screenPos);
-    sourceFiles->setAttribute(node, "x", position.x);
-    sourceFiles->setAttribute(node, "y", position.y);
-    sourceFiles->setAttribute(node, "z", position.z);
-    // Every element of the copy is known by its new id.
-    registerXmlNode(node);
-    struct Walker : pugi::xml_tree_walker {
-        Lumenda3DEditor* editor = nullptr;
-        bool for_each(pugi::xml_node& inner) override {
-            if (inner.type() == pugi::node_element)
-                editor->registerXmlNode(inner);
-            return true;
+    pugi::xml_node node;
+    {
+        // One undo step and one change for the listeners (the block tree shows the copy).
+        LmdSourceFiles::EditGroupScope group(*sourceFiles);
+        node = parent ? sourceFiles->appendCopy(parent, copiedNode) : pugi::xml_node();
+        if (!node) {
+            showErrorMessage("Failed to paste the node");
+            return;
         }
-    } walker;
-    walker.editor = this;
-    pugi::xml_node(node).traverse(walker);
-    // The block tree shows the new block here once it exists.
+        sourceFiles->updateNodeGuid(node, true);
+        // Fresh ids for the copy and everything in it, parents first; each is known by its id.
+        getDocument().assignIds(node);
+        const Ogre::Vector3 position = asChild ? Ogre::Vector3::ZERO : convert2DTo3D(screenPos);
+        sourceFiles->setAttribute(node, "x", position.x);
+        sourceFiles->setAttribute(node, "y", position.y);
+        sourceFiles->setAttribute(node, "z", position.z);
+    }
     // The engine builds an element together with everything below it, so one call shows the
     // whole copy (a call per child would build the children twice).
     runPartialSource(node, parent);

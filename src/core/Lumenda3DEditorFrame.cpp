@@ -9,12 +9,12 @@
 #include <OgreRenderWindow.h>
 #include <OgreViewport.h>
 
-#include "ui/AllUI.h"
-#include "ui/Common.h"
-#include "core/LmdEditorTestHook.h"
 #include "base/LmdLog.h"
+#include "core/LmdEditorTestHook.h"
 #include "services/LmdAutoUpdater.h"
 #include "services/LmdSingleInstance.h"
+#include "ui/AllUI.h"
+#include "ui/Common.h"
 
 namespace Lumenda3D {
 namespace {

@@ -5,14 +5,13 @@
 #include <map>
 #include <utility>
 
-#include "ui/BaseUI.h"
-#include "engine/scene/LmdBase2D.h"
-#include "engine/scene/LmdBase3D.h"
+#include "engine/editing/LmdSourceFiles.h"
 #include "engine/gizmo/LmdGizmo.h"
 #include "engine/gizmo/LmdGizmoEvents.h"
 #include "engine/gizmo/LmdGizmoMath.h"
-#include "engine/editing/LmdSourceFiles.h"
-#include "engine/document/Lumenda3DUtils.h"
+#include "engine/scene/LmdBase2D.h"
+#include "engine/scene/LmdBase3D.h"
+#include "ui/BaseUI.h"
 
 namespace Lumenda3D {
 namespace {
@@ -66,15 +65,15 @@ bool Lumenda3DEditor::writeMovedVertices(pugi::xml_node objectNode, const std::v
     const float pivotY = objectNode.attribute("yAxis").as_float(0.0f);
     const float pivotZ = objectNode.attribute("zAxis").as_float(0.0f);
 
-    // Structural edits and the values they get form one undo step.
+    // Structural edits and the values they get form one undo step; the model is built once, by
+    // the caller, when every vertex is written.
+    using Build = LmdSourceFiles::Build;
     LmdSourceFiles::EditGroupScope group(*sourceFiles);
     pugi::xml_node list = objectNode.child("VertexList");
     if (!list) {
-        list = sourceFiles->appendChild(objectNode, "VertexList");
+        list = sourceFiles->createElement(objectNode, "VertexList", {}, Build::Later);
         if (!list)
             return false;
-        sourceFiles->setAttribute(list, "id", Lumenda3DUtils::getNextId());
-        registerXmlNode(list);
     }
     std::map<std::pair<int, int>, pugi::xml_node> byKey;
     for (pugi::xml_node vertex = list.child("Vertex"); vertex; vertex = vertex.next_sibling("Vertex"))
@@ -87,13 +86,10 @@ bool Lumenda3DEditor::writeMovedVertices(pugi::xml_node objectNode, const std::v
         if (found != byKey.end()) {
             vertex = found->second;
         } else {
-            vertex = sourceFiles->appendChild(list, "Vertex");
+            vertex = sourceFiles->createElement(
+                list, "Vertex", {{"num", std::to_string(key.first)}, {"pos", std::to_string(key.second)}}, Build::Later);
             if (!vertex)
                 continue;
-            sourceFiles->setAttribute(vertex, "num", key.first);
-            sourceFiles->setAttribute(vertex, "pos", key.second);
-            sourceFiles->setAttribute(vertex, "id", Lumenda3DUtils::getNextId());
-            registerXmlNode(vertex);
             byKey.emplace(key, vertex);
         }
         sourceFiles->setAttribute(vertex, "x", LmdGizmoMath::roundTo(moved.x - pivotX, kVertexStep));

@@ -12,13 +12,13 @@
 #include <OgreResourceGroupManager.h>
 #include <OgreRoot.h>
 
+#include "base/LmdLog.h"
 #include "chrome/Tabs.h"
 #include "chrome/TopBar.h"
-#include "ui/AllUI.h"
-#include "base/LmdLog.h"
 #include "engine/document/LmdGameDocument.h"
 #include "engine/editing/LmdSourceFiles.h"
 #include "project/RecoverFromCrashDialog.h"
+#include "ui/AllUI.h"
 
 namespace Lumenda3D {
 
@@ -45,7 +45,7 @@ bool Lumenda3DEditor::isProjectDirty() {
 void Lumenda3DEditor::updateWindowTitle() {
     if (!allUI)
         return;
-    if (auto topBar = allUI->getTopBar())
+    if (auto topBar = allUI->getPanel<TopBar>())
         topBar->setProjectTitle(projectTitle());
 }
 
@@ -108,7 +108,7 @@ void Lumenda3DEditor::loadInitialProject() {
             }
         }
         if (allUI)
-            if (auto tabs = allUI->getTabs())
+            if (auto tabs = allUI->getPanel<Tabs>())
                 tabs->setTabOnChangeCallback([this](const std::string& tab) { return onTabChange(tab); });
         offerCrashRecoveryIfNeeded(!content);
         if (pendingResourceId.empty()) {
@@ -152,7 +152,7 @@ void Lumenda3DEditor::onResourceLoaded(const std::string& xml) {
         return;
     isEditMode = true;
     if (allUI)
-        if (auto tabs = allUI->getTabs())
+        if (auto tabs = allUI->getPanel<Tabs>())
             tabs->setCurrentTab(Tabs::kScene);
     markXmlPersisted();
 }
@@ -167,7 +167,7 @@ void Lumenda3DEditor::offerCrashRecoveryIfNeeded(bool showTemplatesAfter) {
     if (sourceFiles && sourceFiles->autoBackupExists()) {
         const std::optional<LmdSourceFiles::AutoSaveSnapshot> snapshot = sourceFiles->loadAutoBackup();
         if (snapshot && !snapshot->xml.empty()) {
-            std::shared_ptr<RecoverFromCrashDialog> dialog = allUI ? allUI->getRecoverFromCrashDialog() : nullptr;
+            std::shared_ptr<RecoverFromCrashDialog> dialog = allUI ? allUI->getPanel<RecoverFromCrashDialog>() : nullptr;
             if (!dialog)
                 return;
             const LmdSourceFiles::AutoSaveSnapshot backup = *snapshot;

@@ -24,6 +24,7 @@
 #include <OgreRenderSystem.h>
 #include <OgreRoot.h>
 
+#include "base/LmdVersion.h"
 #include "core/Lumenda3DAppUrl.h"
 #include "core/Lumenda3DEditor.h"
 #include "services/LmdAutoUpdater.h"
@@ -31,9 +32,6 @@
 #include "services/LmdSingleInstance.h"
 
 namespace {
-
-constexpr const char* kVersion = "2.1.3";
-constexpr const char* kProductName = "Lumenda3D";
 
 // The application object, made before main runs and destroyed at process exit.
 Lumenda3D::Lumenda3DEditor ctx("Lumenda3D");
@@ -138,7 +136,7 @@ int main(int argc, char** argv) {
         return 0;
     }
     if (commandLine.versionRequested()) {
-        std::cout << kProductName << " " << kVersion << "\n";
+        std::cout << LmdVersion::productName() << " " << LmdVersion::text() << "\n";
         return 0;
     }
     const std::string mcp = commandLine.get("mcp", "");
@@ -161,8 +159,8 @@ int main(int argc, char** argv) {
         return 0;
 
     // 9. The update check, in the background.
-    LmdAutoUpdater::getInstance().init(LmdAutoUpdater::feedUrlFor(LmdAutoUpdater::configuredServer()), kProductName,
-                                       kVersion);
+    LmdAutoUpdater::getInstance().init(LmdAutoUpdater::feedUrlFor(LmdAutoUpdater::configuredServer()),
+                                       LmdVersion::productName(), LmdVersion::text());
 
     // 10. and 11. The window, the first project, then the render loop.
     try {

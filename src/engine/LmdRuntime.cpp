@@ -1,11 +1,11 @@
 #include "engine/LmdRuntime.h"
 
 #include "base/LmdLog.h"
+#include "engine/app/LmdKeyNames.h"
+#include "engine/assets/LmdMeshLibrary.h"
 #include "engine/scene/LmdBase2D.h"
 #include "engine/scene/LmdBase3D.h"
-#include "engine/app/LmdKeyNames.h"
 #include "engine/scene/LmdLayer2D.h"
-#include "engine/assets/LmdMeshLibrary.h"
 #include "engine/scene/LmdScene.h"
 #include "engine/scene/LmdSceneReader.h"
 #include "engine/scene/ScriptParser.h"

@@ -13,13 +13,13 @@
 #include <memory>
 #include <string>
 
-#include "engine/scene/LmdGameCamera.h"
-#include "engine/physics/LmdGamePhysics.h"
-#include "engine/logic/LmdLuaRuntime.h"
-#include "engine/physics/LmdPhysicsWorld.h"
-#include "engine/logic/LmdSceneHost.h"
-#include "engine/sound/LmdSoundSystem.h"
 #include "engine/Lumenda3DEngine.h"
+#include "engine/logic/LmdLuaRuntime.h"
+#include "engine/logic/LmdSceneHost.h"
+#include "engine/physics/LmdGamePhysics.h"
+#include "engine/physics/LmdPhysicsWorld.h"
+#include "engine/scene/LmdGameCamera.h"
+#include "engine/sound/LmdSoundSystem.h"
 
 namespace Lumenda3D {
 

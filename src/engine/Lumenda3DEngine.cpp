@@ -1,25 +1,22 @@
 #include "engine/Lumenda3DEngine.h"
 
 #include "base/LmdLog.h"
-#include "engine/scene/LmdBase2D.h"
-#include "engine/scene/LmdBase3D.h"
-#include "engine/gizmo/LmdGizmo.h"
-#include "engine/gizmo/LmdGizmo2D.h"
-#include "engine/gizmo/LmdGizmoEvents.h"
-#include "engine/scene/LmdLayer2D.h"
+#include "base/LmdPaths.h"
+#include "base/LmdValueParser.h"
+#include "engine/app/LmdScreenProjector.h"
 #include "engine/assets/LmdMaterialFactory.h"
 #include "engine/assets/LmdMeshLibrary.h"
+#include "engine/document/Lumenda3DUtils.h"
+#include "engine/LmdEditLayer.h"
+#include "engine/scene/LmdBase2D.h"
+#include "engine/scene/LmdBase3D.h"
+#include "engine/scene/LmdLayer2D.h"
 #include "engine/scene/LmdObjectProperties.h"
 #include "engine/scene/LmdPartialSource.h"
 #include "engine/scene/LmdScene.h"
 #include "engine/scene/LmdSceneReader.h"
-#include "engine/app/LmdScreenProjector.h"
 #include "engine/scene/LmdShadows.h"
-#include "engine/editing/LmdSourceFiles.h"
-#include "base/LmdValueParser.h"
-#include "engine/document/Lumenda3DUtils.h"
 #include "engine/scene/ScriptParser.h"
-#include "base/LmdPaths.h"
 #include "services/MyHttpClient.h"
 
 #include <OgreCamera.h>
@@ -79,9 +76,6 @@ LmdScriptValue typedValue(const std::string& value, const std::string& type) {
 Lumenda3DEngine::Lumenda3DEngine(const std::string& appName) : LmdAppContext(appName) {
     gEngine = this;
     mScriptParser = std::make_shared<ScriptParser>();
-    sourceFiles = &LmdSourceFiles::getInstance();
-    sourceFiles->attachDocument(&mDocument);
-    setupGizmos();
 }
 
 Lumenda3DEngine::~Lumenda3DEngine() {
@@ -92,15 +86,11 @@ Lumenda3DEngine::~Lumenda3DEngine() {
         mEditScene.release(); // OGRE is gone and took the objects with it
     if (mShadows && !getSceneManager())
         mShadows->detach();
-    // Someone may still hold the gizmo: its handles must not outlive the scene manager.
-    if (mGizmo) {
-        if (getSceneManager())
-            mGizmo->destroyVisual();
-        else
-            mGizmo->abandonVisual();
+    // The edit layer's scene parts must not outlive the scene manager; it lets go of the document.
+    if (mEditLayer) {
+        mEditLayer->sceneClosing(getSceneManager() != nullptr);
+        mEditLayer.reset();
     }
-    if (sourceFiles && sourceFiles->getDocument() == &mDocument)
-        sourceFiles->attachDocument(nullptr);
     if (mHttpClient)
         mHttpClient->shutdown();
     if (gEngine == this)
@@ -109,6 +99,18 @@ Lumenda3DEngine::~Lumenda3DEngine() {
 
 Lumenda3DEngine* Lumenda3DEngine::getEngine() {
     return gEngine;
+}
+
+void Lumenda3DEngine::installEditLayer(std::unique_ptr<LmdEditLayer> layer) {
+    if (mEditLayer)
+        mEditLayer->sceneClosing(getSceneManager() != nullptr);
+    mEditLayer = std::move(layer);
+    if (mEditLayer && getSceneManager() && mEditScene)
+        mEditLayer->sceneCreated(getSceneManager());
+}
+
+bool Lumenda3DEngine::editSceneShown() const {
+    return mEditScene && getActiveScene() == mEditScene.get();
 }
 
 void Lumenda3DEngine::setup() {
@@ -120,7 +122,8 @@ void Lumenda3DEngine::setup() {
         mShadows = std::make_unique<LmdShadows>(getSceneManager());
         mFonts.install();
         mEditScene = makeScene(true);
-        mGizmo->createVisual(getSceneManager());
+        if (mEditLayer)
+            mEditLayer->sceneCreated(getSceneManager());
         if (mDocument.getSourceXml())
             rebuildEditScene(mCurrentLevel);
     });
@@ -129,7 +132,8 @@ void Lumenda3DEngine::setup() {
 void Lumenda3DEngine::onClose() {
     runGuarded("onClose", [&] {
         clearSelectedObjects();
-        mGizmo->destroyVisual();
+        if (mEditLayer)
+            mEditLayer->sceneClosing(true);
         mEditScene.reset();
         mShadows.reset();
         mMeshes.reset();
@@ -309,7 +313,7 @@ void Lumenda3DEngine::rebuildNode(LmdScene& scene, int xmlId) {
     const pugi::xml_node node = mDocument.getXmlNodeById(xmlId);
     if (!node)
         return;
-    const bool wasSelected = mSelected && mSelected->getXmlId() == xmlId;
+    const bool wasSelected = getSelectedObject() && getSelectedObject()->getXmlId() == xmlId;
     if (wasSelected)
         clearSelectedObjects();
     scene.removeNode(xmlId);
@@ -489,7 +493,8 @@ void Lumenda3DEngine::setLevel(const std::string& name) {
             return;
         }
         mCurrentLevel = name;
-        if (mSelected && !mSelected->getLevel().empty() && mSelected->getLevel() != name)
+        LmdBase3D* selected = getSelectedObject();
+        if (selected && !selected->getLevel().empty() && selected->getLevel() != name)
             clearSelectedObjects();
         if (mEditScene && getActiveScene() == mEditScene.get())
             mEditScene->showLevel(name, getViewport());
@@ -506,38 +511,45 @@ void Lumenda3DEngine::addEditorLevel(const std::string& name) {
         pugi::xml_node root = mDocument.root();
         if (!root || name.empty())
             return;
-        pugi::xml_node level = sourceFiles ? sourceFiles->appendChild(root, "Level") : root.append_child("Level");
-        if (sourceFiles)
-            sourceFiles->setAttribute(level, "name", name);
-        else
+        if (mEditLayer) {
+            // Through the document service: recorded for undo, registered and built.
+            if (!mEditLayer->createElement(root, "Level", {{"name", name}}))
+                return;
+        } else {
+            pugi::xml_node level = root.append_child("Level");
             level.append_attribute("name") = name.c_str();
-        level.attribute("id") ? level.attribute("id").set_value(Lumenda3DUtils::getNextId())
-                              : level.append_attribute("id").set_value(Lumenda3DUtils::getNextId());
-        registerXmlNode(level);
-        runPartialSource(level, root);
+            level.append_attribute("id").set_value(Lumenda3DUtils::getNextId());
+            registerXmlNode(level);
+            runPartialSource(level, root);
+        }
         setLevel(name);
     });
 }
 
-void Lumenda3DEngine::setSelectedObject(LmdBase3D* object) {
-    // One selection at a time: a 3D object lets go of a 2D element.
-    if (object)
-        mGizmo2D->detach();
-    // The gizmo attaches and reports the selection back (noteSelection).
-    mGizmo->attach(object, false);
+LmdBase3D* Lumenda3DEngine::getSelectedObject() const {
+    return mEditLayer ? mEditLayer->selectedObject() : nullptr;
 }
 
-void Lumenda3DEngine::noteSelection(LmdBase3D* object) {
-    if (mSelected && mSelected->getNode())
-        mSelected->getNode()->showBoundingBox(false);
-    mSelected = object;
-    if (mSelected && mSelected->getNode() && getActiveScene() == mEditScene.get())
-        mSelected->getNode()->showBoundingBox(true);
+void Lumenda3DEngine::setSelectedObject(LmdBase3D* object) {
+    if (mEditLayer)
+        mEditLayer->selectObject(object);
 }
 
 void Lumenda3DEngine::clearSelectedObjects() {
-    setSelectedObject(nullptr);
-    mGizmo2D->detach();
+    if (mEditLayer)
+        mEditLayer->clearSelection();
+}
+
+LmdSelection* Lumenda3DEngine::getSelection() const {
+    return mEditLayer ? &mEditLayer->selection() : nullptr;
+}
+
+std::shared_ptr<LmdGizmo> Lumenda3DEngine::getGizmo() const {
+    return mEditLayer ? mEditLayer->gizmo() : nullptr;
+}
+
+std::shared_ptr<LmdGizmo2D> Lumenda3DEngine::getGizmo2D() const {
+    return mEditLayer ? mEditLayer->gizmo2D() : nullptr;
 }
 
 LmdBase3D* Lumenda3DEngine::getObjByXmlId(int xmlId) const {
@@ -657,17 +669,6 @@ void Lumenda3DEngine::setViewInsets(float left, float top) {
     mInsetTop = std::max(top, 0.0f);
 }
 
-void Lumenda3DEngine::onObjectClicked(LmdBase3D* object) {
-    mGizmo2D->detach(); // a click on a 3D object, or on nothing, ends a 2D selection
-    // An object inside another was picked as a sub-object (Shift+click, or by default).
-    mGizmo->attach(object, object && object->getParent());
-}
-
-void Lumenda3DEngine::onElementClicked(LmdBase2D* element) {
-    setSelectedObject(nullptr);
-    mGizmo2D->attach(element);
-}
-
 // --- Services and events ---------------------------------------------------------------------
 
 std::shared_ptr<MyHttpClient> Lumenda3DEngine::getHttpClient() {
@@ -700,7 +701,8 @@ bool Lumenda3DEngine::frameStarted(const Ogre::FrameEvent& evt) {
             runGuarded("deferAction", action);
     }
     runGuarded("frameUpdate", [&] { frameUpdate(evt.timeSinceLastFrame); });
-    runGuarded("updateGizmos", [&] { updateGizmos(); });
+    if (mEditLayer)
+        runGuarded("updateGizmos", [&] { mEditLayer->frameStarted(); });
     return true;
 }
 
@@ -709,8 +711,8 @@ bool Lumenda3DEngine::frameRenderingQueued(const Ogre::FrameEvent& evt) {
     runGuarded("frameRenderingQueued", [&] {
         if (mHttpClient)
             mHttpClient->pump();
-        if (sourceFiles)
-            sourceFiles->update();
+        if (mEditLayer)
+            mEditLayer->frameRenderingQueued();
     });
     return result;
 }
@@ -726,10 +728,8 @@ void Lumenda3DEngine::preViewportUpdate(const Ogre::RenderTargetViewportEvent& e
         LmdLayer2D::draw(ImGui::GetBackgroundDrawList(), scene->elements(), scene->getShownLevel(), get2DView(),
                          &mFonts);
         // The gizmos' screen parts go over the layer they edit, under every panel.
-        if (scene == mEditScene.get()) {
-            mGizmo->drawOverlay(ImGui::GetBackgroundDrawList(), getScreenProjector());
-            mGizmo2D->draw(ImGui::GetBackgroundDrawList());
-        }
+        if (mEditLayer && scene == mEditScene.get())
+            mEditLayer->drawOverlay(ImGui::GetBackgroundDrawList());
     });
 }
 
@@ -739,12 +739,8 @@ bool Lumenda3DEngine::mousePressed(const OgreBites::MouseButtonEvent& evt) {
         mPressY = evt.y;
         // A press on a gizmo is the gizmo's: the camera never sees it (Alt + drag stays the camera's).
         bool taken = false;
-        if (mEditScene && getActiveScene() == mEditScene.get() && !mAltHeld) {
-            runGuarded("gizmo press", [&] {
-                taken = mGizmo2D->mousePressed(evt.x, evt.y) ||
-                        mGizmo->mousePressed(evt.x, evt.y, getScreenProjector());
-            });
-        }
+        if (mEditLayer && editSceneShown() && !mAltHeld)
+            taken = runGuarded("gizmo press", false, [&] { return mEditLayer->mousePressed(evt.x, evt.y); });
         if (taken)
             return true;
     }
@@ -753,34 +749,19 @@ bool Lumenda3DEngine::mousePressed(const OgreBites::MouseButtonEvent& evt) {
 
 bool Lumenda3DEngine::mouseMoved(const OgreBites::MouseMotionEvent& evt) {
     bool taken = false;
-    if (mEditScene && getActiveScene() == mEditScene.get()) {
-        runGuarded("gizmo move", [&] {
-            taken = mGizmo2D->mouseMoved(evt.x, evt.y) || mGizmo->mouseMoved(evt.x, evt.y, getScreenProjector());
-        });
-    }
+    if (mEditLayer && editSceneShown())
+        taken = runGuarded("gizmo move", false, [&] { return mEditLayer->mouseMoved(evt.x, evt.y); });
     return taken || LmdAppContext::mouseMoved(evt);
 }
 
 bool Lumenda3DEngine::mouseReleased(const OgreBites::MouseButtonEvent& evt) {
     bool gizmoDrag = false;
-    if (evt.button == OgreBites::BUTTON_LEFT && mEditScene && getActiveScene() == mEditScene.get()) {
-        runGuarded("gizmo release", [&] {
-            gizmoDrag = mGizmo2D->mouseReleased(evt.x, evt.y) ||
-                        mGizmo->mouseReleased(evt.x, evt.y, getScreenProjector());
-        });
-    }
+    if (evt.button == OgreBites::BUTTON_LEFT && mEditLayer && editSceneShown())
+        gizmoDrag = runGuarded("gizmo release", false, [&] { return mEditLayer->mouseReleased(evt.x, evt.y); });
     const bool handled = LmdAppContext::mouseReleased(evt);
     if (!gizmoDrag && evt.button == OgreBites::BUTTON_LEFT && std::abs(evt.x - mPressX) <= 3 &&
-        std::abs(evt.y - mPressY) <= 3 && !getEditorCamera().isBusy() && getActiveScene() == mEditScene.get()) {
-        runGuarded("pick", [&] {
-            // The 2D layer lies over the scene: its elements are picked first.
-            if (LmdBase2D* element = pick2DObject(evt.x, evt.y)) {
-                onElementClicked(element);
-                return;
-            }
-            bool asSubObject = false;
-            onObjectClicked(mGizmo->resolvePick(pickObjects(evt.x, evt.y), mShiftHeld, asSubObject));
-        });
+        std::abs(evt.y - mPressY) <= 3 && !getEditorCamera().isBusy() && mEditLayer && editSceneShown()) {
+        runGuarded("pick", [&] { mEditLayer->clicked(evt.x, evt.y, mShiftHeld); });
     }
     mPressX = mPressY = -1000;
     return handled || gizmoDrag;
@@ -796,7 +777,7 @@ bool Lumenda3DEngine::keyReleased(const OgreBites::KeyboardEvent& evt) {
     return LmdAppContext::keyReleased(evt);
 }
 
-// --- Gizmos ----------------------------------------------------------------------------------
+// --- Modifiers and projection ----------------------------------------------------------------------------------
 
 void Lumenda3DEngine::noteModifier(const OgreBites::KeyboardEvent& evt, bool down) {
     constexpr OgreBites::Keycode kScancodeKey = 1 << 30;
@@ -816,65 +797,12 @@ void Lumenda3DEngine::noteModifier(const OgreBites::KeyboardEvent& evt, bool dow
     default:
         return;
     }
-    mGizmo->setModifiers(mShiftHeld, mCtrlHeld, mAltHeld);
-}
-
-void Lumenda3DEngine::setupGizmos() {
-    mGizmo = std::make_shared<LmdGizmo>();
-    mGizmo2D = std::make_shared<LmdGizmo2D>();
-    auto fire = [this](LmdEventEnum id, std::shared_ptr<LmdEvent> event) { fireEvents(id, std::move(event)); };
-
-    LmdGizmo::Services services;
-    services.fire = fire;
-    services.selectionChanged = [this](LmdBase3D* object) { noteSelection(object); };
-    services.pick = [this](int x, int y) { return pickObjects(x, y); };
-    services.commit = [this](LmdBase3D& object, const LmdGizmoCommit::Transform& before,
-                             const LmdGizmoCommit::Transform& after) {
-        const pugi::xml_node node = mDocument.getXmlNodeById(object.getXmlId());
-        if (!node || !sourceFiles)
-            return;
-        LmdGizmoCommit::writeTransform(*sourceFiles, node, before, after,
-                                       mScriptParser ? mScriptParser->getCodeSchema() : nullptr);
-    };
-    mGizmo->setServices(std::move(services));
-
-    LmdGizmo2D::Services services2D;
-    services2D.fire = fire;
-    services2D.commit = [this](LmdBase2D& element, const std::vector<std::pair<std::string, float>>& values) {
-        const pugi::xml_node node = mDocument.getXmlNodeById(element.getXmlId());
-        if (!node || !sourceFiles)
-            return;
-        LmdGizmoCommit::writeNumbers(*sourceFiles, node, values,
-                                     mScriptParser ? mScriptParser->getCodeSchema() : nullptr);
-    };
-    services2D.view = [this] { return get2DView(); };
-    mGizmo2D->setServices(std::move(services2D));
+    if (mEditLayer)
+        mEditLayer->modifiersChanged(mShiftHeld, mCtrlHeld, mAltHeld);
 }
 
 LmdScreenProjector Lumenda3DEngine::getScreenProjector() const {
     return LmdScreenProjector::fromCamera(getCamera(), getViewport());
-}
-
-void Lumenda3DEngine::updateGizmos() {
-    if (!mEditScene)
-        return;
-    // A rebuild of one element may have destroyed what a gizmo holds: let go without touching it.
-    if (LmdBase3D* object = mGizmo->getObject()) {
-        const std::vector<LmdBase3D*>& objects = mEditScene->objects();
-        if (std::find(objects.begin(), objects.end(), object) == objects.end()) {
-            mSelected = nullptr;
-            mGizmo->forgetVanishedObject();
-        }
-    }
-    if (LmdBase2D* element = mGizmo2D->getObject()) {
-        const std::vector<LmdBase2D*>& elements = mEditScene->elements();
-        if (std::find(elements.begin(), elements.end(), element) == elements.end())
-            mGizmo2D->forgetVanishedObject();
-        else
-            mGizmo2D->setShown(getActiveScene() == mEditScene.get() && mEditScene->isShownNow(*element) &&
-                               element->isShown());
-    }
-    mGizmo->update(getScreenProjector(), getActiveScene() == mEditScene.get() && !isLoading());
 }
 
 } // namespace Lumenda3D

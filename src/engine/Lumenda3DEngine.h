@@ -22,10 +22,10 @@
 
 #include "engine/app/LmdAppContext.h"
 #include "engine/assets/LmdAssetResolver.h"
-#include "engine/scene/LmdBase2D.h"
+#include "engine/document/LmdGameDocument.h"
 #include "engine/events/LmdEvent.h"
 #include "engine/events/LmdEventBus.h"
-#include "engine/document/LmdGameDocument.h"
+#include "engine/scene/LmdBase2D.h"
 #include "engine/scene/LmdGameFonts.h"
 #include "engine/scene/LmdSceneFaults.h"
 
@@ -37,6 +37,7 @@ namespace Lumenda3D {
 
 class LmdBase2D;
 class LmdBase3D;
+class LmdEditLayer;
 class LmdGamePhysics;
 class LmdGizmo;
 class LmdGizmo2D;
@@ -44,6 +45,7 @@ class LmdMaterialFactory;
 class LmdMeshLibrary;
 class LmdScene;
 class LmdScreenProjector;
+class LmdSelection;
 class LmdShadows;
 class LmdSourceFiles;
 class MyHttpClient;
@@ -72,8 +74,15 @@ public:
     bool sourceHasLocalAssets() const;
     std::string getAssetsXmlString() const;
     LmdGameDocument& getDocument() { return mDocument; }
-    // The document service; may be null.
+    // The document service; null unless an edit layer brought one (the standalone player runs
+    // without).
     LmdSourceFiles* sourceFiles = nullptr;
+
+    // --- The editor's layer ---------------------------------------------------------------------
+    // Installs the editing tools (gizmos, selection, the document service's frame work); see
+    // LmdEditLayer. Without one, selection and gizmos are absent and getGizmo() is null.
+    void installEditLayer(std::unique_ptr<LmdEditLayer> layer);
+    LmdEditLayer* getEditLayer() const { return mEditLayer.get(); }
 
     // --- Running and partial updates ---------------------------------------------------------
     // Builds the objects of one new element (and its subtree) under its parent without a rebuild.
@@ -121,9 +130,12 @@ public:
     std::vector<std::string> getLevelNames() const;
     // Adds a Level element through the document service and shows it.
     void addEditorLevel(const std::string& name);
-    LmdBase3D* getSelectedObject() const { return mSelected; }
+    // The selected 3D object (null without one, or without an edit layer).
+    LmdBase3D* getSelectedObject() const;
     void setSelectedObject(LmdBase3D* object);
     void clearSelectedObjects();
+    // What is selected, by element id; null without an edit layer.
+    LmdSelection* getSelection() const;
     LmdBase3D* getObjByXmlId(int xmlId) const;
     LmdBase2D* get2DObjectByXmlId(int xmlId) const;
     std::vector<LmdBase3D*> getObjectList() const;
@@ -135,9 +147,9 @@ public:
     std::vector<LmdBase3D*> pickObjects(int x, int y) const;
     // The gizmos of the edit scene: the 3D one over the selected object (selection and gizmo
     // follow each other), the 2D one over a selected element of the 2D layer. Hidden and inert
-    // while the game runs.
-    std::shared_ptr<LmdGizmo> getGizmo() const { return mGizmo; }
-    std::shared_ptr<LmdGizmo2D> getGizmo2D() const { return mGizmo2D; }
+    // while the game runs. Null without an edit layer.
+    std::shared_ptr<LmdGizmo> getGizmo() const;
+    std::shared_ptr<LmdGizmo2D> getGizmo2D() const;
     // The live camera through the viewport, window pixels to scene and back.
     LmdScreenProjector getScreenProjector() const;
     // Entities under the pixel, nearest first.
@@ -197,14 +209,15 @@ protected:
     virtual void forgetDocumentNodes();
     // Texts with {placeholders} in the edit scene show the variables' starting values.
     void previewTexts(LmdScene& scene);
-    // Called for a left click on an object of the edit scene (selects it).
-    virtual void onObjectClicked(LmdBase3D* object);
-    // Called for a left click on a 2D element of the edit scene (selects it with the 2D gizmo).
-    virtual void onElementClicked(LmdBase2D* element);
     LmdMaterialFactory& materials() { return *mMaterials; }
     LmdMeshLibrary& meshes() { return *mMeshes; }
     void setLoading(bool loading) { mLoading = loading; }
+
+public:
+    // A document is being built into the scene (status 4).
     bool isLoading() const { return mLoading; }
+
+protected:
 
     LmdGameDocument mDocument;
     std::shared_ptr<ScriptParser> mScriptParser;
@@ -218,9 +231,7 @@ protected:
     std::unique_ptr<LmdScene> mEditScene;
     LmdGameFonts mFonts;
     std::string mCurrentLevel;
-    LmdBase3D* mSelected = nullptr;
-    std::shared_ptr<LmdGizmo> mGizmo;
-    std::shared_ptr<LmdGizmo2D> mGizmo2D;
+    std::unique_ptr<LmdEditLayer> mEditLayer;
     // Modifier keys held now (the gizmos read them at clicks and drags).
     bool mShiftHeld = false, mCtrlHeld = false, mAltHeld = false;
     std::vector<std::function<void()>> mDeferred;
@@ -230,11 +241,8 @@ protected:
     int mPressX = -1000, mPressY = -1000;
 
 private:
-    // The selection as the gizmo reports it (shows the bounding box of the selected object).
-    void noteSelection(LmdBase3D* object);
-    void setupGizmos();
-    // Drops gizmo objects that a rebuild destroyed, and places the gizmo for this frame.
-    void updateGizmos();
+    // Whether the edit scene is what the window shows now (input and overlays of the edit layer).
+    bool editSceneShown() const;
     void noteModifier(const OgreBites::KeyboardEvent& evt, bool down);
 };
 

@@ -5,9 +5,9 @@
 
 #include <pugixml.hpp>
 
+#include "engine/scene/ScriptParser.h"
 #include "engine/schema/CodeSchema.h"
 #include "engine/schema/SchemaValidator.h"
-#include "engine/scene/ScriptParser.h"
 #include "services/XmlMerge.h"
 
 namespace Lumenda3D {

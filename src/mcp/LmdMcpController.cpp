@@ -2,13 +2,13 @@
 
 #include <cstdlib>
 
-#include "services/EditorSettings.h"
 #include "base/LmdLog.h"
-#include "core/Lumenda3DEditor.h"
-#include "core/LmdEditorMcpAccess.h"
+#include "mcp/LmdMcpEditorAccess.h"
 #include "mcp/LmdMcpEditorBackend.h"
+#include "mcp/LmdMcpHost.h"
 #include "mcp/LmdMcpServer.h"
 #include "mcp/LmdMcpTools.h"
+#include "services/EditorSettings.h"
 
 namespace Lumenda3D {
 
@@ -21,7 +21,7 @@ bool isDisableWord(const std::string& value) { return value == "off" || value ==
 
 } // namespace
 
-LmdMcpController::LmdMcpController(Lumenda3DEditor* editorPtr) : editor(editorPtr) {}
+LmdMcpController::LmdMcpController(LmdMcpHost* editorPtr) : editor(editorPtr) {}
 
 LmdMcpController::~LmdMcpController() {
     // A server still running at destruction (a start without onClose, a test) must not leave
@@ -52,7 +52,7 @@ void LmdMcpController::setup() {
 bool LmdMcpController::start(int port) {
     permissions.resumePrompts();
     if (!server) {
-        access_ = std::make_unique<LmdEditorMcpAccess>(editor);
+        access_ = editor ? editor->makeMcpEditorAccess() : nullptr;
         tools_ = std::make_unique<LmdMcpTools>(access_.get(), nullptr);
         backend_ = std::make_unique<LmdMcpEditorBackend>(*tools_, &permissions);
         server = std::make_unique<LmdMcpServer>(backend_.get());

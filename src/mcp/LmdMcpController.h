@@ -15,8 +15,8 @@
 
 namespace Lumenda3D {
 
-class Lumenda3DEditor;
-class LmdEditorMcpAccess;
+class LmdMcpEditorAccess;
+class LmdMcpHost;
 class LmdMcpEditorBackend;
 class LmdMcpServer;
 class LmdMcpTools;
@@ -29,8 +29,8 @@ public:
     static constexpr const char* kEnabledKey = "mcpEnabled";
     static constexpr const char* kPortKey = "mcpPort";
 
-    // The editor is not owned; it receives the toasts and is what the tools act on.
-    explicit LmdMcpController(Lumenda3DEditor* editor);
+    // The editor is not owned; it receives the toasts and gives the access the tools act on.
+    explicit LmdMcpController(LmdMcpHost* editor);
     ~LmdMcpController();
     LmdMcpController(const LmdMcpController&) = delete;
     LmdMcpController& operator=(const LmdMcpController&) = delete;
@@ -58,7 +58,7 @@ public:
 
     // Fields, in their order of declaration. pendingCommand and pendingPort hold the command line's
     // "mcp" and "mcp-port" values until setup takes them.
-    Lumenda3DEditor* editor;
+    LmdMcpHost* editor;
     LmdMcpPermissions permissions;
     std::string pendingCommand;
     std::string pendingPort;
@@ -70,7 +70,7 @@ private:
 
     // Made together with the server, and destroyed after it: the server holds the backend, the
     // backend the tools, the tools the editor access.
-    std::unique_ptr<LmdEditorMcpAccess> access_;
+    std::unique_ptr<LmdMcpEditorAccess> access_;
     std::unique_ptr<LmdMcpTools> tools_;
     std::unique_ptr<LmdMcpEditorBackend> backend_;
     // Null until the first start; kept through stops.

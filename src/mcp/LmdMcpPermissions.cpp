@@ -1,8 +1,8 @@
 #include "mcp/LmdMcpPermissions.h"
 
 
-#include "services/EditorSettings.h"
 #include "mcp/LmdMcpToolResult.h"
+#include "services/EditorSettings.h"
 
 namespace Lumenda3D {
 namespace {

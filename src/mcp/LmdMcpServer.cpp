@@ -1,5 +1,6 @@
 #include "mcp/LmdMcpServer.h"
 
+#include "base/LmdVersion.h"
 #include "mcp/LmdMcpToolResult.h"
 
 namespace Lumenda3D {
@@ -44,7 +45,7 @@ bool LmdMcpServer::start(int port) {
         resources = backend_->resourceDefinitions();
     }
     protocol_.configure(
-        kVersion, std::move(instructions), std::move(tools), std::move(resources),
+        LmdVersion::text(), std::move(instructions), std::move(tools), std::move(resources),
         [this](const std::string& name, const json& arguments) { return runTool(name, arguments); },
         [this](const std::string& uri) { return readResource(uri); });
 

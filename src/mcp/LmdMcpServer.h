@@ -20,7 +20,6 @@ namespace Lumenda3D {
 
 class LmdMcpServer {
 public:
-    static constexpr const char* kVersion = "2.1.3";
     // How long a tools/call waits for the main thread before giving up.
     static constexpr int kDefaultJobTimeoutMs = 10000;
     static const char* const kFallbackInstructions;

@@ -4,9 +4,9 @@
 #include <cstdio>
 #include <unordered_map>
 
+#include "engine/schema/AiKnowledgeBase.h"
 #include "mcp/LmdMcpArgs.h"
 #include "mcp/LmdMcpToolResult.h"
-#include "engine/schema/AiKnowledgeBase.h"
 
 namespace Lumenda3D {
 namespace {

@@ -3,7 +3,7 @@
 // against the schema and found well-formed.
 #include "mcp/LmdMcpTools.h"
 
-#include "engine/editing/LmdSourceFiles.h"
+#include "engine/document/LmdGameDocument.h"
 #include "mcp/AiXmlEdit.h"
 
 namespace Lumenda3D {
@@ -79,7 +79,7 @@ json LmdMcpTools::applyFullXml(const std::string& baseline, const std::string& x
             text += "\n- " + violation;
         return errorResult(text);
     }
-    if (!LmdSourceFiles::getInstance().isXmlSourceStringValid(xml))
+    if (!LmdGameDocument::isValidText(xml))
         return errorResult("The resulting XML is not well-formed — nothing was applied.");
     if (!editor_->applyAiEditedXml(xml))
         return errorResult("The edit was refused — nothing was applied.");

@@ -6,9 +6,9 @@
 #include <algorithm>
 #include <cstdlib>
 
+#include "engine/schema/AiKnowledgeBase.h"
 #include "mcp/LmdLogRingBuffer.h"
 #include "mcp/LmdMcpArgs.h"
-#include "engine/schema/AiKnowledgeBase.h"
 
 namespace Lumenda3D {
 namespace {

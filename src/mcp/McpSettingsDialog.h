@@ -6,15 +6,17 @@
 #include <memory>
 #include <string>
 
-#include "ui/BaseUI.h"
 #include "mcp/LmdAgentClickGuard.h"
 #include "mcp/LmdMcpPermissionPrompt.h"
 #include "mcp/LmdMcpSettingsPanel.h"
+#include "ui/BaseUI.h"
 
 namespace Lumenda3D {
 
 class McpSettingsDialog : public BaseUI {
 public:
+    // Its slot in AllUI.
+    static constexpr const char* kName = "mcpSettingsDialog";
     static constexpr const char* kTitle = "MCP Server (AI Agents)###mcpSettingsDialog";
 
     McpSettingsDialog(const std::string& name, LmdMcpPermissions& permissions, LmdAgentClickGuard guard,

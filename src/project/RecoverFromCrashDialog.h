@@ -12,11 +12,13 @@ namespace Lumenda3D {
 
 class RecoverFromCrashDialog : public BaseUI {
 public:
+    // Its slot in AllUI.
+    static constexpr const char* kName = "recoverFromCrashDialog";
     static constexpr const char* kTitle = "Recover unsaved work###recoverFromCrash";
     static constexpr const char* kRecoverLabel = "Recover##recoverFromCrash";
     static constexpr const char* kDiscardLabel = "Discard##recoverFromCrash";
 
-    explicit RecoverFromCrashDialog(const std::string& name = "recoverFromCrashDialog");
+    explicit RecoverFromCrashDialog(const std::string& name = kName);
 
     void draw() override;
 

@@ -1,8 +1,8 @@
 #include "services/LocalStorage.h"
 
 #include "base/LmdLog.h"
-#include "services/FileManager.h"
 #include "base/LmdPaths.h"
+#include "services/FileManager.h"
 
 #include <algorithm>
 #include <cctype>

@@ -11,8 +11,9 @@
 #include <curl/curl.h>
 
 #include "base/LmdLog.h"
-#include "services/FileManager.h"
 #include "base/LmdPaths.h"
+#include "base/LmdVersion.h"
+#include "services/FileManager.h"
 #include "services/UrlUtils.h"
 
 namespace fs = std::filesystem;
@@ -172,7 +173,7 @@ MyHttpClient::MyHttpClient(Options options) : options_(std::move(options)) {
     if (options_.cacheDir.empty())
         options_.cacheDir = (fs::path(LmdPaths::cacheDir()) / "http").string();
     if (options_.userAgent.empty())
-        options_.userAgent = std::string("Lumenda3D/") + LMD_VERSION;
+        options_.userAgent = std::string(LmdVersion::productName()) + "/" + LmdVersion::text();
 }
 
 MyHttpClient::~MyHttpClient() { shutdown(); }

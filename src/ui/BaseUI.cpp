@@ -56,6 +56,10 @@ std::shared_ptr<BaseUI> BaseUI::getElementByName(const std::string& name) const 
     return owner_ ? owner_->getElementByName(name) : nullptr;
 }
 
+LmdCommandRegistry* BaseUI::getCommands() const {
+    return owner_ ? owner_->getCommands() : nullptr;
+}
+
 void BaseUI::calculateSize() {
     position_ = ImGui::GetWindowPos();
     size_ = ImGui::GetWindowSize();

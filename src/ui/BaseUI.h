@@ -16,6 +16,8 @@
 
 namespace Lumenda3D {
 
+class LmdCommandRegistry;
+
 class BaseUI {
 public:
     explicit BaseUI(std::string name);
@@ -28,6 +30,9 @@ public:
     // Called once, after every panel of the container exists, so that lookups by name succeed.
     virtual void init() {}
     virtual void draw() {}
+    // On the touch layout, drawn after the mobile panel: the floating buttons of the blocks
+    // palette. Other panels have none.
+    virtual void drawMobileFabOverlay() {}
 
     // A sibling panel by its element id ("topBar", "tabs", ...), through the container that owns
     // this panel; null when there is no such panel or no container.
@@ -36,6 +41,14 @@ public:
     std::shared_ptr<T> getElement(const std::string& name) const {
         return std::dynamic_pointer_cast<T>(getElementByName(name));
     }
+    // The sibling panel of class T, found under T::kName; null when absent or of another class.
+    template <class T>
+    std::shared_ptr<T> getPanel() const {
+        return getElement<T>(T::kName);
+    }
+    // The commands the menu, the keyboard and the toolbar share, through the container; null
+    // without one.
+    virtual LmdCommandRegistry* getCommands() const;
 
     // Records the position and size of the current ImGui window as this panel's rectangle. Called
     // by a panel just before it ends its window or child, so that others read its edges.

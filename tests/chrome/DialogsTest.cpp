@@ -2,6 +2,7 @@
 // answer's callback once, and two dialogs with something to show never take each other's place.
 #include "PanelTestSupport.h"
 
+#include "chrome/ChromePanels.h"
 #include "chrome/ConfirmDialog.h"
 #include "chrome/ErrorDialog.h"
 #include "ui/AllUI.h"
@@ -18,9 +19,13 @@ namespace {
 
 class DialogsTest : public PanelTest {
 protected:
-    std::shared_ptr<AllUI> all = std::make_shared<AllUI>();
-    ErrorDialog& errors = *all->getErrorDialog();
-    ConfirmDialog& confirm = *all->getConfirmDialog();
+    std::shared_ptr<AllUI> all = [] {
+        auto ui = std::make_shared<AllUI>();
+        registerChromePanels(*ui);
+        return ui;
+    }();
+    ErrorDialog& errors = *all->getPanel<ErrorDialog>();
+    ConfirmDialog& confirm = *all->getPanel<ConfirmDialog>();
     std::function<void()> draw = [this] { all->draw(); };
     std::vector<std::string> answers;
     std::function<void()> note(const std::string& answer) {

@@ -2,6 +2,7 @@
 // editor is drawn exactly while "Source" is in front.
 #include "PanelTestSupport.h"
 
+#include "chrome/ChromePanels.h"
 #include "chrome/SourceEditor.h"
 #include "chrome/Tabs.h"
 #include "ui/AllUI.h"
@@ -24,8 +25,12 @@ protected:
             return allow;
         });
     }
-    std::shared_ptr<AllUI> all = std::make_shared<AllUI>();
-    std::shared_ptr<Tabs> tabs = all->getTabs();
+    std::shared_ptr<AllUI> all = [] {
+        auto ui = std::make_shared<AllUI>();
+        registerChromePanels(*ui);
+        return ui;
+    }();
+    std::shared_ptr<Tabs> tabs = all->getPanel<Tabs>();
     std::function<void()> draw = [this] { all->draw(); };
     std::vector<std::string> asked;
     bool allow = true;
@@ -34,14 +39,14 @@ protected:
 TEST_F(TabsTest, SwitchingAsksTheCallbackAndShowsTheSourceEditorOnlyOnItsTab) {
     ui.frame(draw);
     EXPECT_EQ(tabs->getCurrentTab(), "Scene");
-    EXPECT_FALSE(isDrawn(*all->getSourceEditor(), SourceEditor::kTextLabel));
+    EXPECT_FALSE(isDrawn(*all->getPanel<SourceEditor>(), SourceEditor::kTextLabel));
 
     clickItem(*tabs, Tabs::labelOf("Source"), draw);
     EXPECT_EQ(asked, std::vector<std::string>{"Source"});
     EXPECT_EQ(tabs->getCurrentTab(), "Source");
-    EXPECT_TRUE(isDrawn(*all->getSourceEditor(), SourceEditor::kTextLabel));
+    EXPECT_TRUE(isDrawn(*all->getPanel<SourceEditor>(), SourceEditor::kTextLabel));
     // The editor sits below the bars.
-    EXPECT_NEAR(all->getSourceEditor()->getPosition().y, tabs->getBottom(), 0.5f);
+    EXPECT_NEAR(all->getPanel<SourceEditor>()->getPosition().y, tabs->getBottom(), 0.5f);
 
     // A click on the tab already in front asks nothing.
     clickItem(*tabs, Tabs::labelOf("Source"), draw);
@@ -50,7 +55,7 @@ TEST_F(TabsTest, SwitchingAsksTheCallbackAndShowsTheSourceEditorOnlyOnItsTab) {
     clickItem(*tabs, Tabs::labelOf("Scene"), draw);
     EXPECT_EQ(asked, (std::vector<std::string>{"Source", "Scene"}));
     EXPECT_EQ(tabs->getCurrentTab(), "Scene");
-    EXPECT_FALSE(isDrawn(*all->getSourceEditor(), SourceEditor::kTextLabel));
+    EXPECT_FALSE(isDrawn(*all->getPanel<SourceEditor>(), SourceEditor::kTextLabel));
 }
 
 TEST_F(TabsTest, ARefusedChangeKeepsSourceInFront) {
@@ -59,7 +64,7 @@ TEST_F(TabsTest, ARefusedChangeKeepsSourceInFront) {
     clickItem(*tabs, Tabs::labelOf("Scene"), draw);
     EXPECT_EQ(asked.back(), "Scene");
     EXPECT_EQ(tabs->getCurrentTab(), "Source");
-    EXPECT_TRUE(isDrawn(*all->getSourceEditor(), SourceEditor::kTextLabel));
+    EXPECT_TRUE(isDrawn(*all->getPanel<SourceEditor>(), SourceEditor::kTextLabel));
 
     allow = true;
     EXPECT_TRUE(tabs->selectTab("Scene"));

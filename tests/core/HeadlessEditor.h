@@ -6,15 +6,15 @@
 #include "PanelTestSupport.h"
 #include "TestDataRoot.h"
 
+#include "base/LmdLog.h"
 #include "chrome/ErrorDialog.h"
 #include "chrome/SourceEditor.h"
 #include "chrome/Tabs.h"
 #include "chrome/ToastNotification.h"
 #include "chrome/TopBar.h"
-#include "ui/AllUI.h"
-#include "base/LmdLog.h"
 #include "core/Lumenda3DEditor.h"
 #include "engine/editing/LmdSourceFiles.h"
+#include "ui/AllUI.h"
 
 #include <OgreFrameListener.h>
 
@@ -106,15 +106,15 @@ protected:
             count += name == hit.node().attribute("name").value() ? 1 : 0;
         return count;
     }
-    std::string errorText() { return editor->allUI->getErrorDialog()->getCurrentText(); }
+    std::string errorText() { return editor->allUI->getPanel<ErrorDialog>()->getCurrentText(); }
     // The message on screen, and a fresh dialog for the next one.
     std::string takeError() {
         const std::string text = errorText();
         editor->allUI->setElement("errorDialog", std::make_shared<ErrorDialog>("errorDialog"));
         return text;
     }
-    std::vector<std::string> toasts() { return editor->allUI->getToastNotification()->getTexts(); }
-    std::string title() { return editor->allUI->getTopBar()->getProjectTitle(); }
+    std::vector<std::string> toasts() { return editor->allUI->getPanel<ToastNotification>()->getTexts(); }
+    std::string title() { return editor->allUI->getPanel<TopBar>()->getProjectTitle(); }
     void drawFrame() {
         ui.frame([this] { editor->allUI->draw(); });
     }

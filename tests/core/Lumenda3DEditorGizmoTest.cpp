@@ -4,9 +4,12 @@
 
 #include <gtest/gtest.h>
 
-#include "engine/scene/LmdBase3D.h"
+#include "engine/editing/LmdSelection.h"
 #include "engine/gizmo/LmdGizmo.h"
+#include "engine/gizmo/LmdGizmo2D.h"
 #include "engine/gizmo/LmdGizmoEvents.h"
+#include "engine/scene/LmdBase2D.h"
+#include "engine/scene/LmdBase3D.h"
 
 namespace Lumenda3D::test {
 namespace {
@@ -15,6 +18,7 @@ constexpr const char* kModelGame =
     "<KiteBench3D>\n"
     "  <Level name=\"Main\">\n"
     "    <Box name=\"Crate\" x=\"3\" xAxis=\"0.5\" yAxis=\"-1\"/>\n"
+    "    <OnStart name=\"Start\"/>\n"
     "    <Box name=\"Bent\">\n"
     "      <VertexList><Vertex num=\"0\" pos=\"6\" x=\"1\" y=\"1\" z=\"1\"/></VertexList>\n"
     "    </Box>\n"
@@ -125,6 +129,43 @@ TEST_F(EditorGizmoTest, TheSelectionAndTheGizmoFollowEachOther) {
     EXPECT_EQ(editor->getGizmo()->getSubObjectMode(), LmdGizmo::PickedAsSubObject);
     editor->clearSelectedObjects();
     EXPECT_EQ(editor->getSelectedObject(), nullptr);
+}
+
+TEST_F(EditorGizmoTest, TheSelectionIsOneModelByElementIdThatListenersFollow) {
+    using Kind = LmdSelection::Kind;
+    LmdSelection* selection = editor->getSelection();
+    ASSERT_NE(selection, nullptr);
+    std::vector<std::pair<int, Kind>> heard;
+    LmdSubscription follow = selection->subscribe([&](int id, Kind kind) { heard.emplace_back(id, kind); });
+    auto crate = objectOf("Crate");
+    const int crateId = named("Crate").attribute("id").as_int();
+
+    // The 3D gizmo takes the object; taking it again is no change.
+    editor->setSelectedObject(crate.get());
+    editor->setSelectedObject(crate.get());
+    EXPECT_EQ(heard, (std::vector<std::pair<int, Kind>>{{crateId, Kind::Object3D}}));
+
+    // A 2D element replaces it: the 3D gizmo lets go, the 2D one takes the element.
+    LmdElementDesc desc;
+    desc.xmlId = 4242;
+    LmdBase2D label(desc);
+    heard.clear();
+    editor->getGizmo2D()->attach(&label);
+    EXPECT_EQ(heard, (std::vector<std::pair<int, Kind>>{{0, Kind::None}, {4242, Kind::Element2D}}));
+    EXPECT_EQ(editor->getSelectedObject(), nullptr);
+    editor->setSelectedObject(crate.get());
+    EXPECT_EQ(selection->getXmlId(), crateId);
+    EXPECT_EQ(selection->getKind(), Kind::Object3D);
+
+    // An element without a scene object is selected as a block alone; clearing ends every kind.
+    const int startId = named("Start").attribute("id").as_int();
+    editor->selectBlockByXmlId(startId, true);
+    EXPECT_EQ(selection->getXmlId(), startId);
+    EXPECT_EQ(selection->getKind(), Kind::Block);
+    heard.clear();
+    editor->clearSelectedObjects();
+    EXPECT_TRUE(selection->isEmpty());
+    EXPECT_EQ(heard.back(), (std::pair<int, Kind>{0, Kind::None}));
 }
 
 } // namespace

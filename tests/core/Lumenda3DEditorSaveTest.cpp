@@ -3,9 +3,9 @@
 // hooks, and the rule that keeps projects with local assets out of the cloud.
 #include "core/HeadlessEditor.h"
 
+#include "base/LmdPaths.h"
 #include "services/FileManager.h"
 #include "services/LocalStorage.h"
-#include "base/LmdPaths.h"
 
 #include <gtest/gtest.h>
 

@@ -2,8 +2,8 @@
 // state, auto-save name), the first document at start, a second process's hand-over, and the
 // offer to recover a crash backup with both of its answers.
 #include "services/EditorSettings.h"
-#include "core/HeadlessEditor.h"
 #include "UnusedPort.h"
+#include "core/HeadlessEditor.h"
 
 #include "engine/editing/LmdAutoSaver.h"
 #include "project/RecoverFromCrashDialog.h"
@@ -32,7 +32,7 @@ protected:
         ASSERT_TRUE(FileManager::writeFileAtomic(LmdAutoSaver::pendingPath(), LmdAutoSaver::encode(snapshot)));
     }
     void answerRecovery(const char* label) {
-        auto dialog = editor->allUI->getRecoverFromCrashDialog();
+        auto dialog = editor->allUI->getPanel<RecoverFromCrashDialog>();
         clickItem(*dialog, label, [this] { editor->allUI->draw(); });
         drawFrame();
     }
@@ -46,7 +46,7 @@ TEST_F(EditorSessionTest, OpeningACloudProjectSetsTitleAndIsClean) {
     EXPECT_EQ(title(), "Kart [Cloud]");
     EXPECT_TRUE(named("Crate"));
     EXPECT_TRUE(editor->isEditMode);
-    EXPECT_EQ(editor->allUI->getTabs()->getCurrentTab(), Tabs::kScene);
+    EXPECT_EQ(editor->allUI->getPanel<Tabs>()->getCurrentTab(), Tabs::kScene);
     EXPECT_FALSE(editor->isProjectDirty());
     EXPECT_FALSE(files().canUndo());  // undo never reaches into the previous project
 
@@ -101,9 +101,9 @@ TEST_F(EditorSessionTest, AGameFileOnTheCommandLineIsTheFirstDocument) {
     EXPECT_TRUE(named("Crate"));
     EXPECT_EQ(title(), "Marble run");
     EXPECT_FALSE(editor->isProjectDirty());
-    EXPECT_FALSE(editor->allUI->getRecoverFromCrashDialog()->isOpen());
+    EXPECT_FALSE(editor->allUI->getPanel<RecoverFromCrashDialog>()->isOpen());
     // The tabs ask the editor now.
-    editor->allUI->getTabs()->selectTab(Tabs::kSource);
+    editor->allUI->getPanel<Tabs>()->selectTab(Tabs::kSource);
     EXPECT_FALSE(editor->isEditMode);
 }
 
@@ -167,7 +167,7 @@ TEST_F(EditorSessionTest, RecoveringABackupLoadsItAsUnsavedWork) {
     editor->onProjectOpened(kGame, "", "Start", "");
     leaveBackup("<KiteBench3D><Level name=\"Main\"><Box name=\"Saved\"/></Level></KiteBench3D>", "Lost work");
     editor->offerCrashRecoveryIfNeeded(false);
-    auto dialog = editor->allUI->getRecoverFromCrashDialog();
+    auto dialog = editor->allUI->getPanel<RecoverFromCrashDialog>();
     ASSERT_TRUE(dialog->isOpen());
     EXPECT_NE(dialog->getMessage().find("\"Lost work\""), std::string::npos);
     EXPECT_NE(dialog->getMessage().find("2 minutes ago"), std::string::npos);
@@ -199,7 +199,7 @@ TEST_F(EditorSessionTest, ABackupWithoutTextIsClearedWithoutAsking) {
     leaveBackup("", "Nothing");
     ASSERT_TRUE(files().autoBackupExists());
     editor->offerCrashRecoveryIfNeeded(true);
-    EXPECT_FALSE(editor->allUI->getRecoverFromCrashDialog()->isOpen());
+    EXPECT_FALSE(editor->allUI->getPanel<RecoverFromCrashDialog>()->isOpen());
     EXPECT_FALSE(files().autoBackupExists());
     EXPECT_FALSE(editor->hasDismissedSnapshot);
 }

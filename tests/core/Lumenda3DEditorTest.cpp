@@ -3,9 +3,9 @@
 // service's snapshot callback, the undo keys, and the guard against an agent's synthetic input.
 #include "HeadlessEditor.h"
 
-#include "ui/ClipboardUtils.h"
 #include "engine/scene/LmdBase3D.h"
 #include "engine/scene/LmdSceneDescription.h"
+#include "ui/ClipboardUtils.h"
 
 #include <gtest/gtest.h>
 
@@ -155,15 +155,15 @@ TEST_F(EditorTest, UndoKeysAreRoutedAndOtherKeysAreNot) {
 
 TEST_F(EditorTest, SourceTabShowsTheStoredTextAndBadTextKeepsItInFront) {
     ASSERT_TRUE(editor->loadScript(kGame, false));
-    auto tabs = editor->allUI->getTabs();
+    auto tabs = editor->allUI->getPanel<Tabs>();
     tabs->setTabOnChangeCallback([this](const std::string& tab) { return editor->onTabChange(tab); });
 
     ASSERT_TRUE(tabs->selectTab(Tabs::kSource));
     EXPECT_FALSE(editor->isEditMode);
-    const std::string shown = editor->allUI->getSourceEditor()->getText();
+    const std::string shown = editor->allUI->getPanel<SourceEditor>()->getText();
     EXPECT_EQ(shown, editor->getSourceXmlString(false, true));
 
-    editor->allUI->getSourceEditor()->setText("<KiteBench3D><Level name=\"Main\">");
+    editor->allUI->getPanel<SourceEditor>()->setText("<KiteBench3D><Level name=\"Main\">");
     EXPECT_FALSE(tabs->selectTab(Tabs::kScene));
     EXPECT_EQ(tabs->getCurrentTab(), Tabs::kSource);
     EXPECT_EQ(errorText(), "Invalid XML");
@@ -172,7 +172,7 @@ TEST_F(EditorTest, SourceTabShowsTheStoredTextAndBadTextKeepsItInFront) {
 
     std::string fixed = shown;
     fixed.replace(fixed.find("Crate"), 5, "Chest");
-    editor->allUI->getSourceEditor()->setText(fixed);
+    editor->allUI->getPanel<SourceEditor>()->setText(fixed);
     EXPECT_TRUE(tabs->selectTab(Tabs::kScene));
     EXPECT_TRUE(named("Chest"));
     EXPECT_FALSE(named("Crate"));
@@ -257,7 +257,7 @@ TEST_F(EditorTest, PasteAsChildGoesUnderTheSelectionAtItsOrigin) {
 }
 
 TEST_F(EditorTest, SourceTextCopyAndPasteGoThroughTheClipboard) {
-    auto source = editor->allUI->getSourceEditor();
+    auto source = editor->allUI->getPanel<SourceEditor>();
     source->setText("<KiteBench3D/>");
     editor->editorCopy(false);
     EXPECT_EQ(editor->clipboard->getText(), "<KiteBench3D/>");

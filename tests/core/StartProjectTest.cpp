@@ -6,12 +6,12 @@
 
 #include <gtest/gtest.h>
 
+#include "base/LmdPaths.h"
 #include "engine/document/LmdGameDocument.h"
 #include "engine/logic/LmdLuaTranslator.h"
 #include "engine/scene/LmdSceneFaults.h"
-#include "engine/schema/SchemaValidator.h"
 #include "engine/scene/ScriptParser.h"
-#include "base/LmdPaths.h"
+#include "engine/schema/SchemaValidator.h"
 
 namespace Lumenda3D {
 namespace {

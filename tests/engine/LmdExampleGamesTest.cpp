@@ -8,13 +8,13 @@
 
 #include <gtest/gtest.h>
 
+#include "base/LmdPaths.h"
 #include "engine/document/LmdGameDocument.h"
 #include "engine/logic/LmdLuaTranslator.h"
 #include "engine/scene/LmdSceneFaults.h"
 #include "engine/scene/LmdSceneReader.h"
-#include "engine/schema/SchemaValidator.h"
 #include "engine/scene/ScriptParser.h"
-#include "base/LmdPaths.h"
+#include "engine/schema/SchemaValidator.h"
 
 namespace Lumenda3D {
 namespace {

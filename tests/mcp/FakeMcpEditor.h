@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "engine/schema/CodeSchema.h"
 #include "engine/document/LmdGameDocument.h"
+#include "engine/schema/CodeSchema.h"
 #include "mcp/LmdMcpEditorAccess.h"
 
 namespace Lumenda3D::test {

@@ -17,10 +17,10 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include "UnusedPort.h"
 #include "mcp/LmdMcpEditorBackend.h"
 #include "mcp/LmdMcpServer.h"
 #include "mcp/LmdMcpTools.h"
-#include "UnusedPort.h"
 
 namespace Lumenda3D {
 using test::unusedPort;

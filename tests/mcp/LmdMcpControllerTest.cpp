@@ -15,11 +15,11 @@
 #include <nlohmann/json.hpp>
 
 #include "UnusedPort.h"
-#include "services/EditorSettings.h"
 #include "core/HeadlessEditor.h"
 #include "mcp/LmdMcpController.h"
 #include "mcp/LmdMcpServer.h"
 #include "mcp/McpSettingsDialog.h"
+#include "services/EditorSettings.h"
 
 namespace Lumenda3D {
 namespace {
@@ -129,7 +129,7 @@ TEST_F(McpControllerTest, PortsOutsideTheRangeAreRefusedAndChangeNothing) {
 TEST_F(McpControllerTest, MovingARunningServerRebindsAndTheSamePortIsQuiet) {
     const int first = unusedPort();
     ASSERT_TRUE(controller().start(first));
-    editor->allUI->getToastNotification()->clear();
+    editor->allUI->getPanel<ToastNotification>()->clear();
     controller().applyPort(std::to_string(first));
     EXPECT_TRUE(toasts().empty());
     EXPECT_EQ(controller().port(), first);

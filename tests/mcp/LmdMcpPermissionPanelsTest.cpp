@@ -10,9 +10,9 @@
 
 #include "ImGuiHarness.h"
 #include "TestDataRoot.h"
-#include "services/EditorSettings.h"
 #include "mcp/LmdMcpPermissionPrompt.h"
 #include "mcp/LmdMcpSettingsPanel.h"
+#include "services/EditorSettings.h"
 
 namespace Lumenda3D {
 namespace {

@@ -2,8 +2,8 @@
 
 #include "TestDataRoot.h"
 #include "base/LmdLog.h"
-#include "services/FileManager.h"
 #include "base/LmdPaths.h"
+#include "services/FileManager.h"
 
 #include <cstdlib>
 #include <filesystem>

@@ -2,9 +2,9 @@
 
 #include "TestDataRoot.h"
 #include "base/LmdLog.h"
+#include "base/LmdPaths.h"
 #include "services/DataPersist.h"
 #include "services/FileManager.h"
-#include "base/LmdPaths.h"
 
 #include <filesystem>
 #include <string>

@@ -5,9 +5,9 @@
 #include "FileSizeLimit.h"
 #include "TestDataRoot.h"
 
+#include "base/LmdPaths.h"
 #include "engine/assets/LmdAssetResolver.h"
 #include "services/FileManager.h"
-#include "base/LmdPaths.h"
 
 #include <filesystem>
 #include <fstream>

@@ -12,8 +12,8 @@
 // shadows on and off, and the frames per second of both are printed (a measurement, not a check).
 // Exits 0 only when every check passes.
 #include "base/LmdLog.h"
-#include "engine/scene/LmdBase3D.h"
 #include "engine/LmdRuntime.h"
+#include "engine/scene/LmdBase3D.h"
 #include "engine/scene/LmdScene.h"
 #include "engine/scene/LmdShadows.h"
 // The skinned test model, from tests/ (on this program's include path).

@@ -9,12 +9,12 @@
 // a bad-input game: it must load and play, with one critical log line per fault naming the node.
 // Exits 0 only when every check passes; each failure is a line on stderr.
 #include "base/LmdLog.h"
+#include "engine/LmdRuntime.h"
+#include "engine/editing/LmdEditTools.h"
+#include "engine/editing/LmdSourceFiles.h"
 #include "engine/scene/LmdBase2D.h"
 #include "engine/scene/LmdBase3D.h"
-#include "engine/LmdRuntime.h"
 #include "engine/scene/LmdScene.h"
-#include "engine/editing/LmdSourceFiles.h"
-#include "engine/document/Lumenda3DUtils.h"
 
 #include <OgreCamera.h>
 #include <OgreSceneNode.h>
@@ -43,7 +43,8 @@ using Clock = std::chrono::steady_clock;
 
 class CheckApp : public LmdRuntime {
 public:
-    CheckApp() : LmdRuntime("Lumenda3DRuntimeCheck") {}
+    // The editor's tools (document service, selection, gizmos) are part of what is checked.
+    CheckApp() : LmdRuntime("Lumenda3DRuntimeCheck") { LmdEditTools::install(*this); }
     void setup() override {
         LmdRuntime::setup();
         enableInputSimulation();
@@ -315,12 +316,9 @@ void editPlatformer(CheckApp& app) {
 
     // A new element through the document service, built without a rebuild.
     pugi::xml_node level = app.getSourceXml()->document_element().child("Level");
-    pugi::xml_node crate = app.sourceFiles->appendChild(level, "Box");
-    app.sourceFiles->setAttribute(crate, "name", "NewCrate");
-    app.sourceFiles->setAttribute(crate, "x", "3");
-    app.sourceFiles->setAttribute(crate, "texture", "stone");
-    app.sourceFiles->setAttribute(crate, "id", Lumenda3DUtils::getNextId());
-    app.registerXmlNode(crate);
+    using Build = LmdSourceFiles::Build;
+    pugi::xml_node crate = app.sourceFiles->createElement(
+        level, "Box", {{"name", "NewCrate"}, {"x", "3"}, {"texture", "stone"}}, Build::Later);
     const size_t before = app.getObjectList().size();
     expect(app.shouldRunPartialSource("Box", level), "a new Box needs runPartialSource");
     app.runPartialSource(crate, level);
@@ -330,17 +328,10 @@ void editPlatformer(CheckApp& app) {
     runFrames(app, 2);
 
     // Moved vertices: a VertexList added under the crate rebuilds its mesh with the vertex moved.
-    pugi::xml_node list = app.sourceFiles->appendChild(crate, "VertexList");
-    app.sourceFiles->setAttribute(list, "id", Lumenda3DUtils::getNextId());
-    app.registerXmlNode(list);
-    pugi::xml_node vertex = app.sourceFiles->appendChild(list, "Vertex");
-    app.sourceFiles->setAttribute(vertex, "num", "0");
-    app.sourceFiles->setAttribute(vertex, "pos", "0"); // vertex 0: the front face's top left corner
-    app.sourceFiles->setAttribute(vertex, "x", "-0.5");
-    app.sourceFiles->setAttribute(vertex, "y", "2");
-    app.sourceFiles->setAttribute(vertex, "z", "0.5");
-    app.sourceFiles->setAttribute(vertex, "id", Lumenda3DUtils::getNextId());
-    app.registerXmlNode(vertex);
+    pugi::xml_node list = app.sourceFiles->createElement(crate, "VertexList", {}, Build::Later);
+    // Vertex 0: the front face's top left corner.
+    app.sourceFiles->createElement(list, "Vertex", {{"num", "0"}, {"pos", "0"}, {"x", "-0.5"}, {"y", "2"}, {"z", "0.5"}},
+                                   Build::Later);
     app.runPartialSource(list, crate);
     expect(object(app, "NewCrate") && std::abs(object(app, "NewCrate")->getLocalBounds().getMaximum().y - 2.0f) < 0.01f,
            "a Vertex offset moves the crate's vertex");

@@ -1,11 +1,11 @@
 // lumenda3d-check: reads a game file and reports what the command schema finds wrong with it.
 // Exit status: 0 when the game is clean, 1 when it has violations, 2 when it cannot be read.
 #include "base/LmdLog.h"
-#include "engine/schema/CodeSchema.h"
+#include "base/LmdPaths.h"
 #include "engine/document/LmdGameDocument.h"
+#include "engine/schema/CodeSchema.h"
 #include "engine/schema/SchemaValidator.h"
 #include "services/FileManager.h"
-#include "base/LmdPaths.h"
 
 #include <cstdio>
 #include <cstring>

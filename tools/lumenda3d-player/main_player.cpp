@@ -7,9 +7,9 @@
 // capture of the window (PNG for a .png name, JPEG otherwise) and leave. A missing or unreadable
 // file, a text that is not a game, or bad options give a message on stderr and exit code 2.
 #include "base/LmdLog.h"
-#include "engine/document/LmdGameDocument.h"
-#include "engine/app/LmdImageEncoder.h"
 #include "engine/LmdRuntime.h"
+#include "engine/app/LmdImageEncoder.h"
+#include "engine/document/LmdGameDocument.h"
 
 #include <lodepng.h>
 

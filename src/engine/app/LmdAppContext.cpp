@@ -1,8 +1,8 @@
 #include "engine/app/LmdAppContext.h"
 
 #include "base/LmdLog.h"
-#include "engine/app/LmdImageEncoder.h"
 #include "base/LmdPaths.h"
+#include "engine/app/LmdImageEncoder.h"
 
 #include <OgreCamera.h>
 #include <OgreHardwarePixelBuffer.h>

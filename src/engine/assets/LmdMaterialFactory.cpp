@@ -1,8 +1,8 @@
 #include "engine/assets/LmdMaterialFactory.h"
 
+#include "base/LmdValueParser.h"
 #include "engine/assets/LmdAssetResolver.h"
 #include "engine/scene/LmdSceneFaults.h"
-#include "base/LmdValueParser.h"
 
 #include <OgreDataStream.h>
 #include <OgreImage.h>

@@ -1,8 +1,8 @@
 #include "engine/document/LmdGameDocument.h"
 
-#include "engine/schema/CodeSchema.h"
-#include "engine/document/Lumenda3DUtils.h"
 #include "base/LmdXmlWriter.h"
+#include "engine/document/Lumenda3DUtils.h"
+#include "engine/schema/CodeSchema.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -48,6 +48,11 @@ bool LmdGameDocument::parse(const std::string& xml, pugi::xml_document& out, std
         return false;
     }
     return true;
+}
+
+bool LmdGameDocument::isValidText(const std::string& xml) {
+    pugi::xml_document scratch;
+    return parse(xml, scratch);
 }
 
 namespace {

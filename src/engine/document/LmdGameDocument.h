@@ -72,6 +72,8 @@ public:
 
     // Parses game text with the document's rules; false and `error` on bad text.
     static bool parse(const std::string& xml, pugi::xml_document& out, std::string* error = nullptr);
+    // Whether the text would load (parse() without keeping the result).
+    static bool isValidText(const std::string& xml);
 
 private:
     void setSlot(int id, const pugi::xml_node& node);

@@ -1,8 +1,8 @@
 #include "engine/editing/LmdAutoSaver.h"
 
 #include "base/LmdLog.h"
-#include "services/FileManager.h"
 #include "base/LmdPaths.h"
+#include "services/FileManager.h"
 
 #include <ctime>
 #include <filesystem>

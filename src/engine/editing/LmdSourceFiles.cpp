@@ -2,9 +2,9 @@
 
 #include "base/LmdLog.h"
 #include "engine/document/LmdGameDocument.h"
+#include "engine/document/Lumenda3DUtils.h"
 #include "engine/editing/LmdTreeDiff.h"
 #include "engine/editing/LmdXmlTreeOps.h"
-#include "engine/document/Lumenda3DUtils.h"
 
 #include <cctype>
 #include <cstring>
@@ -94,10 +94,32 @@ LmdHistoryStep* LmdSourceFiles::stepForAttribute(const pugi::xml_node& node, con
     return &history_.pushStep();
 }
 
-void LmdSourceFiles::afterChange() {
+void LmdSourceFiles::afterChange(LmdDocumentChange::Kind kind, const pugi::xml_node& node) {
     if (document_)
         document_->markChanged();
     autoSaver_.noteChange();
+    LmdDocumentChange change;
+    change.kind = kind;
+    change.node = node;
+    if (groupDepth_ == 0) {
+        notifyChange(change);
+        return;
+    }
+    // One notification for the whole group: structure outweighs values, and changes of several
+    // elements are about the document as a whole.
+    if (!groupChanged_) {
+        groupChanged_ = true;
+        groupChange_ = change;
+        return;
+    }
+    if (kind == LmdDocumentChange::Kind::Structure)
+        groupChange_.kind = kind;
+    if (groupChange_.node != node)
+        groupChange_.node = document_ ? document_->root() : pugi::xml_node();
+}
+
+void LmdSourceFiles::notifyChange(const LmdDocumentChange& change) {
+    changed_.emit(change);
 }
 
 void LmdSourceFiles::setAttributeText(const pugi::xml_node& node, const char* name, const std::string& value) {
@@ -127,7 +149,7 @@ void LmdSourceFiles::setAttributeText(const pugi::xml_node& node, const char* na
         r.hasNew = true;
         r.newValue = value;
         existing.set_value(value.c_str());
-        afterChange();
+        afterChange(LmdDocumentChange::Kind::Attribute, node);
         return;
     }
 
@@ -153,7 +175,7 @@ void LmdSourceFiles::setAttributeText(const pugi::xml_node& node, const char* na
         }
     }
     (existing ? existing : target.append_attribute(name)).set_value(value.c_str());
-    afterChange();
+    afterChange(LmdDocumentChange::Kind::Attribute, node);
 }
 
 void LmdSourceFiles::setAttribute(const pugi::xml_node& node, const char* name, bool value) {
@@ -196,7 +218,7 @@ void LmdSourceFiles::removeAttribute(const pugi::xml_node& node, const char* nam
         closeRun();
     }
     target.remove_attribute(existing);
-    afterChange();
+    afterChange(LmdDocumentChange::Kind::Attribute, node);
 }
 
 namespace {
@@ -227,7 +249,7 @@ pugi::xml_node LmdSourceFiles::appendChild(const pugi::xml_node& parent, const c
         history_.stepChanged();
         joinNodes_.push_back(created);
     }
-    afterChange();
+    afterChange(LmdDocumentChange::Kind::Structure, created);
     return created;
 }
 
@@ -252,7 +274,7 @@ pugi::xml_node LmdSourceFiles::insertCopyAfter(const pugi::xml_node& parent, con
         history_.stepChanged();
         joinNodes_.push_back(created);
     }
-    afterChange();
+    afterChange(LmdDocumentChange::Kind::Structure, created);
     return created;
 }
 
@@ -308,7 +330,7 @@ pugi::xml_node LmdSourceFiles::prependMove(const pugi::xml_node& parent, const p
         step->records.push_back(std::move(r));
         history_.stepChanged();
     }
-    afterChange();
+    afterChange(LmdDocumentChange::Kind::Structure, parent);
     return moved;
 }
 
@@ -338,7 +360,7 @@ pugi::xml_node LmdSourceFiles::insertMoveAfter(const pugi::xml_node& parent, con
         step->records.push_back(std::move(r));
         history_.stepChanged();
     }
-    afterChange();
+    afterChange(LmdDocumentChange::Kind::Structure, parent);
     return moved;
 }
 
@@ -360,7 +382,7 @@ void LmdSourceFiles::removeChild(const pugi::xml_node& parent, const pugi::xml_n
     if (document_)
         document_->unregisterSubtree(child);
     p.remove_child(child);
-    afterChange();
+    afterChange(LmdDocumentChange::Kind::Structure, parent);
 }
 
 void LmdSourceFiles::updateNodeGuid(const pugi::xml_node& node, bool recursive) {
@@ -399,13 +421,33 @@ std::string LmdSourceFiles::getNextAutoName(const std::string& baseName) {
     }
 }
 
+pugi::xml_node LmdSourceFiles::createElement(const pugi::xml_node& parent, const char* elementName,
+                                            const std::map<std::string, std::string>& attributes, Build build) {
+    if (!inDocument(parent) || !elementName || !*elementName)
+        return pugi::xml_node();
+    pugi::xml_node node;
+    {
+        EditGroupScope group(*this);
+        node = appendChild(parent, elementName);
+        if (!node)
+            return node;
+        for (const auto& attribute : attributes)
+            setAttribute(node, attribute.first.c_str(), attribute.second);
+        setAttribute(node, "id", Lumenda3DUtils::getNextId());
+        document_->registerXmlNode(node);
+    } // the listeners hear of it here: the block tree shows it before the game does
+    if (build == Build::Now && sceneBuilder_)
+        sceneBuilder_(node, parent);
+    return node;
+}
+
 void LmdSourceFiles::regenerateProjectGuid() {
     if (!document_ || !document_->root())
         return;
     pugi::xml_node root = document_->root();
     pugi::xml_attribute a = root.attribute("guidId");
     (a ? a : root.append_attribute("guidId")).set_value(Lumenda3DUtils::newGuid().c_str());
-    afterChange();
+    afterChange(LmdDocumentChange::Kind::Attribute, root);
 }
 
 void LmdSourceFiles::beginEditGroup() {
@@ -419,8 +461,13 @@ void LmdSourceFiles::beginEditGroup() {
 void LmdSourceFiles::endEditGroup() {
     if (groupDepth_ == 0)
         return;
-    if (--groupDepth_ == 0)
-        groupStepStarted_ = false;
+    if (--groupDepth_ > 0)
+        return;
+    groupStepStarted_ = false;
+    if (groupChanged_) {
+        groupChanged_ = false;
+        notifyChange(groupChange_);
+    }
 }
 
 // ---- history -----------------------------------------------------------------------------
@@ -442,6 +489,9 @@ void LmdSourceFiles::resetHistory() {
 void LmdSourceFiles::onDocumentReplaced(std::unique_ptr<pugi::xml_document> previous) {
     closeRun();
     joinNodes_.clear();
+    // Undo and redo announce their reload themselves, once.
+    if (!applyingSnapshot_)
+        notifyChange(LmdDocumentChange{});
     if (applyingSnapshot_ || !historyEnabled_ || !previous) {
         pendingPrevious_.reset();
         // The first document of a session is not a change worth a backup; later ones are.
@@ -503,7 +553,8 @@ void LmdSourceFiles::applyHistory(bool undoing) {
         }
         return;
     }
-    afterChange();
+    document_->markChanged();
+    autoSaver_.noteChange();
     if (onSnapshotApplied_) {
         const std::string xml = document_->getSourceXmlString(false, false);
         applyingSnapshot_ = true;
@@ -515,6 +566,8 @@ void LmdSourceFiles::applyHistory(bool undoing) {
         }
         applyingSnapshot_ = false;
     }
+    // The nodes changed under their holders (and were replaced by the reload): a new document.
+    notifyChange(LmdDocumentChange{});
 }
 
 void LmdSourceFiles::undo() {
@@ -562,8 +615,7 @@ std::string LmdSourceFiles::getMainSourceFileString(bool withIds, bool forStorag
 }
 
 bool LmdSourceFiles::isXmlSourceStringValid(const std::string& xml) {
-    pugi::xml_document scratch;
-    return LmdGameDocument::parse(xml, scratch);
+    return LmdGameDocument::isValidText(xml);
 }
 
 void LmdSourceFiles::update() {

@@ -11,6 +11,7 @@
 // the assistant's edit) is a step too, recorded as the difference to the previous document.
 #include <cstddef>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -18,12 +19,28 @@
 
 #include <pugixml.hpp>
 
+#include "base/LmdSignal.h"
 #include "engine/editing/LmdAutoSaver.h"
 #include "engine/editing/LmdEditHistory.h"
 
 namespace Lumenda3D {
 
 class LmdGameDocument;
+
+// One change of the game document, as the document service tells its listeners.
+struct LmdDocumentChange {
+    enum class Kind {
+        Replaced,   // a whole new document (a load, an agent's or the assistant's edit, undo, redo):
+                    // every node handle held from before is dead
+        Structure,  // elements were added, moved or removed
+        Attribute,  // attribute values changed
+    };
+    Kind kind = Kind::Replaced;
+    // The element the change is about: the new or changed element, the parent an element was
+    // removed from or moved to. With several elements in one edit group, the document's root
+    // element. Empty for a replacement.
+    pugi::xml_node node;
+};
 
 class LmdSourceFiles {
 public:
@@ -59,6 +76,28 @@ public:
     // A `name` not yet used in the document: the base without trailing digits, followed by the
     // smallest number from 1 that is free ("Box" -> "Box1", "Box1" -> "Box2" when Box1 exists).
     std::string getNextAutoName(const std::string& baseName);
+
+    // A new element in one step, the way every new element is made: appended to `parent` (an
+    // element of the document), given `attributes` in map order and a fresh `id`, registered,
+    // announced to the change listeners (the block tree shows it), and then built in the scene
+    // through the scene builder (with Build::Later the caller builds once for a batch). One undo
+    // step. Empty when the parent is not in the document.
+    enum class Build { Now, Later };
+    pugi::xml_node createElement(const pugi::xml_node& parent, const char* elementName,
+                                 const std::map<std::string, std::string>& attributes, Build build = Build::Now);
+    // Builds a new element (and its subtree) in the running scene under its parent; set by the
+    // editor's edit layer. May be empty: the element is then only in the document.
+    using SceneBuilder = std::function<void(pugi::xml_node node, pugi::xml_node parent)>;
+    void setSceneBuilder(SceneBuilder builder) { sceneBuilder_ = std::move(builder); }
+
+    // Every change of the document, told once to each listener after it happened: one
+    // notification per operation of this service that changed the game (setting a value to what
+    // it was is none, and neither is writing the ephemeral `id`), one per edit group at its end,
+    // one per replaced document (a load that failed changed nothing and is told nothing), one
+    // per undo or redo. Listeners run on the main thread and may edit the document themselves.
+    LmdSubscription subscribeChanges(std::function<void(const LmdDocumentChange&)> listener) {
+        return changed_.subscribe(std::move(listener));
+    }
     // New `guidId` on the root element: the identity of the project.
     void regenerateProjectGuid();
 
@@ -116,7 +155,10 @@ private:
     LmdHistoryStep* stepForStructure();
     LmdHistoryStep* stepForAttribute(const pugi::xml_node& node, const char* name, bool foldable);
     bool isCreatedInJoinWindow(const pugi::xml_node& node) const;
-    void afterChange();
+    // Marks the document changed (version, auto-save) and tells the listeners, or keeps the news
+    // for the end of the open edit group.
+    void afterChange(LmdDocumentChange::Kind kind, const pugi::xml_node& node);
+    void notifyChange(const LmdDocumentChange& change);
     void closeRun();
     void compactPendingReplacement();
     void onDocumentReplaced(std::unique_ptr<pugi::xml_document> previous);
@@ -143,6 +185,12 @@ private:
     std::unique_ptr<pugi::xml_document> pendingPrevious_;
 
     LmdAutoSaver autoSaver_;
+
+    SceneBuilder sceneBuilder_;
+    LmdSignal<const LmdDocumentChange&> changed_{"document changed"};
+    // The change an open edit group will announce when it ends.
+    bool groupChanged_ = false;
+    LmdDocumentChange groupChange_;
 };
 
 } // namespace Lumenda3D

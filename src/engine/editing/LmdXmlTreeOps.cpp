@@ -1,7 +1,7 @@
 #include "engine/editing/LmdXmlTreeOps.h"
 
-#include "engine/document/LmdGameDocument.h"
 #include "base/LmdXmlWriter.h"
+#include "engine/document/LmdGameDocument.h"
 
 #include <algorithm>
 #include <cstring>

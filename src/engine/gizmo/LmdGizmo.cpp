@@ -1,10 +1,10 @@
 #include "engine/gizmo/LmdGizmo.h"
 
-#include "engine/scene/LmdBase3D.h"
+#include "engine/app/LmdScreenProjector.h"
 #include "engine/gizmo/LmdGizmoEvents.h"
 #include "engine/gizmo/LmdGizmoMath.h"
 #include "engine/gizmo/LmdGizmoVisual.h"
-#include "engine/app/LmdScreenProjector.h"
+#include "engine/scene/LmdBase3D.h"
 
 #include <OgreMath.h>
 #include <OgreSceneNode.h>

@@ -47,6 +47,11 @@ void LmdGizmo2D::fire(LmdEventEnum id, std::shared_ptr<LmdEvent> event) {
         mServices.fire(id, std::move(event));
 }
 
+void LmdGizmo2D::noteSelection(LmdBase2D* element) {
+    if (mServices.selectionChanged)
+        mServices.selectionChanged(element);
+}
+
 void LmdGizmo2D::attach(LmdBase2D* element) {
     if (!element) {
         detach();
@@ -59,6 +64,8 @@ void LmdGizmo2D::attach(LmdBase2D* element) {
     mElement = element;
     mHovered = Handle::None;
     mShown = true; // until the next frame tells otherwise
+    // The owner's selection first, so that listeners of event 15 see the element selected.
+    noteSelection(element);
     fire(LmdEventGizmoAttached, std::make_shared<LmdGizmo2DEvent>(LmdEventGizmoAttached, element));
 }
 
@@ -69,6 +76,7 @@ void LmdGizmo2D::detach() {
     LmdBase2D* old = mElement;
     mElement = nullptr;
     mHovered = Handle::None;
+    noteSelection(nullptr);
     fire(LmdEventGizmoDetached, std::make_shared<LmdGizmo2DEvent>(LmdEventGizmoDetached, old));
 }
 
@@ -78,6 +86,7 @@ void LmdGizmo2D::forgetVanishedObject() {
     mElement = nullptr;
     mHandle = mHovered = Handle::None;
     mActive = false;
+    noteSelection(nullptr);
     fire(LmdEventGizmoDetached, std::make_shared<LmdGizmo2DEvent>(LmdEventGizmoDetached, nullptr));
 }
 

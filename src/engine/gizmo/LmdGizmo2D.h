@@ -16,8 +16,8 @@
 #include <utility>
 #include <vector>
 
-#include "engine/scene/LmdBase2D.h"
 #include "engine/events/LmdEvent.h"
+#include "engine/scene/LmdBase2D.h"
 
 struct ImDrawList;
 
@@ -33,6 +33,8 @@ public:
 
     struct Services {
         std::function<void(LmdEventEnum, std::shared_ptr<LmdEvent>)> fire;
+        // The owner's selection follows the gizmo (null: no element selected).
+        std::function<void(LmdBase2D*)> selectionChanged;
         // Writes the numbers a finished drag changed.
         std::function<void(LmdBase2D& element, const std::vector<std::pair<std::string, float>>& values)> commit;
         // The game's view in window pixels (the container of top-level elements).
@@ -81,6 +83,7 @@ private:
     LmdRect2D containerOf(const LmdBase2D& element) const;
     void apply(float dx, float dy);
     void fire(LmdEventEnum id, std::shared_ptr<LmdEvent> event);
+    void noteSelection(LmdBase2D* element);
 
     Services mServices;
     LmdBase2D* mElement = nullptr;

@@ -1,8 +1,8 @@
 #include "engine/gizmo/LmdGizmoCommit.h"
 
-#include "engine/schema/CodeSchema.h"
-#include "engine/editing/LmdSourceFiles.h"
 #include "engine/document/Lumenda3DUtils.h"
+#include "engine/editing/LmdSourceFiles.h"
+#include "engine/schema/CodeSchema.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,9 +1,9 @@
 #include "engine/gizmo/LmdGizmoVertices.h"
 
-#include "engine/scene/LmdBase3D.h"
+#include "engine/app/LmdScreenProjector.h"
 #include "engine/assets/LmdMeshData.h"
 #include "engine/assets/LmdOgreMesh.h"
-#include "engine/app/LmdScreenProjector.h"
+#include "engine/scene/LmdBase3D.h"
 
 #include <OgreEntity.h>
 #include <OgreMesh.h>

@@ -12,9 +12,9 @@
 #include <lua.hpp>
 
 #include "base/LmdLog.h"
+#include "base/LmdPaths.h"
 #include "engine/logic/LmdLuaTranslator.h"
 #include "engine/logic/LmdScriptHost.h"
-#include "base/LmdPaths.h"
 
 namespace Lumenda3D {
 namespace {

@@ -17,8 +17,8 @@
 
 #include <pugixml.hpp>
 
-#include "engine/schema/CodeSchema.h"
 #include "engine/logic/LmdLuaTranslation.h"
+#include "engine/schema/CodeSchema.h"
 
 namespace Lumenda3D {
 

@@ -1,9 +1,9 @@
 #include "engine/logic/LmdSceneHost.h"
 
-#include "engine/scene/LmdBase2D.h"
-#include "engine/scene/LmdBase3D.h"
 #include "engine/app/LmdEditorCamera.h"
 #include "engine/physics/LmdGamePhysics.h"
+#include "engine/scene/LmdBase2D.h"
+#include "engine/scene/LmdBase3D.h"
 #include "engine/scene/LmdObjectProperties.h"
 #include "engine/scene/LmdScene.h"
 #include "engine/sound/LmdSoundSystem.h"

@@ -1,8 +1,8 @@
 #include "engine/physics/LmdGamePhysics.h"
 
-#include "engine/scene/LmdBase3D.h"
 #include "engine/assets/LmdMeshData.h"
 #include "engine/physics/LmdPhysicsWorld.h"
+#include "engine/scene/LmdBase3D.h"
 
 #include <OgreSceneNode.h>
 

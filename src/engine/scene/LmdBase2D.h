@@ -10,8 +10,8 @@
 
 #include <OgreTexture.h>
 
-#include "engine/scene/LmdSceneDescription.h"
 #include "engine/logic/LmdScriptValue.h"
+#include "engine/scene/LmdSceneDescription.h"
 
 namespace Lumenda3D {
 

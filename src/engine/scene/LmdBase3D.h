@@ -20,8 +20,8 @@
 #include <OgreQuaternion.h>
 #include <OgreVector.h>
 
-#include "engine/scene/LmdSceneDescription.h"
 #include "engine/logic/LmdScriptValue.h"
+#include "engine/scene/LmdSceneDescription.h"
 
 namespace Ogre {
 class AnimationState;

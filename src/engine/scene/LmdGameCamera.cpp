@@ -1,7 +1,7 @@
 #include "engine/scene/LmdGameCamera.h"
 
-#include "engine/scene/LmdBase3D.h"
 #include "engine/app/LmdEditorCamera.h"
+#include "engine/scene/LmdBase3D.h"
 #include "engine/scene/LmdScene.h"
 
 #include <OgreCamera.h>

@@ -1,8 +1,8 @@
 #include "engine/scene/LmdNodeReader.h"
 
-#include "engine/scene/LmdSceneFaults.h"
 #include "base/LmdValueParser.h"
 #include "engine/document/Lumenda3DUtils.h"
+#include "engine/scene/LmdSceneFaults.h"
 
 #include <algorithm>
 

@@ -1,10 +1,10 @@
 #include "engine/scene/LmdObjectProperties.h"
 
-#include "engine/scene/LmdBase3D.h"
-#include "engine/physics/LmdGamePhysics.h"
-#include "engine/assets/LmdMaterialFactory.h"
-#include "engine/scene/LmdScene.h"
 #include "base/LmdValueParser.h"
+#include "engine/assets/LmdMaterialFactory.h"
+#include "engine/physics/LmdGamePhysics.h"
+#include "engine/scene/LmdBase3D.h"
+#include "engine/scene/LmdScene.h"
 
 #include <algorithm>
 #include <cmath>

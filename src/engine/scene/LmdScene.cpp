@@ -1,8 +1,8 @@
 #include "engine/scene/LmdScene.h"
 
+#include "engine/assets/LmdMaterialFactory.h"
 #include "engine/scene/LmdBase2D.h"
 #include "engine/scene/LmdBase3D.h"
-#include "engine/assets/LmdMaterialFactory.h"
 #include "engine/scene/LmdSceneFaults.h"
 
 #include <OgreLight.h>

@@ -1,9 +1,9 @@
 #include "engine/scene/LmdSceneBuilder.h"
 
-#include "engine/scene/LmdBase2D.h"
-#include "engine/scene/LmdBase3D.h"
 #include "engine/assets/LmdMaterialFactory.h"
 #include "engine/assets/LmdMeshLibrary.h"
+#include "engine/scene/LmdBase2D.h"
+#include "engine/scene/LmdBase3D.h"
 #include "engine/scene/LmdSceneFaults.h"
 #include "engine/scene/LmdShadows.h"
 

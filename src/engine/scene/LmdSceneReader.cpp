@@ -1,11 +1,11 @@
 #include "engine/scene/LmdSceneReader.h"
 
-#include "engine/schema/CodeSchema.h"
+#include "base/LmdValueParser.h"
+#include "engine/document/Lumenda3DUtils.h"
 #include "engine/scene/LmdEulerHelper.h"
 #include "engine/scene/LmdNodeReader.h"
 #include "engine/scene/LmdSceneFaults.h"
-#include "base/LmdValueParser.h"
-#include "engine/document/Lumenda3DUtils.h"
+#include "engine/schema/CodeSchema.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,11 +1,11 @@
 #include "engine/scene/ScriptParser.h"
 
 #include "base/LmdLog.h"
+#include "base/LmdPaths.h"
 #include "engine/scene/LmdPartialSource.h"
 #include "engine/scene/LmdScene.h"
 #include "engine/scene/LmdSceneFaults.h"
 #include "engine/scene/LmdSceneReader.h"
-#include "base/LmdPaths.h"
 
 #include <filesystem>
 

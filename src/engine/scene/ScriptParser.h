@@ -12,8 +12,8 @@
 
 #include <pugixml.hpp>
 
-#include "engine/schema/CodeSchema.h"
 #include "engine/scene/LmdSceneDescription.h"
+#include "engine/schema/CodeSchema.h"
 
 namespace Lumenda3D {
 

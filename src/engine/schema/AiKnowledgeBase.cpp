@@ -6,10 +6,10 @@
 #include <sstream>
 
 #include "base/LmdLog.h"
-#include "engine/schema/CodeSchema.h"
-#include "engine/app/LmdKeyNames.h"
-#include "engine/schema/SchemaValidator.h"
 #include "base/LmdPaths.h"
+#include "engine/app/LmdKeyNames.h"
+#include "engine/schema/CodeSchema.h"
+#include "engine/schema/SchemaValidator.h"
 
 namespace Lumenda3D {
 namespace {

@@ -14,9 +14,9 @@
 #include <OgreSkeletonManager.h>
 #include <gtest/gtest.h>
 
+#include "TestDataRoot.h"
 #include "engine/AnimatedModelFile.h"
 #include "engine/HeadlessOgre.h"
-#include "TestDataRoot.h"
 #include "engine/assets/LmdOgreMesh.h"
 
 namespace Lumenda3D {

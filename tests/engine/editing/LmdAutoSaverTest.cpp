@@ -1,10 +1,10 @@
 #include "engine/editing/LmdAutoSaver.h"
 
+#include "TestDataRoot.h"
 #include "base/LmdLog.h"
 #include "engine/document/LmdGameDocument.h"
 #include "engine/editing/LmdSourceFiles.h"
 #include "services/FileManager.h"
-#include "TestDataRoot.h"
 
 #include <gtest/gtest.h>
 

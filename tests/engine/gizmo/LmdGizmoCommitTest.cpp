@@ -5,9 +5,9 @@
 #include <gtest/gtest.h>
 
 #include "base/LmdLog.h"
-#include "engine/scene/LmdEulerHelper.h"
 #include "engine/document/LmdGameDocument.h"
 #include "engine/editing/LmdSourceFiles.h"
+#include "engine/scene/LmdEulerHelper.h"
 #include "engine/scene/ScriptParser.h"
 
 namespace Lumenda3D {

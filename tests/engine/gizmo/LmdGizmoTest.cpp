@@ -13,13 +13,13 @@
 #include <vector>
 
 #include "engine/HeadlessOgre.h"
-#include "engine/scene/LmdBase3D.h"
+#include "engine/app/LmdScreenProjector.h"
+#include "engine/assets/LmdOgreMesh.h"
+#include "engine/assets/LmdPrimitiveMesh.h"
 #include "engine/gizmo/LmdGizmoEvents.h"
 #include "engine/gizmo/LmdGizmoMath.h"
 #include "engine/gizmo/LmdGizmoVisual.h"
-#include "engine/assets/LmdOgreMesh.h"
-#include "engine/assets/LmdPrimitiveMesh.h"
-#include "engine/app/LmdScreenProjector.h"
+#include "engine/scene/LmdBase3D.h"
 
 namespace Lumenda3D {
 namespace {

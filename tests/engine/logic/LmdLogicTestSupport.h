@@ -11,9 +11,9 @@
 #include <pugixml.hpp>
 
 #include "base/LmdLog.h"
-#include "engine/schema/CodeSchema.h"
 #include "engine/logic/LmdLuaRuntime.h"
 #include "engine/logic/LmdScriptHost.h"
+#include "engine/schema/CodeSchema.h"
 
 namespace Lumenda3D::test {
 

@@ -15,22 +15,22 @@
 #include <OgreSkeletonInstance.h>
 #include <gtest/gtest.h>
 
+#include "TestDataRoot.h"
 #include "engine/AnimatedModelFile.h"
 #include "engine/HeadlessOgre.h"
-#include "engine/logic/LmdLogicTestSupport.h"
-#include "TestDataRoot.h"
 #include "engine/assets/LmdAssetResolver.h"
-#include "engine/scene/LmdBase3D.h"
-#include "engine/document/LmdGameDocument.h"
-#include "engine/logic/LmdLuaRuntime.h"
 #include "engine/assets/LmdMaterialFactory.h"
 #include "engine/assets/LmdMeshLibrary.h"
 #include "engine/assets/LmdModelImporter.h"
 #include "engine/assets/LmdOgreMesh.h"
 #include "engine/assets/LmdOgreSkeleton.h"
+#include "engine/document/LmdGameDocument.h"
+#include "engine/logic/LmdLogicTestSupport.h"
+#include "engine/logic/LmdLuaRuntime.h"
+#include "engine/logic/LmdSceneHost.h"
+#include "engine/scene/LmdBase3D.h"
 #include "engine/scene/LmdScene.h"
 #include "engine/scene/LmdSceneFaults.h"
-#include "engine/logic/LmdSceneHost.h"
 #include "engine/scene/ScriptParser.h"
 
 namespace Lumenda3D {

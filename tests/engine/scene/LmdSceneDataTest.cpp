@@ -11,17 +11,17 @@
 
 #include "TestDataRoot.h"
 #include "base/LmdLog.h"
-#include "engine/assets/LmdAssetResolver.h"
-#include "engine/scene/LmdBase2D.h"
-#include "engine/scene/LmdEulerHelper.h"
-#include "engine/events/LmdEventBus.h"
-#include "engine/scene/LmdGameCamera.h"
+#include "base/LmdValueParser.h"
+#include "engine/LmdRuntime.h"
 #include "engine/app/LmdKeyNames.h"
-#include "engine/scene/LmdLayer2D.h"
+#include "engine/assets/LmdAssetResolver.h"
 #include "engine/assets/LmdModelImporter.h"
 #include "engine/assets/LmdPrimitiveMesh.h"
-#include "engine/LmdRuntime.h"
-#include "base/LmdValueParser.h"
+#include "engine/events/LmdEventBus.h"
+#include "engine/scene/LmdBase2D.h"
+#include "engine/scene/LmdEulerHelper.h"
+#include "engine/scene/LmdGameCamera.h"
+#include "engine/scene/LmdLayer2D.h"
 
 namespace Lumenda3D {
 namespace {

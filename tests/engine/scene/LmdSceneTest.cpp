@@ -13,19 +13,19 @@
 #include <OgreSubEntity.h>
 #include <gtest/gtest.h>
 
-#include "engine/HeadlessOgre.h"
 #include "TestDataRoot.h"
 #include "base/LmdLog.h"
+#include "engine/HeadlessOgre.h"
 #include "engine/assets/LmdAssetResolver.h"
-#include "engine/scene/LmdBase3D.h"
-#include "engine/document/LmdGameDocument.h"
-#include "engine/physics/LmdGamePhysics.h"
 #include "engine/assets/LmdMaterialFactory.h"
 #include "engine/assets/LmdMeshLibrary.h"
-#include "engine/scene/LmdObjectProperties.h"
-#include "engine/physics/LmdPhysicsWorld.h"
-#include "engine/scene/LmdSceneFaults.h"
+#include "engine/document/LmdGameDocument.h"
 #include "engine/logic/LmdSceneHost.h"
+#include "engine/physics/LmdGamePhysics.h"
+#include "engine/physics/LmdPhysicsWorld.h"
+#include "engine/scene/LmdBase3D.h"
+#include "engine/scene/LmdObjectProperties.h"
+#include "engine/scene/LmdSceneFaults.h"
 #include "engine/scene/ScriptParser.h"
 
 namespace Lumenda3D {

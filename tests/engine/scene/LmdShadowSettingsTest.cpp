@@ -8,14 +8,14 @@
 #include <OgreLight.h>
 #include <gtest/gtest.h>
 
-#include "engine/HeadlessOgre.h"
 #include "TestDataRoot.h"
 #include "base/LmdLog.h"
+#include "engine/HeadlessOgre.h"
 #include "engine/assets/LmdAssetResolver.h"
-#include "engine/scene/LmdBase3D.h"
-#include "engine/document/LmdGameDocument.h"
 #include "engine/assets/LmdMaterialFactory.h"
 #include "engine/assets/LmdMeshLibrary.h"
+#include "engine/document/LmdGameDocument.h"
+#include "engine/scene/LmdBase3D.h"
 #include "engine/scene/LmdObjectProperties.h"
 #include "engine/scene/LmdScene.h"
 #include "engine/scene/LmdSceneFaults.h"

@@ -1,0 +1,25 @@
+#include "chrome/ChromePanels.h"
+
+#include <memory>
+
+#include "chrome/ConfirmDialog.h"
+#include "chrome/ErrorDialog.h"
+#include "chrome/SourceEditor.h"
+#include "chrome/Tabs.h"
+#include "chrome/ToastNotification.h"
+#include "chrome/TopBar.h"
+#include "ui/AllUI.h"
+
+namespace Lumenda3D {
+
+void registerChromePanels(AllUI& ui) {
+    ui.setElement(TopBar::kName, std::make_shared<TopBar>());
+    ui.setElement(Tabs::kName, std::make_shared<Tabs>());
+    // Drawn by the tabs while the Source tab is in front.
+    ui.setElement(SourceEditor::kName, std::make_shared<SourceEditor>());
+    ui.setElement(ErrorDialog::kName, std::make_shared<ErrorDialog>());
+    ui.setElement(ToastNotification::kName, std::make_shared<ToastNotification>());
+    ui.setElement(ConfirmDialog::kName, std::make_shared<ConfirmDialog>());
+}
+
+} // namespace Lumenda3D
