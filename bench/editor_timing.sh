@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Times the editor: from process start to its first frame, and the frame time with an example
-# game open. Runs the real editor under Xvfb (Mesa's software OpenGL) with a test script.
+# game open. Runs the real editor under Xvfb (Mesa's software OpenGL) with a test script, in its
+# test build lumenda3d-testdriver (built with the tests).
 #
 #   bash bench/editor_timing.sh [build folder] [runs] [game]
 #
@@ -30,7 +31,7 @@ for i in $(seq 1 "$runs"); do
   mkdir -p "$work/home"
   start=$(date +%s%N)
   LUMENDA3D_HOME="$work/home" HOME="$work/home" XDG_CACHE_HOME="$work/cache" \
-    LUMENDA3D_TEST_SCRIPT="$work/timing.script" "$build/lumenda3d" "$game" > "$work/run.out" 2>/dev/null
+    LUMENDA3D_TEST_SCRIPT="$work/timing.script" "$build/lumenda3d-testdriver" "$game" > "$work/run.out" 2>/dev/null
   first=$(sed -n 's/^LMD-TEST first-frame realtime_ns=\([0-9]*\).*/\1/p' "$work/run.out")
   timing=$(sed -n 's/^LMD-TEST timing //p' "$work/run.out")
   echo "run $i: start to first frame $(( (first - start) / 1000000 )) ms; $timing" | tee -a "$work/all.txt"

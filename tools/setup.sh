@@ -94,14 +94,14 @@ start_editor() {
     echo "== Starting the editor: ./build/lumenda3d (see docs/running.md)"
     exec ./build/lumenda3d
   fi
-  local shot="$here/build/editor-screenshot.png" script
-  script="$(mktemp)"
-  printf '%s\n' "until loaded" "frames 10" "screenshot $shot" "quit" > "$script"
+  local shot="$here/build/editor-screenshot.png"
   echo "== No desktop session (DISPLAY is not set): starting the editor under Xvfb for a moment"
-  LUMENDA3D_TEST_SCRIPT="$script" xvfb-run -a -s "-screen 0 1280x800x24" ./build/lumenda3d \
-    > "$here/build/editor-run.log" 2>&1
-  rm -f "$script"
-  echo "== The editor started and rendered its starting project: $shot (log: build/editor-run.log)"
+  if xvfb-run -a -s "-screen 0 1280x800x24" ./build/lumenda3d --screenshot "$shot" > "$here/build/editor-run.log" 2>&1; then
+    echo "== The editor started and rendered its starting project: $shot (log: build/editor-run.log)"
+  else
+    echo "== The editor did not write its screenshot; see build/editor-run.log"
+    return 1
+  fi
   echo "   On a desktop, run ./build/lumenda3d (or: bash tools/setup.sh run) to use it."
 }
 

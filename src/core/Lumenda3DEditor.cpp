@@ -16,7 +16,6 @@
 #include "chrome/ToastNotification.h"
 #include "chrome/TopBar.h"
 #include "core/LmdEditorMcpAccess.h"
-#include "core/LmdEditorTestHook.h"
 #include "engine/editing/LmdEditTools.h"
 #include "engine/editing/LmdSourceFiles.h"
 #include "engine/gizmo/LmdGizmo2D.h"
@@ -102,9 +101,28 @@ void Lumenda3DEditor::locateResources() {
                                                                       Ogre::RGN_DEFAULT);
 }
 
+namespace {
+
+std::vector<std::function<void(Lumenda3DEditor&)>>& setupHooks() {
+    static std::vector<std::function<void(Lumenda3DEditor&)>> hooks;
+    return hooks;
+}
+
+} // namespace
+
+void Lumenda3DEditor::addSetupHook(std::function<void(Lumenda3DEditor&)> hook) {
+    if (hook)
+        setupHooks().push_back(std::move(hook));
+}
+
+void Lumenda3DEditor::addObserver(std::unique_ptr<LmdEditorObserver> observer) {
+    if (observer)
+        observers_.push_back(std::move(observer));
+}
+
 void Lumenda3DEditor::setup() {
-    // Test scripts and injected faults (LmdEditorTestHook) are read once, before anything runs.
-    testHook_ = LmdEditorTestHook::fromEnvironment(*this);
+    for (const auto& hook : setupHooks())
+        hook(*this);
 
     LmdRuntime::setup();
     setupEditorCore();

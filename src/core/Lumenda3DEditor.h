@@ -24,6 +24,7 @@
 #include <imgui.h>
 #include <pugixml.hpp>
 
+#include "core/LmdEditorObserver.h"
 #include "engine/LmdRuntime.h"
 #include "mcp/LmdMcpController.h"
 #include "mcp/LmdMcpHost.h"
@@ -34,7 +35,6 @@ namespace Lumenda3D {
 class AllUI;
 class ClipboardUtils;
 class LmdBase3D;
-class LmdEditorTestHook;
 struct LmdGizmoVertex;
 
 class Lumenda3DEditor : public LmdRuntime, public LmdProjectSession, public LmdMcpHost {
@@ -66,6 +66,13 @@ public:
     // Set while an operation must not be disturbed by queued work: agent jobs wait, the scene
     // still renders.
     bool stopRendering = false;
+
+    // --- Observers -------------------------------------------------------------------------------
+    // Watches the editor frame by frame (see LmdEditorObserver); owned from now on.
+    void addObserver(std::unique_ptr<LmdEditorObserver> observer);
+    // Run with the editor at the very start of setup, before anything else: how a program built
+    // on the editor's entry adds observers of its own (the test build's script driver).
+    static void addSetupHook(std::function<void(Lumenda3DEditor&)> hook);
 
     // --- Application context -----------------------------------------------------------------
     void setup() override;
@@ -223,7 +230,6 @@ protected:
     bool frameEnded(const Ogre::FrameEvent& evt) override;
 
 private:
-    friend class LmdEditorTestHook;
     static const std::string& claimEditorSlot(const std::string& appName);
     // The scene object of an element: clears the selection, switches to its level, selects it.
     void selectSceneObject(int xmlId);
@@ -233,7 +239,7 @@ private:
     CloudResourceLoader cloudResourceLoader_;
     SaveDialogHooks saveDialogHooks_;
     std::vector<int> hiddenJoysticks_;
-    std::unique_ptr<LmdEditorTestHook> testHook_;
+    std::vector<std::unique_ptr<LmdEditorObserver>> observers_;
 };
 
 } // namespace Lumenda3D

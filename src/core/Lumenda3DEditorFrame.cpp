@@ -10,7 +10,6 @@
 #include <OgreViewport.h>
 
 #include "base/LmdLog.h"
-#include "core/LmdEditorTestHook.h"
 #include "services/LmdAutoUpdater.h"
 #include "services/LmdSingleInstance.h"
 #include "ui/AllUI.h"
@@ -40,8 +39,8 @@ bool Lumenda3DEditor::frameRenderingQueued(const Ogre::FrameEvent& evt) {
         LmdSingleInstance::getInstance().pump();
         LmdAutoUpdater::getInstance().pump();
         const bool result = LmdRuntime::frameRenderingQueued(evt);
-        if (testHook_)
-            testHook_->frame();
+        for (const auto& observer : observers_)
+            observer->frameRendered();
         return result;
     } catch (const std::exception& e) {
         logFailure("frameRenderingQueued", e);
@@ -53,10 +52,10 @@ bool Lumenda3DEditor::frameRenderingQueued(const Ogre::FrameEvent& evt) {
 
 bool Lumenda3DEditor::frameEnded(const Ogre::FrameEvent& evt) {
     const bool result = LmdRuntime::frameEnded(evt);
-    // A fault injected by a test (LUMENDA3D_TEST_FRAME_FAULTS): the frame fails after it was
-    // shown, the way a fault of the render system would, and the entry's loop must carry on.
-    if (testHook_ && testHook_->takeFrameFault())
-        throw std::runtime_error("injected test fault");
+    // An observer's failure here leaves the frame after it was shown, the way a fault of the
+    // render system would; the entry's loop carries on.
+    for (const auto& observer : observers_)
+        observer->frameEnded();
     return result;
 }
 

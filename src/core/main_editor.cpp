@@ -1,6 +1,7 @@
 // lumenda3d: the editor's entry.
 //
-//   lumenda3d [Lumenda3DApp://URL | game.xml] [--mcp on|off] [--mcp-port N] [--help] [--version]
+//   lumenda3d [Lumenda3DApp://URL | game.xml] [--mcp on|off] [--mcp-port N] [--screenshot FILE]
+//             [--help] [--version]
 //
 // Fixes the working directory, reads the URL and the options, hands them to a running editor or
 // becomes the editor itself, starts the update check, runs the render loop and tears everything
@@ -9,6 +10,7 @@
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
+#include <memory>
 #include <iostream>
 #include <string>
 #include <unordered_map>
@@ -26,6 +28,7 @@
 
 #include "base/LmdVersion.h"
 #include "core/Lumenda3DAppUrl.h"
+#include "core/LmdStartScreenshot.h"
 #include "core/Lumenda3DEditor.h"
 #include "services/LmdAutoUpdater.h"
 #include "services/LmdCommandLine.h"
@@ -145,6 +148,15 @@ int main(int argc, char** argv) {
         ctx.mcpController.pendingCommand = mcp;
     if (!mcpPort.empty())
         ctx.mcpController.pendingPort = mcpPort;
+    // --screenshot: the first project's window to a file, then the editor quits.
+    LmdStartScreenshot* screenshot = nullptr;
+    const std::string screenshotPath = commandLine.get("screenshot", "");
+    if (!screenshotPath.empty()) {
+        auto observer = std::make_unique<LmdStartScreenshot>(
+            ctx, (startFolder / screenshotPath).lexically_normal().string());
+        screenshot = observer.get();
+        ctx.addObserver(std::move(observer));
+    }
     // A game file in place of the URL opens in this editor (it is not handed to a running one).
     if (!commandLine.positional().empty() && !startsWithScheme(commandLine.positional().front()))
         ctx.pendingGameFile = (startFolder / commandLine.positional().front()).lexically_normal().string();
@@ -202,5 +214,5 @@ int main(int argc, char** argv) {
         return 1;
     }
     LmdAutoUpdater::getInstance().cleanup();
-    return 0;
+    return screenshot && !screenshot->written() ? 1 : 0;
 }

@@ -11,9 +11,10 @@ namespace {
 
 const char* const kSettingsKey = "lmdEditor/settings";
 
-// The stored object; anything missing, empty, unparsable or not an object gives an empty object.
+} // namespace
+
 // Bad settings cost the stored values, never a message.
-nlohmann::json loadAll() {
+nlohmann::json EditorSettings::loadAll() {
     std::string text;
     if (!DataPersist::LoadPersistText(kSettingsKey, text) || text.empty())
         return nlohmann::json::object();
@@ -23,26 +24,23 @@ nlohmann::json loadAll() {
     return parsed;
 }
 
-// Filled at the first access and kept until the process ends; always a JSON object.
-nlohmann::json& cache() {
+nlohmann::json& EditorSettings::cache() {
     static nlohmann::json values = loadAll();
     return values;
 }
 
-void saveAll() {
+void EditorSettings::saveAll() {
     // Replace invalid UTF-8 in strings rather than throw: a bad string must not cost the store.
     const std::string text = cache().dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
     // A failure is logged by DataPersist; the value stays in memory for this run.
     DataPersist::SavePersistText(kSettingsKey, text);
 }
 
-const nlohmann::json* find(const std::string& key) {
+const nlohmann::json* EditorSettings::find(const std::string& key) {
     const nlohmann::json& values = cache();
     auto it = values.find(key);
     return it == values.end() ? nullptr : &*it;
 }
-
-} // namespace
 
 EditorSettings& EditorSettings::getInstance() {
     static EditorSettings instance;
@@ -96,10 +94,6 @@ void EditorSettings::setInt(const std::string& key, int value) {
 void EditorSettings::setString(const std::string& key, const std::string& value) {
     cache()[key] = value;
     saveAll();
-}
-
-void EditorSettings::reloadForTesting() {
-    cache() = loadAll();
 }
 
 } // namespace Lumenda3D

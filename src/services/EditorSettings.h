@@ -9,6 +9,8 @@
 // no lock. The agent server's threads must not call it.
 #include <string>
 
+#include <nlohmann/json_fwd.hpp>
+
 namespace Lumenda3D {
 
 class EditorSettings {
@@ -28,8 +30,9 @@ public:
     void setInt(const std::string& key, int value);
     void setString(const std::string& key, const std::string& value);
 
-    // For tests only: drops the in-memory values and reads the stored entry again, as a restart
-    // of the editor would. The editor itself never calls it.
+    // Drops the in-memory values and reads the stored entry again, as a restart of the editor
+    // would. Defined in the tests' support code only (tests/support/EditorSettingsReload.cpp):
+    // the editor is built without it.
     static void reloadForTesting();
 
     EditorSettings(const EditorSettings&) = delete;
@@ -37,6 +40,13 @@ public:
 
 private:
     EditorSettings() = default;
+    // The stored object; anything missing, empty, unparsable or not an object gives an empty one.
+    static nlohmann::json loadAll();
+    // Filled by loadAll at the first access and kept until the process ends.
+    static nlohmann::json& cache();
+    // Writes the whole store under its key.
+    static void saveAll();
+    static const nlohmann::json* find(const std::string& key);
 };
 
 } // namespace Lumenda3D

@@ -16,6 +16,7 @@ struct OptionSpec {
 const OptionSpec kOptions[] = {
     {"mcp", true, "on|off", "turn the agent (MCP) server on or off; the choice is remembered"},
     {"mcp-port", true, "N", "port of the agent server, 1024 to 65535; remembered"},
+    {"screenshot", true, "FILE", "write the first project's window to FILE (PNG), then exit"},
     {"help", false, "", "print this help and exit"},
     {"version", false, "", "print the version and exit"},
 };

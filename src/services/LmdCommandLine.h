@@ -4,6 +4,7 @@
 //
 //   --mcp on|off|1|0|true|false   turn the agent (MCP) server on or off, and remember it
 //   --mcp-port N                  the agent server's port, 1024 to 65535, remembered too
+//   --screenshot FILE             the first project's window to FILE as a PNG, then exit
 //   --help, -h                    print the usage and exit
 //   --version                     print the version and exit
 //   --                            everything after it is positional

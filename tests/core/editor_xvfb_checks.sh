@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Starts the real editor (under the X display that xvfb-run provides) with a fresh data root and
-# drives it with test scripts (LUMENDA3D_TEST_SCRIPT, see docs/running.md). One case per run:
+# drives it with test scripts (LUMENDA3D_TEST_SCRIPT of the test build lumenda3d-testdriver, see
+# docs/running.md). One case per run:
 #
 #   editor_xvfb_checks.sh <case> <lumenda3d> <source dir> <artifacts dir>
 #
@@ -13,6 +14,8 @@
 #   crash-recovery   kill -9 while editing; the next start offers the backup and restores it
 #   terminate        an exception that escapes while the editor runs: one line, then abort
 #   exit-fault       the same fault once the editor has closed down: a clean exit (code 0)
+#   screenshot       the product editor (not the test build): --screenshot FILE writes a PNG of the
+#                    starting project and exits 0; an unwritable path exits 1 with a message
 #   gizmo            an example game: click an object, drag the gizmo's X arrow (synthetic input),
 #                    the document's x changes and undo puts it back; a vertex drag writes a
 #                    VertexList (undone too); the 2D gizmo moves a text; screenshots
@@ -216,6 +219,23 @@ terminate)
   grep -q "^Unhandled exception: injected terminate$" "$work/terminate.err" || fail "terminate: no stderr line"
   grep -q "FATAL unhandled exception: injected terminate" "$XDG_CACHE_HOME/Lumenda3D/ogre.log" ||
     fail "terminate: not in the engine's log"
+  ;;
+
+screenshot)
+  shot="$artifacts/editor-screenshot-option.png"
+  rm -f "$shot"
+  timeout 120 "$editor" --screenshot "$shot" > "$work/shot.out" 2> "$work/shot.err"
+  code=$?
+  [ "$code" -eq 0 ] || fail "screenshot: exit code $code"
+  [ "$(head -c 4 "$shot" 2>/dev/null | od -An -tx1 | tr -d ' \n')" = "89504e47" ] || fail "screenshot: $shot is no PNG"
+  [ "$(stat -c %s "$shot" 2>/dev/null || echo 0)" -gt 10000 ] || fail "screenshot: $shot is too small to show the editor"
+  grep -q "^Screenshot written to $shot (1280x800)" "$work/shot.out" || fail "screenshot: no line on stdout"
+  timeout 120 "$editor" --screenshot /proc/no-such-folder/shot.png > "$work/noshot.out" 2> "$work/noshot.err"
+  code=$?
+  [ "$code" -eq 1 ] || fail "screenshot: an unwritable path exited with $code, not 1"
+  grep -q "^Could not write the screenshot /proc/no-such-folder/shot.png: " "$work/noshot.err" ||
+    fail "screenshot: no message for an unwritable path"
+  if [ "$failures" -ne 0 ]; then cat "$work/shot.out"; grep -v '^ALSA' "$work/shot.err" | tail -20; fi
   ;;
 
 exit-fault)

@@ -60,6 +60,8 @@ public:
     bool isFullScreen() const { return mFullScreen; }
     // The window's size in pixels; (0, 0) without a window.
     Ogre::Vector2 getWindowSize() const;
+    // The platform's window (SDL's) behind the render window; null without a window.
+    OgreBites::NativeWindowType* getNativeWindow() const { return mWindows.empty() ? nullptr : mWindows[0].native; }
 
     // --- Running ------------------------------------------------------------------------------
     // initApp() (inherited) creates the root, picks the render system and calls setup().

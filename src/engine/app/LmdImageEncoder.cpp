@@ -91,6 +91,15 @@ std::vector<unsigned char> LmdImageEncoder::encodeJpeg(const std::uint8_t* rgb, 
     return out;
 }
 
+std::vector<unsigned char> LmdImageEncoder::encodePng(const std::uint8_t* rgb, int width, int height) {
+    std::vector<unsigned char> out;
+    if (!rgb || width <= 0 || height <= 0)
+        return out;
+    if (!stbi_write_png_to_func(appendBytes, &out, width, height, 3, rgb, width * 3))
+        out.clear();
+    return out;
+}
+
 std::vector<unsigned char> LmdImageEncoder::encodeCapped(const std::uint8_t* rgb, int width, int height,
                                                          int rowStride, int capWidth, int capHeight,
                                                          int quality) {

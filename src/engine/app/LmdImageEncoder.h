@@ -1,5 +1,5 @@
 #pragma once
-// Turns captured RGB pixels into JPEG bytes. Needs no window or render system, so that the size
+// Turns captured RGB pixels into JPEG or PNG bytes. Needs no window or render system, so that the size
 // rules and the encoder are tested on their own.
 #include <cstdint>
 #include <vector>
@@ -27,6 +27,9 @@ public:
     // Baseline JPEG of tightly packed RGB, top row first. Empty on failure.
     static std::vector<unsigned char> encodeJpeg(const std::uint8_t* rgb, int width, int height,
                                                  int quality = 85);
+
+    // Lossless PNG of tightly packed RGB, top row first. Empty on failure.
+    static std::vector<unsigned char> encodePng(const std::uint8_t* rgb, int width, int height);
 
     // fitWithin + resizeRgb (only when the size changes) + encodeJpeg.
     static std::vector<unsigned char> encodeCapped(const std::uint8_t* rgb, int width, int height,

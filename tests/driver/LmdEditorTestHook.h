@@ -1,5 +1,8 @@
 #pragma once
-// Lets tests drive the real editor process. Two environment variables, read once at start:
+// Lets tests drive the real editor process. It is built only into the test build of the editor,
+// lumenda3d-testdriver (the editor's entry plus this driver), and reaches the editor as an
+// observer of its frames, through the editor's public operations. Environment variables, read
+// once at the start of setup:
 //
 //   LUMENDA3D_TEST_SCRIPT=<file>     a script of commands, run from the frame loop, one or more a
 //                                    frame (see docs/running.md, "Test scripts")
@@ -24,28 +27,30 @@
 
 #include <SDL.h>
 
+#include "core/LmdEditorObserver.h"
+
 namespace Lumenda3D {
 
 class Lumenda3DEditor;
 
-class LmdEditorTestHook {
+class LmdEditorTestHook : public LmdEditorObserver {
 public:
     static constexpr const char* kScriptVariable = "LUMENDA3D_TEST_SCRIPT";
     static constexpr const char* kFaultVariable = "LUMENDA3D_TEST_FRAME_FAULTS";
     static constexpr const char* kExitFaultVariable = "LUMENDA3D_TEST_EXIT_FAULT";
 
-    // Null when neither variable is set.
+    // Null when none of the variables is set.
     static std::unique_ptr<LmdEditorTestHook> fromEnvironment(Lumenda3DEditor& editor);
 
     LmdEditorTestHook(Lumenda3DEditor& editor, const std::string& scriptPath, int frameFaults);
-    ~LmdEditorTestHook();
+    ~LmdEditorTestHook() override;
     LmdEditorTestHook(const LmdEditorTestHook&) = delete;
     LmdEditorTestHook& operator=(const LmdEditorTestHook&) = delete;
 
-    // Once a frame, from frameRenderingQueued (the window holds the finished frame).
-    void frame();
-    // True while injected frame faults are left; counts one down.
-    bool takeFrameFault();
+    // Once a frame, from frameRenderingQueued (the window holds the finished frame): runs the script.
+    void frameRendered() override;
+    // While injected frame faults are left, counts one down and throws.
+    void frameEnded() override;
 
     // The words of a script line, split at blanks. Empty for a blank line and for a comment
     // (a line whose first word starts with "#").

@@ -1,4 +1,4 @@
-#include "core/LmdEditorTestHook.h"
+#include "driver/LmdEditorTestHook.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -11,8 +11,6 @@
 #include <sstream>
 #include <stdexcept>
 
-#include <stb_image_write.h>
-
 #include "base/LmdLog.h"
 #include "chrome/ConfirmDialog.h"
 #include "chrome/ErrorDialog.h"
@@ -20,6 +18,7 @@
 #include "chrome/ToastNotification.h"
 #include "chrome/TopBar.h"
 #include "core/Lumenda3DEditor.h"
+#include "engine/app/LmdImageEncoder.h"
 #include "engine/app/LmdScreenProjector.h"
 #include "engine/editing/LmdSourceFiles.h"
 #include "engine/gizmo/LmdGizmo.h"
@@ -27,6 +26,7 @@
 #include "engine/scene/LmdBase2D.h"
 #include "engine/scene/LmdBase3D.h"
 #include "project/RecoverFromCrashDialog.h"
+#include "services/FileManager.h"
 #include "ui/AllUI.h"
 
 namespace Lumenda3D {
@@ -210,14 +210,16 @@ void LmdEditorTestHook::quit() {
     editor_.requestStop();
 }
 
-bool LmdEditorTestHook::takeFrameFault() {
+void LmdEditorTestHook::frameEnded() {
+    // The frame fails after it was shown, the way a fault of the render system would, and the
+    // entry's loop must carry on.
     if (faultsLeft_ <= 0)
-        return false;
+        return;
     --faultsLeft_;
-    return true;
+    throw std::runtime_error("injected test fault");
 }
 
-void LmdEditorTestHook::frame() {
+void LmdEditorTestHook::frameRendered() {
     const Clock::time_point now = Clock::now();
     ++frame_;
     if (frame_ == 1) {
@@ -668,7 +670,7 @@ bool LmdEditorTestHook::findObject(const std::string& name, float& x, float& y, 
 }
 
 void LmdEditorTestHook::pushPersonClick(float x, float y) {
-    SDL_Window* window = editor_.mWindows.empty() ? nullptr : editor_.mWindows[0].native;
+    SDL_Window* window = editor_.getNativeWindow();
     const Uint32 windowId = window ? SDL_GetWindowID(window) : 0;
     SDL_Event move{};
     move.type = SDL_MOUSEMOTION;
@@ -694,7 +696,7 @@ void LmdEditorTestHook::pushPersonClick(float x, float y) {
 }
 
 bool LmdEditorTestHook::pushPersonKeys(const std::vector<std::string>& names, std::string& error) {
-    SDL_Window* window = editor_.mWindows.empty() ? nullptr : editor_.mWindows[0].native;
+    SDL_Window* window = editor_.getNativeWindow();
     const Uint32 windowId = window ? SDL_GetWindowID(window) : 0;
     Uint16 mod = 0;
     std::vector<SDL_Keycode> keys;
@@ -753,12 +755,9 @@ bool LmdEditorTestHook::writeScreenshot(const std::string& path, std::string& er
         error = "the window could not be read";
         return false;
     }
-    std::error_code ec;
-    const std::filesystem::path parent = std::filesystem::path(path).parent_path();
-    if (!parent.empty())
-        std::filesystem::create_directories(parent, ec);
-    if (!stbi_write_png(path.c_str(), width, height, 3, rgb.data(), width * 3)) {
-        error = "cannot write " + path;
+    const std::vector<unsigned char> png = LmdImageEncoder::encodePng(rgb.data(), width, height);
+    if (png.empty() || !FileManager::writeFileAtomic(path, std::string(png.begin(), png.end()), &error)) {
+        error = "cannot write " + path + (error.empty() ? "" : ": " + error);
         return false;
     }
     report("screenshot " + path + " " + std::to_string(width) + "x" + std::to_string(height));
