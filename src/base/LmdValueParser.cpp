@@ -15,6 +15,22 @@ std::string_view LmdValueParser::trim(std::string_view text) {
     return text;
 }
 
+std::string LmdValueParser::toLower(std::string_view text) {
+    std::string out(text);
+    for (char& c : out)
+        c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    return out;
+}
+
+bool LmdValueParser::equalsIgnoreCase(std::string_view a, std::string_view b) {
+    if (a.size() != b.size())
+        return false;
+    for (size_t i = 0; i < a.size(); ++i)
+        if (std::tolower(static_cast<unsigned char>(a[i])) != std::tolower(static_cast<unsigned char>(b[i])))
+            return false;
+    return true;
+}
+
 bool LmdValueParser::parseNumber(std::string_view text, double& out) {
     text = trim(text);
     if (!text.empty() && text.front() == '+')

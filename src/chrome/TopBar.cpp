@@ -1,5 +1,7 @@
 #include "chrome/TopBar.h"
 
+#include "ui/LmdCommandRegistry.h"
+
 #include <algorithm>
 #include <cfloat>
 
@@ -53,7 +55,8 @@ void TopBar::drawTitle(float maxWidth) {
 }
 
 void TopBar::drawPlayStop() {
-    const bool running = isRunning_ && isRunning_();
+    LmdCommandRegistry* commands = getCommands();
+    const bool running = commands && commands->isEnabled(kStopCommand);
     const ImVec4 color = running ? ImVec4(0.70f, 0.22f, 0.20f, 1.0f) : ImVec4(0.20f, 0.55f, 0.28f, 1.0f);
     ImGui::PushStyleColor(ImGuiCol_Button, color);
     ImGui::PushStyleColor(ImGuiCol_ButtonHovered,
@@ -61,18 +64,10 @@ void TopBar::drawPlayStop() {
     ImGui::PushStyleColor(ImGuiCol_ButtonActive, ImVec4(color.x * 0.8f, color.y * 0.8f, color.z * 0.8f, 1.0f));
     const bool clicked = button(running ? kStopLabel : kPlayLabel, ImVec2(scaled(kPlayWidth), 0.0f));
     ImGui::PopStyleColor(3);
-    if (!clicked)
-        return;
-    if (running) {
-        if (onStop_)
-            onStop_();
-        return;
-    }
-    // Only a person may start the game from here; agents have their own tool for it.
-    if (isAgentDriven_ && isAgentDriven_(kPlayAction))
-        return;
-    if (onPlay_)
-        onPlay_();
+    // Only a person may start the game from here (the command is person-only); agents have their
+    // own tool for it.
+    if (clicked && commands)
+        commands->execute(running ? kStopCommand : kPlayCommand);
 }
 
 void TopBar::drawAccount(float rightEdge) {

@@ -1,8 +1,10 @@
 #pragma once
 // The bar across the top of the editor: the menu (when the container has one), the open
 // project's title, the Play/Stop button and the account button. It holds no editor state of its
-// own besides the title: whether the game runs and who is logged in are asked through callbacks
-// every frame, and the buttons only call back.
+// own besides the title. Play and Stop are the commands of the registry (kPlayCommand,
+// kStopCommand): the button shows Stop while that command is enabled, and a click executes the
+// command shown, so that the agent guard and the enabled rules are the registry's. Who is logged
+// in is asked through a callback every frame.
 #include <functional>
 #include <string>
 
@@ -14,7 +16,9 @@ class TopBar : public BaseUI {
 public:
     // Its slot in AllUI.
     static constexpr const char* kName = "topBar";
-    static constexpr const char* kPlayAction = "run the game";  // the agent guard's action word
+    // The commands the Play/Stop button executes.
+    static constexpr const char* kPlayCommand = "game.play";
+    static constexpr const char* kStopCommand = "game.stop";
     static constexpr const char* kPlayLabel = "Play##topBar";
     static constexpr const char* kStopLabel = "Stop##topBar";
     static constexpr const char* kLoginLabel = "Log in##topBar";
@@ -30,12 +34,6 @@ public:
     const std::string& getProjectTitle() const { return projectTitle_; }
 
     // Callbacks; each may be empty.
-    void setOnPlay(std::function<void()> callback) { onPlay_ = std::move(callback); }
-    void setOnStop(std::function<void()> callback) { onStop_ = std::move(callback); }
-    // Whether the game runs: Stop is shown then, Play otherwise. Without it, Play is shown.
-    void setOnGetIsRunning(std::function<bool()> callback) { isRunning_ = std::move(callback); }
-    // Asked with kPlayAction before Play acts; true means the click was an agent's and is ignored.
-    void setIsAgentDrivenAction(std::function<bool(const char*)> callback) { isAgentDriven_ = std::move(callback); }
     void setOnLogin(std::function<void()> callback) { onLogin_ = std::move(callback); }
     void setOnLogout(std::function<void()> callback) { onLogout_ = std::move(callback); }
     // The logged-in user's name; empty while nobody is logged in.
@@ -47,10 +45,6 @@ private:
     void drawAccount(float rightEdge);
 
     std::string projectTitle_;
-    std::function<void()> onPlay_;
-    std::function<void()> onStop_;
-    std::function<bool()> isRunning_;
-    std::function<bool(const char*)> isAgentDriven_;
     std::function<void()> onLogin_;
     std::function<void()> onLogout_;
     std::function<std::string()> userName_;

@@ -68,6 +68,7 @@ Lumenda3DEditor::Lumenda3DEditor(const std::string& appName) : LmdRuntime(claimE
     editorInstance = this;
     // The editing layer: the document service with undo and auto-save, the gizmos, selection.
     LmdEditTools::install(*this);
+    registerCommands();
     // The log's state must outlive the application object, which may be destroyed at process
     // exit and still log on the way: making it now puts its destruction after ours.
     LmdLog::removeSink(0);
@@ -123,6 +124,17 @@ void Lumenda3DEditor::addObserver(std::unique_ptr<LmdEditorObserver> observer) {
 void Lumenda3DEditor::setup() {
     for (const auto& hook : setupHooks())
         hook(*this);
+    // What other threads finished reaches the main thread at the start of each frame, in this
+    // order; the agents' jobs wait while an operation holds the scene (stopRendering). A failure
+    // is one of the frame callback's.
+    LmdFramePump& pump = getFramePump();
+    deliveries_.push_back(pump.add("frameRenderingQueued", [this] {
+        if (!stopRendering)
+            mcpController.pumpMainThread();
+    }));
+    deliveries_.push_back(pump.add("frameRenderingQueued", [] { LmdSingleInstance::getInstance().pump(); }));
+    deliveries_.push_back(pump.add("frameRenderingQueued", [] { LmdAutoUpdater::getInstance().pump(); }));
+    deliveries_.push_back(pump.add("frameRenderingQueued", [this] { jobs.pump(); }));
 
     LmdRuntime::setup();
     setupEditorCore();
@@ -183,6 +195,7 @@ void Lumenda3DEditor::setupEditorCore() {
 void Lumenda3DEditor::setupEditorUI() {
     try {
         allUI = std::make_shared<AllUI>("allUI");
+        allUI->setCommands(&commands);
         registerPanels(*allUI);
         allUI->init();
         // The top bar and the tabs cover the top of the view: the scene starts below them.
@@ -211,17 +224,22 @@ std::unique_ptr<LmdMcpEditorAccess> Lumenda3DEditor::makeMcpEditorAccess() {
     return std::make_unique<LmdEditorMcpAccess>(this);
 }
 
+void Lumenda3DEditor::registerCommands() {
+    commands.setAgentGuard([this](const char* action) { return isAgentDrivenAction(action); });
+    auto canEdit = [this] { return sourceFiles != nullptr && !isRunning(); };
+    commands.add({"edit.undo", "Undo", {"Ctrl+Z"}, [this, canEdit] { return canEdit() && sourceFiles->canUndo(); }, "",
+                  [this] { doUndo(); }});
+    commands.add({"edit.redo", "Redo", {"Ctrl+Y", "Ctrl+Shift+Y", "Ctrl+Shift+Z"},
+                  [this, canEdit] { return canEdit() && sourceFiles->canRedo(); }, "", [this] { doRedo(); }});
+    // Only a person may start the game from the interface; agents have their own tool for it.
+    commands.add({TopBar::kPlayCommand, "Play", {}, [this] { return !isRunning(); }, "run the game", [this] { play(); }});
+    commands.add({TopBar::kStopCommand, "Stop", {}, [this] { return isRunning(); }, "", [this] { stop(nullptr); }});
+}
+
 void Lumenda3DEditor::setupMenuCallbacks() {
-    if (!allUI)
-        return;
-    if (auto topBar = allUI->getPanel<TopBar>()) {
-        topBar->setOnPlay([this] { play(); });
-        topBar->setOnStop([this] { stop(nullptr); });
-        topBar->setOnGetIsRunning([this] { return isRunning(); });
-        topBar->setIsAgentDrivenAction([this](const char* action) { return isAgentDrivenAction(action); });
-        // The account button (setOnLogin, setOnLogout, setOnGetUserName) comes with the login.
-    }
-    // The menu's items are wired here once the menu exists.
+    // The top bar's Play and Stop are the registry's commands. Its account button (setOnLogin,
+    // setOnLogout, setOnGetUserName) is wired here with the login, and the menu's items join the
+    // commands when the menu exists.
 }
 
 // --- Closing and run control -------------------------------------------------------------------

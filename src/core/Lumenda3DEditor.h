@@ -29,6 +29,8 @@
 #include "mcp/LmdMcpController.h"
 #include "mcp/LmdMcpHost.h"
 #include "project/LmdProjectSession.h"
+#include "services/LmdJobService.h"
+#include "ui/LmdCommandRegistry.h"
 
 namespace Lumenda3D {
 
@@ -66,6 +68,10 @@ public:
     // Set while an operation must not be disturbed by queued work: agent jobs wait, the scene
     // still renders.
     bool stopRendering = false;
+    // The commands the menu, the keyboard and the toolbar share (undo, redo, play, stop, ...).
+    LmdCommandRegistry commands;
+    // Long work on threads of its own (exports, asset imports), delivered through the frame pump.
+    LmdJobService jobs;
 
     // --- Observers -------------------------------------------------------------------------------
     // Watches the editor frame by frame (see LmdEditorObserver); owned from now on.
@@ -138,7 +144,9 @@ public:
     void editorPaste(bool sceneObject, bool asChild, ImVec2 screenPos);
     void doUndo();
     void doRedo();
-    // Ctrl+Z undo; Ctrl+Y, Ctrl+Shift+Y and Ctrl+Shift+Z redo. True when the key was one of them.
+    // The shortcuts of the command registry: Ctrl+Z undo; Ctrl+Y, Ctrl+Shift+Y and Ctrl+Shift+Z
+    // redo (and any other command's). True when the key was one of them: it is consumed, even
+    // when the command cannot run now.
     bool handleUndoRedoShortcut(const OgreBites::KeyboardEvent& evt);
     // Ctrl+V is left to the panels: always false.
     bool handleCtrlVPaste(const OgreBites::KeyboardEvent& evt);
@@ -222,7 +230,9 @@ protected:
     // Every feature puts its panels into their slots of AllUI here, one registration function
     // per feature folder; setupEditorUI then initialises them.
     virtual void registerPanels(AllUI& ui);
-    // The top bar's buttons (the menu's items join them when the menu exists).
+    // The editor's own commands (undo, redo, play, stop) in the registry, with the agent guard.
+    void registerCommands();
+    // The top bar's account button (the menu's items join the commands when the menu exists).
     void setupMenuCallbacks();
     // The engine events the editor listens to; wired after the first document is loaded.
     void initEvents();
@@ -240,6 +250,8 @@ private:
     SaveDialogHooks saveDialogHooks_;
     std::vector<int> hiddenJoysticks_;
     std::vector<std::unique_ptr<LmdEditorObserver>> observers_;
+    // The editor's deliveries in the engine's frame pump.
+    std::vector<LmdSubscription> deliveries_;
 };
 
 } // namespace Lumenda3D

@@ -10,8 +10,6 @@
 #include <OgreViewport.h>
 
 #include "base/LmdLog.h"
-#include "services/LmdAutoUpdater.h"
-#include "services/LmdSingleInstance.h"
 #include "ui/AllUI.h"
 #include "ui/Common.h"
 
@@ -30,14 +28,10 @@ void logUnknownFailure(const char* where) {
 
 bool Lumenda3DEditor::frameRenderingQueued(const Ogre::FrameEvent& evt) {
     try {
-        if (!stopRendering) {
-            // The one moment when work queued by the agent server runs on the main thread. The
-            // context menu is told here whether the camera is busy with a gesture once it exists.
-            mcpController.pumpMainThread();
-        }
-        // Hand-overs from a second process (event 26) and the update check's answer.
-        LmdSingleInstance::getInstance().pump();
-        LmdAutoUpdater::getInstance().pump();
+        // The engine's frame starts with the frame pump: the agent server's queued work (unless
+        // stopRendering holds it), a second process's hand-over (event 26), the update check's
+        // answer, background jobs, HTTP answers (registered in setup). The context menu is told
+        // here whether the camera is busy with a gesture once it exists.
         const bool result = LmdRuntime::frameRenderingQueued(evt);
         for (const auto& observer : observers_)
             observer->frameRendered();
@@ -95,19 +89,9 @@ void Lumenda3DEditor::drawUI(const Ogre::RenderTargetViewportEvent& evt) {
 // --- Keys ----------------------------------------------------------------------------------------
 
 bool Lumenda3DEditor::handleUndoRedoShortcut(const OgreBites::KeyboardEvent& evt) {
-    if (!(evt.keysym.mod & OgreBites::KMOD_CTRL))
-        return false;
-    const int key = evt.keysym.sym & ~0x20; // upper case
-    const bool shift = (evt.keysym.mod & OgreBites::KMOD_SHIFT) != 0;
-    if (key == 'Z' && !shift) {
-        doUndo();
-        return true;
-    }
-    if (key == 'Y' || key == 'Z') {
-        doRedo();
-        return true;
-    }
-    return false;
+    const int mod = evt.keysym.mod;
+    return commands.handleKey(evt.keysym.sym, (mod & OgreBites::KMOD_CTRL) != 0, (mod & OgreBites::KMOD_SHIFT) != 0,
+                              (mod & OgreBites::KMOD_ALT) != 0);
 }
 
 bool Lumenda3DEditor::handleCtrlVPaste(const OgreBites::KeyboardEvent& evt) {

@@ -672,14 +672,21 @@ void Lumenda3DEngine::setViewInsets(float left, float top) {
 // --- Services and events ---------------------------------------------------------------------
 
 std::shared_ptr<MyHttpClient> Lumenda3DEngine::getHttpClient() {
-    if (!mHttpClient)
+    if (!mHttpClient) {
         mHttpClient = std::make_shared<MyHttpClient>();
+        mHttpDelivery = mFramePump.add("HTTP callbacks", [this] { mHttpClient->pump(); });
+    }
     return mHttpClient;
 }
 
 void Lumenda3DEngine::addEventListener(LmdEventEnum id, std::function<void(std::shared_ptr<LmdEvent>)> listener,
                                        LmdListenerMode mode) {
     mEvents.addListener(id, std::move(listener), mode);
+}
+
+LmdSubscription Lumenda3DEngine::subscribeEvent(LmdEventEnum id, std::function<void(std::shared_ptr<LmdEvent>)> listener,
+                                                LmdListenerMode mode) {
+    return mEvents.subscribe(id, std::move(listener), mode);
 }
 
 void Lumenda3DEngine::fireEvents(LmdEventEnum id, std::shared_ptr<LmdEvent> event) {
@@ -707,13 +714,11 @@ bool Lumenda3DEngine::frameStarted(const Ogre::FrameEvent& evt) {
 }
 
 bool Lumenda3DEngine::frameRenderingQueued(const Ogre::FrameEvent& evt) {
+    // What other threads finished arrives first: the agents' jobs, HTTP answers, the updater.
+    mFramePump.run();
     const bool result = LmdAppContext::frameRenderingQueued(evt);
-    runGuarded("frameRenderingQueued", [&] {
-        if (mHttpClient)
-            mHttpClient->pump();
-        if (mEditLayer)
-            mEditLayer->frameRenderingQueued();
-    });
+    if (mEditLayer)
+        runGuarded("frameRenderingQueued", [&] { mEditLayer->frameRenderingQueued(); });
     return result;
 }
 

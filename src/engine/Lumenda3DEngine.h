@@ -28,6 +28,7 @@
 #include "engine/scene/LmdBase2D.h"
 #include "engine/scene/LmdGameFonts.h"
 #include "engine/scene/LmdSceneFaults.h"
+#include "services/LmdFramePump.h"
 
 namespace Ogre {
 class Entity;
@@ -172,8 +173,16 @@ public:
     // --- Services and events -----------------------------------------------------------------
     std::shared_ptr<ScriptParser> getScriptParser() const { return mScriptParser; }
     std::shared_ptr<MyHttpClient> getHttpClient();
+    // Deliveries from other threads to the main thread, run at the start of each
+    // frameRenderingQueued (see LmdFramePump); the HTTP client's answers are one of them.
+    LmdFramePump& getFramePump() { return mFramePump; }
     void addEventListener(LmdEventEnum id, std::function<void(std::shared_ptr<LmdEvent>)> listener,
                           LmdListenerMode mode = LmdListenerNormal);
+    // The same with a handle: the listener is removed when the handle goes or is cancelled, also
+    // in the middle of a delivery (it is then not called again). For panels and other listeners
+    // that live shorter than the engine.
+    LmdSubscription subscribeEvent(LmdEventEnum id, std::function<void(std::shared_ptr<LmdEvent>)> listener,
+                                   LmdListenerMode mode = LmdListenerNormal);
     void fireEvents(LmdEventEnum id, std::shared_ptr<LmdEvent> event);
     // A line for the agents' log.
     void logToServer(const std::string& text);
@@ -222,6 +231,8 @@ protected:
     LmdGameDocument mDocument;
     std::shared_ptr<ScriptParser> mScriptParser;
     std::shared_ptr<MyHttpClient> mHttpClient;
+    LmdFramePump mFramePump;
+    LmdSubscription mHttpDelivery;
     LmdEventBus mEvents;
     LmdSceneFaults mFaults;
     LmdAssetResolver mAssets;

@@ -1,8 +1,10 @@
-// The top bar: Play and Stop call back once per click, an agent's click on Play is refused, and
-// the account button follows the login state.
+// The top bar: Play and Stop run their commands of the registry once per click, an agent's click
+// on Play is refused by the command's guard, and the account button follows the login state.
 #include "PanelTestSupport.h"
 
 #include "chrome/TopBar.h"
+#include "ui/AllUI.h"
+#include "ui/LmdCommandRegistry.h"
 
 #include <gtest/gtest.h>
 
@@ -14,32 +16,37 @@ using Lumenda3D::test::PanelTest;
 
 namespace {
 
+// The bar in a container whose registry holds Play and Stop, as the editor registers them.
 class TopBarTest : public PanelTest {
 protected:
     TopBarTest() {
-        bar.setOnPlay([this] {
-            ++plays;
-            running = true;
-        });
-        bar.setOnStop([this] {
-            ++stops;
-            running = false;
-        });
-        bar.setOnGetIsRunning([this] { return running; });
-        bar.setIsAgentDrivenAction([this](const char* action) {
+        all->setCommands(&commands);
+        all->setElement(TopBar::kName, barPtr);
+        commands.setAgentGuard([this](const char* action) {
             guardWords.emplace_back(action);
             return agentDriving;
         });
+        commands.add({TopBar::kPlayCommand, "Play", {}, [this] { return !running; }, "run the game", [this] {
+                          ++plays;
+                          running = true;
+                      }});
+        commands.add({TopBar::kStopCommand, "Stop", {}, [this] { return running; }, "", [this] {
+                          ++stops;
+                          running = false;
+                      }});
     }
     std::function<void()> draw = [this] { bar.draw(); };
-    TopBar bar;
+    LmdCommandRegistry commands;
+    std::shared_ptr<AllUI> all = std::make_shared<AllUI>();
+    std::shared_ptr<TopBar> barPtr = std::make_shared<TopBar>();
+    TopBar& bar = *barPtr;
     int plays = 0, stops = 0;
     bool running = false;
     bool agentDriving = false;
     std::vector<std::string> guardWords;
 };
 
-TEST_F(TopBarTest, PlayThenStopEachActOncePerClick) {
+TEST_F(TopBarTest, PlayThenStopEachRunTheirCommandOncePerClick) {
     clickItem(bar, TopBar::kPlayLabel, draw);
     EXPECT_EQ(plays, 1);
     EXPECT_EQ(guardWords, std::vector<std::string>{"run the game"});
@@ -57,6 +64,13 @@ TEST_F(TopBarTest, AnAgentsClickOnPlayDoesNothing) {
     EXPECT_EQ(plays, 0);
     EXPECT_EQ(guardWords, std::vector<std::string>{"run the game"});
     EXPECT_FALSE(running);
+}
+
+TEST_F(TopBarTest, WithoutCommandsPlayIsShownAndDoesNothing) {
+    TopBar alone;
+    std::function<void()> drawAlone = [&] { alone.draw(); };
+    clickItem(alone, TopBar::kPlayLabel, drawAlone);
+    EXPECT_EQ(plays, 0);
 }
 
 TEST_F(TopBarTest, AccountButtonFollowsTheLoginState) {

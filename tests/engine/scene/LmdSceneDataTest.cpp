@@ -11,13 +11,11 @@
 
 #include "TestDataRoot.h"
 #include "base/LmdLog.h"
-#include "base/LmdValueParser.h"
 #include "engine/LmdRuntime.h"
 #include "engine/app/LmdKeyNames.h"
 #include "engine/assets/LmdAssetResolver.h"
 #include "engine/assets/LmdModelImporter.h"
 #include "engine/assets/LmdPrimitiveMesh.h"
-#include "engine/events/LmdEventBus.h"
 #include "engine/scene/LmdBase2D.h"
 #include "engine/scene/LmdEulerHelper.h"
 #include "engine/scene/LmdGameCamera.h"
@@ -249,49 +247,6 @@ TEST(LmdBase2D, PropertiesTakeSuitableValuesOnly) {
     ASSERT_TRUE(text.getProperty("color", value));
     EXPECT_EQ(value.text, "0x112233");
     EXPECT_FALSE(text.getProperty("wobble", value));
-}
-
-TEST(LmdEventBus, DeliversByIdInOrderAndSurvivesChangesAndThrowingListeners) {
-    LmdEventBus bus;
-    std::vector<std::string> seen;
-    bus.addListener(LmdEventBlockSelected, [&](std::shared_ptr<LmdEvent> e) {
-        auto selected = std::dynamic_pointer_cast<LmdBlockSelectedEvent>(e);
-        seen.push_back("first " + std::to_string(selected ? selected->getXmlId() : -99));
-        bus.addListener(LmdEventBlockSelected, [&](std::shared_ptr<LmdEvent>) { seen.push_back("late"); });
-    });
-    bus.addListener(LmdEventBlockSelected, [](std::shared_ptr<LmdEvent>) { throw std::runtime_error("boom"); });
-    bus.addListener(LmdEventBlockSelected, [&](std::shared_ptr<LmdEvent>) { seen.push_back("once"); },
-                    LmdListenerOnce);
-    bus.addListener(LmdEventAttributesOpened, [&](std::shared_ptr<LmdEvent>) { seen.push_back("other id"); });
-    LmdLog::setEchoToStderr(false);
-    EXPECT_EQ(bus.fire(LmdEventBlockSelected, std::make_shared<LmdBlockSelectedEvent>(7)), 3);
-    EXPECT_EQ(seen, (std::vector<std::string>{"first 7", "once"}));
-    seen.clear();
-    bus.fire(LmdEventBlockSelected, std::make_shared<LmdBlockSelectedEvent>(8));
-    LmdLog::setEchoToStderr(true);
-    EXPECT_EQ(seen, (std::vector<std::string>{"first 8", "late"})); // once is gone, late joined
-    EXPECT_EQ(bus.fire(LmdEventGizmoCopy, nullptr), 0);
-}
-
-TEST(LmdValueParser, ReadsTheLanguagesValueKindsStrictly) {
-    double d = 0;
-    EXPECT_TRUE(LmdValueParser::parseNumber(" -0.5 ", d));
-    EXPECT_EQ(d, -0.5);
-    EXPECT_TRUE(LmdValueParser::parseNumber("1e3", d));
-    EXPECT_FALSE(LmdValueParser::parseNumber("1,5", d));
-    EXPECT_FALSE(LmdValueParser::parseNumber("nan", d));
-    EXPECT_FALSE(LmdValueParser::parseNumber("3px", d));
-    int i = 0;
-    EXPECT_TRUE(LmdValueParser::parseInt("3.000000", i));
-    EXPECT_FALSE(LmdValueParser::parseInt("3.5", i));
-    bool b = false;
-    EXPECT_TRUE(LmdValueParser::parseBool("1", b) && b);
-    EXPECT_FALSE(LmdValueParser::parseBool("yes", b));
-    std::uint32_t c = 0;
-    EXPECT_TRUE(LmdValueParser::parseColor("#ff8800", c));
-    EXPECT_EQ(c, 0xFF8800u);
-    EXPECT_FALSE(LmdValueParser::parseColor("0xFF88", c));
-    EXPECT_EQ(LmdValueParser::formatColor(0xab), "0x0000AB");
 }
 
 TEST(LmdEulerHelper, ComposeAndDecomposeAgree) {
