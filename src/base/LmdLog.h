@@ -42,6 +42,22 @@ void runGuarded(const char* where, Fn&& fn) {
     }
 }
 
+// The same, telling the caller what went wrong: the failure's text ("unknown error" for an
+// exception that is no std::exception), or "" when `fn` ran through.
+template <typename Fn>
+std::string runGuardedReporting(const char* where, Fn&& fn) {
+    try {
+        fn();
+        return std::string();
+    } catch (const std::exception& e) {
+        LmdLog::guardFailure(where, e.what());
+        return e.what()[0] ? std::string(e.what()) : std::string("unknown error");
+    } catch (...) {
+        LmdLog::guardFailure(where, nullptr);
+        return "unknown error";
+    }
+}
+
 // The same for a callback with a result: its result, or `fallback` when it threw.
 template <typename T, typename Fn>
 T runGuarded(const char* where, T fallback, Fn&& fn) {

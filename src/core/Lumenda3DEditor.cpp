@@ -40,22 +40,6 @@ namespace Lumenda3D {
 
 Lumenda3DEditor* Lumenda3DEditor::editorInstance = nullptr;
 
-namespace {
-
-// Runs one setup step; a failure is logged with the step's name and the next step still runs.
-template <typename Fn>
-void setupStep(const char* name, Fn&& fn) {
-    try {
-        fn();
-    } catch (const std::exception& e) {
-        LmdLog::message(std::string("Error in ") + name + ": " + e.what());
-    } catch (...) {
-        LmdLog::message(std::string("Unknown error in ") + name);
-    }
-}
-
-} // namespace
-
 const std::string& Lumenda3DEditor::claimEditorSlot(const std::string& appName) {
     // Checked before any base is built, so that a refused second editor leaves the first one's
     // engine, document service and window alone.
@@ -142,10 +126,10 @@ void Lumenda3DEditor::setup() {
     // Authentication (the login service and its HTTP client) is set up here once it exists.
     // The dialogs of opening, templates, saving and publishing install their callbacks here
     // (setupDialogCallbacks) once they exist.
-    setupStep("setupMenuCallbacks", [&] { setupMenuCallbacks(); });
+    runGuarded("setupMenuCallbacks", [&] { setupMenuCallbacks(); });
     // The block tree's helper is connected here (setupBlocksHelper) once it exists.
     loadInitialProject();
-    setupStep("setup", [&] {
+    runGuarded("setup", [&] {
         addEventListener(LmdEventInstanceReactivated,
                          [this](std::shared_ptr<LmdEvent> event) { onInstanceReactivated(std::move(event)); },
                          LmdListenerNormal);
@@ -162,11 +146,11 @@ void Lumenda3DEditor::setup() {
         });
     });
     // The agent server: permissions, the command line's port and command, or the settings.
-    setupStep("LmdMcpController::setup", [&] { mcpController.setup(); });
+    runGuarded("LmdMcpController::setup", [&] { mcpController.setup(); });
 }
 
 void Lumenda3DEditor::setupEditorCore() {
-    try {
+    runGuarded("setupEditorCore", [&] {
         LmdLog::message("=== Lumenda3D Application Starting ===");
         // The engine keeps no per-block trace log, so there is no logging of code blocks to turn off.
         Common::window = getRenderWindow();
@@ -185,26 +169,50 @@ void Lumenda3DEditor::setupEditorCore() {
         ApiConfig::init("");
         LmdLog::message(ApiConfig::getEnvironment() == 1 ? "Running in PRODUCTION mode"
                                                           : "Running in DEVELOPMENT mode");
-    } catch (const std::exception& e) {
-        LmdLog::message(std::string("Error in setupEditorCore: ") + e.what());
-    } catch (...) {
-        LmdLog::message("Unknown error in setupEditorCore");
-    }
+    });
 }
 
 void Lumenda3DEditor::setupEditorUI() {
-    try {
+    std::vector<std::string> failures;
+    const std::string failure = runGuardedReporting("setupEditorUI", [&] {
         allUI = std::make_shared<AllUI>("allUI");
         allUI->setCommands(&commands);
         registerPanels(*allUI);
-        allUI->init();
+        failures = allUI->initPanels();
         // The top bar and the tabs cover the top of the view: the scene starts below them.
         allUI->setOnTopInset([this](float top, float left) { setViewInsets(left, top); });
-    } catch (const std::exception& e) {
-        LmdLog::message(std::string("Error in setupEditorUI: ") + e.what());
-    } catch (...) {
-        LmdLog::message("Unknown error in setupEditorUI");
+    });
+    if (failure.empty() && failures.empty())
+        return;
+    // A panel that could not be set up is left out and named in the error dialog; when the
+    // panels could not be made at all (or the error dialog is among them), a window of its own
+    // says so instead of a blank editor.
+    if (!failure.empty())
+        failures.insert(failures.begin(), failure);
+    uiSetupFailure_.clear();
+    for (const std::string& line : failures)
+        uiSetupFailure_ += (uiSetupFailure_.empty() ? "" : "\n") + line;
+    if (failure.empty() && allUI && allUI->getPanel<ErrorDialog>())
+        showErrorMessage("Part of the editor could not be set up and is left out:\n" + uiSetupFailure_);
+    else
+        allUI.reset();
+}
+
+void Lumenda3DEditor::drawSetupFailure() {
+    const ImVec2 display = ImGui::GetIO().DisplaySize;
+    ImGui::SetNextWindowPos(ImVec2(display.x * 0.5f, display.y * 0.5f), ImGuiCond_Always, ImVec2(0.5f, 0.5f));
+    ImGui::SetNextWindowSize(ImVec2(BaseUI::scaled(520.0f), 0.0f), ImGuiCond_Always);
+    if (ImGui::Begin("Lumenda3D###setupFailure", nullptr,
+                     ImGuiWindowFlags_NoCollapse | ImGuiWindowFlags_NoSavedSettings | ImGuiWindowFlags_NoMove)) {
+        ImGui::TextWrapped("The editor's interface could not be set up, so its panels cannot be shown.");
+        ImGui::Spacing();
+        ImGui::TextWrapped("%s", uiSetupFailure_.empty() ? "No reason was given." : uiSetupFailure_.c_str());
+        ImGui::Spacing();
+        ImGui::TextWrapped("The log has the details. Your work on disk is untouched.");
+        if (ImGui::Button("Quit##setupFailure"))
+            requestStop();
     }
+    ImGui::End();
 }
 
 void Lumenda3DEditor::registerPanels(AllUI& ui) {
@@ -246,8 +254,8 @@ void Lumenda3DEditor::setupMenuCallbacks() {
 
 void Lumenda3DEditor::onClose() {
     // The agent server goes first: its jobs reach into everything that closes below.
-    setupStep("onClose", [&] { mcpController.stop(); });
-    setupStep("onClose", [&] { LmdSingleInstance::getInstance().setPayloadHandler(nullptr); });
+    runGuarded("onClose", [&] { mcpController.stop(); });
+    runGuarded("onClose", [&] { LmdSingleInstance::getInstance().setPayloadHandler(nullptr); });
     LmdRuntime::onClose();
 }
 

@@ -99,6 +99,9 @@ public:
 
     // --- Interface ---------------------------------------------------------------------------
     void drawUI(const Ogre::RenderTargetViewportEvent& evt);
+    // What went wrong while the interface was set up ("" when nothing did): shown in the error
+    // dialog, or, when the panels could not be made at all, in a window of its own.
+    const std::string& getUiSetupFailure() const { return uiSetupFailure_; }
     // True (with a log line for the agents and a toast) when the action was started by synthetic
     // input, that is by an agent: the caller then does nothing.
     bool isAgentDrivenAction(const char* action);
@@ -227,6 +230,8 @@ public:
 protected:
     void setupEditorCore();
     void setupEditorUI();
+    // The window that stands in for the panels when they could not be set up.
+    void drawSetupFailure();
     // Every feature puts its panels into their slots of AllUI here, one registration function
     // per feature folder; setupEditorUI then initialises them.
     virtual void registerPanels(AllUI& ui);
@@ -245,11 +250,15 @@ private:
     void selectSceneObject(int xmlId);
     void onBlockSelected(std::shared_ptr<LmdEvent> event);
     bool readInitialDocument(std::string& text, bool& fromGameFile);
+    // Tells the user that a backup could not be read, and where it was kept ("" when it stayed
+    // at `path`).
+    void reportDamagedBackup(const std::string& keptAs, const std::string& path);
 
     CloudResourceLoader cloudResourceLoader_;
     SaveDialogHooks saveDialogHooks_;
     std::vector<int> hiddenJoysticks_;
     std::vector<std::unique_ptr<LmdEditorObserver>> observers_;
+    std::string uiSetupFailure_;
     // The editor's deliveries in the engine's frame pump.
     std::vector<LmdSubscription> deliveries_;
 };

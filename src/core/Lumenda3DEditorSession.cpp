@@ -84,7 +84,7 @@ bool Lumenda3DEditor::readInitialDocument(std::string& text, bool& fromGameFile)
 }
 
 void Lumenda3DEditor::loadInitialProject() {
-    try {
+    runGuarded("loadInitialProject", [&] {
         std::string text;
         bool fromGameFile = false;
         const bool found = readInitialDocument(text, fromGameFile);
@@ -120,11 +120,7 @@ void Lumenda3DEditor::loadInitialProject() {
             loadResourceById(resourceId, false);
         }
         initEvents();
-    } catch (const std::exception& e) {
-        LmdLog::message(std::string("Error in loadInitialProject: ") + e.what());
-    } catch (...) {
-        LmdLog::message("Unknown error in loadInitialProject");
-    }
+    });
 }
 
 void Lumenda3DEditor::loadResourceById(const std::string& resourceId, bool retried) {
@@ -191,8 +187,13 @@ void Lumenda3DEditor::offerCrashRecoveryIfNeeded(bool showTemplatesAfter) {
             dialog->show(backup.projectName, backup.timestamp, onRecover, onDiscard);
             return;
         }
-        // A backup without text is of no use.
-        sourceFiles->clearAutoBackup();
+        if (snapshot) {
+            // A backup without text is of no use.
+            sourceFiles->clearAutoBackup();
+        } else {
+            // One that cannot be read may still hold the user's work: it is kept aside, and said.
+            reportDamagedBackup(sourceFiles->setAsideDamagedAutoBackup(false), LmdAutoSaver::pendingPath());
+        }
         refreshHasDismissedSnapshot();
     }
     if (showTemplatesAfter) {
@@ -200,12 +201,24 @@ void Lumenda3DEditor::offerCrashRecoveryIfNeeded(bool showTemplatesAfter) {
     }
 }
 
+void Lumenda3DEditor::reportDamagedBackup(const std::string& keptAs, const std::string& path) {
+    if (keptAs.empty())
+        showErrorMessage("The auto-save backup could not be read. It was left where it is: " + path);
+    else
+        showErrorMessage("The auto-save backup could not be read. It was kept as " + keptAs);
+}
+
 void Lumenda3DEditor::recoverLastAutoSave() {
     if (!sourceFiles)
         return;
     const std::optional<LmdSourceFiles::AutoSaveSnapshot> snapshot = sourceFiles->loadDismissedAutoBackup();
-    if (!snapshot)
+    if (!snapshot) {
+        if (sourceFiles->hasDismissedAutoBackup()) {
+            reportDamagedBackup(sourceFiles->setAsideDamagedAutoBackup(true), LmdAutoSaver::dismissedPath());
+            refreshHasDismissedSnapshot();
+        }
         return;
+    }
     if (!snapshot->projectName.empty()) {
         projectName = snapshot->projectName;
         updateWindowTitle();

@@ -148,13 +148,7 @@ void LmdAutoUpdater::report(Result result) {
     // Automatic checks only speak up for a newer version; the user's own check always answers.
     if (!handler_ || (!result.manual && result.outcome != Outcome::UpdateAvailable))
         return;
-    try {
-        handler_(result);
-    } catch (const std::exception& e) {
-        LmdLog::message(std::string("Error in update check handler: ") + e.what());
-    } catch (...) {
-        LmdLog::message("Unknown error in update check handler");
-    }
+    runGuarded("update check handler", [&] { handler_(result); });
 }
 
 } // namespace Lumenda3D

@@ -39,7 +39,7 @@ public:
         }
         // Only reachable if the library enqueues after shutdown: serve it here rather than
         // leaking the connection's socket.
-        runGuarded(fn);
+        Lumenda3D::runGuarded("HTTP connection", fn);
     }
 
     // Lets every queued connection finish, then joins all threads.
@@ -67,18 +67,8 @@ private:
             std::function<void()> fn = std::move(jobs_.front());
             jobs_.pop_front();
             lock.unlock();
-            runGuarded(fn);
+            Lumenda3D::runGuarded("HTTP connection", fn);
             lock.lock();
-        }
-    }
-
-    static void runGuarded(const std::function<void()>& fn) {
-        try {
-            fn();
-        } catch (const std::exception& e) {
-            LmdLog::message(std::string("Error in HTTP connection: ") + e.what());
-        } catch (...) {
-            LmdLog::message("Unknown error in HTTP connection");
         }
     }
 
@@ -110,10 +100,10 @@ void serve(const LmdLocalHttpServer::Handler& handler, const httplib::Request& i
     try {
         response = handler(toRequest(in));
     } catch (const std::exception& e) {
-        LmdLog::message(std::string("Error in HTTP request handler: ") + e.what());
+        LmdLog::guardFailure("HTTP request handler", e.what());
         response = {500, "text/plain; charset=utf-8", std::string("internal server error: ") + e.what()};
     } catch (...) {
-        LmdLog::message("Unknown error in HTTP request handler");
+        LmdLog::guardFailure("HTTP request handler", nullptr);
         response = {500, "text/plain; charset=utf-8", "internal server error"};
     }
     out.status = response.status;

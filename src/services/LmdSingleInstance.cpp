@@ -115,13 +115,7 @@ int LmdSingleInstance::pump() {
     }
     std::vector<std::string> payloads = takePending();
     for (const std::string& payload : payloads) {
-        try {
-            handler(payload);
-        } catch (const std::exception& e) {
-            LmdLog::message(std::string("Error in single-instance hand-over: ") + e.what());
-        } catch (...) {
-            LmdLog::message("Unknown error in single-instance hand-over");
-        }
+        runGuarded("single-instance hand-over", [&] { handler(payload); });
     }
     return static_cast<int>(payloads.size());
 }

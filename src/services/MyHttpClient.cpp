@@ -285,13 +285,7 @@ int MyHttpClient::pump() {
         }
         if (!done.callback)
             continue;
-        try {
-            done.callback(done.response);
-        } catch (const std::exception& e) {
-            LmdLog::message(std::string("Error in HTTP callback: ") + e.what());
-        } catch (...) {
-            LmdLog::message("Unknown error in HTTP callback");
-        }
+        runGuarded("HTTP callback", [&] { done.callback(done.response); });
         ++ran;
     }
     return ran;

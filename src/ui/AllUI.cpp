@@ -142,21 +142,18 @@ std::vector<std::string> AllUI::getDrawOrder() const {
 }
 
 void AllUI::init() {
-    for (const std::string& line : initPanels())
-        LmdLog::message("A panel could not be set up: " + line);
+    initPanels();
 }
 
 std::vector<std::string> AllUI::initPanels() {
     std::vector<std::string> failures;
     for (const std::string& name : getElementNames()) {
         std::shared_ptr<BaseUI> panel = getElementByName(name);
-        try {
-            panel->init();
-        } catch (const std::exception& e) {
-            failures.push_back(name + ": " + e.what());
-        } catch (...) {
-            failures.push_back(name + ": unknown error");
-        }
+        const std::string failure = runGuardedReporting(("setup of panel " + name).c_str(), [&] { panel->init(); });
+        if (failure.empty())
+            continue;
+        failures.push_back(name + ": " + failure);
+        setElement(name, nullptr);
     }
     return failures;
 }

@@ -44,8 +44,9 @@ public:
     ~AllUI() override;
 
     // init() of every panel, in creation order. A panel whose init throws does not stop the
-    // others: its slot name and the exception's text come back, one line each ("" when all
-    // went well).
+    // others: it is taken out of its slot (a panel that is not set up is not drawn either), and
+    // its slot name and the exception's text come back, one line each (none when all went well).
+    // init() logs those lines.
     void init() override;
     std::vector<std::string> initPanels();
     void draw() override;

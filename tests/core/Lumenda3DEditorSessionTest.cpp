@@ -6,6 +6,7 @@
 #include "core/HeadlessEditor.h"
 
 #include "engine/editing/LmdAutoSaver.h"
+#include "chrome/ErrorDialog.h"
 #include "project/RecoverFromCrashDialog.h"
 #include "services/FileManager.h"
 
@@ -193,6 +194,37 @@ TEST_F(EditorSessionTest, ADiscardedBackupStaysReachable) {
     editor->recoverLastAutoSave();
     EXPECT_TRUE(named("Saved"));
     EXPECT_EQ(editor->projectName, "Start");  // the backup had no name of its own
+}
+
+TEST_F(EditorSessionTest, ABackupThatCannotBeReadIsKeptAsideAndTheUserIsTold) {
+    LogCapture log;
+    const std::string damaged = "Lumenda3D auto-save backup 1\n{\"xmlBytes\": 9999}\n<KiteBench3D><Level";
+    ASSERT_TRUE(FileManager::writeFileAtomic(LmdAutoSaver::pendingPath(), damaged));
+    editor->offerCrashRecoveryIfNeeded(false);
+    EXPECT_FALSE(editor->allUI->getPanel<RecoverFromCrashDialog>()->isOpen());
+    const std::string prefix = "The auto-save backup could not be read. It was kept as ";
+    std::string message = takeError();
+    ASSERT_EQ(message.compare(0, prefix.size(), prefix), 0) << message;
+    const std::filesystem::path keptAs = message.substr(prefix.size());
+    EXPECT_EQ(keptAs.parent_path(), std::filesystem::path(LmdAutoSaver::backupFolder()));
+    std::string kept;
+    ASSERT_TRUE(FileManager::readFile(keptAs.string(), kept));
+    EXPECT_EQ(kept, damaged);
+    EXPECT_FALSE(files().autoBackupExists());
+    // Nothing more is offered at the next start.
+    editor->offerCrashRecoveryIfNeeded(false);
+    EXPECT_FALSE(editor->allUI->getPanel<ErrorDialog>()->isOpen());
+
+    // The same for the set-aside backup that File > Recover Last Auto Save would load, which
+    // leaves the document as it was.
+    ASSERT_TRUE(FileManager::writeFileAtomic(LmdAutoSaver::dismissedPath(), "garbage"));
+    ASSERT_TRUE(editor->loadScript(kGame, false));
+    editor->recoverLastAutoSave();
+    message = takeError();
+    ASSERT_EQ(message.compare(0, prefix.size(), prefix), 0) << message;
+    EXPECT_NE(message.substr(prefix.size()), keptAs.string()) << "an earlier damaged backup is not overwritten";
+    EXPECT_TRUE(named("Crate"));
+    EXPECT_FALSE(editor->hasDismissedSnapshot);
 }
 
 TEST_F(EditorSessionTest, ABackupWithoutTextIsClearedWithoutAsking) {

@@ -155,8 +155,11 @@ TEST_F(AllUITest, APanelThatCannotBeSetUpIsNamedAndTheOthersStillAre) {
     std::vector<std::string> log;
     fillEverySlot(*all, log);
     all->setElement("contextMenu", std::make_shared<BrokenInit>());
+    LmdLog::setEchoToStderr(false);
     EXPECT_EQ(all->initPanels(), (std::vector<std::string>{"contextMenu: no fonts"}));
     EXPECT_EQ(log.size(), kCreationOrder.size() - 1);
+    // Not set up, so not drawn either.
+    EXPECT_EQ(all->getElementByName("contextMenu"), nullptr);
 }
 
 // Opens a window, a child and a colour, then throws, as a panel with a bug would.

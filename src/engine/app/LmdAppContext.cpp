@@ -44,14 +44,6 @@ namespace {
 
 constexpr const char* kCaptureTextureName = "LmdSceneCapture";
 
-void logError(const char* where, const std::exception& e) {
-    LmdLog::message(std::string("Error in ") + where + ": " + e.what());
-}
-
-void logUnknown(const char* where) {
-    LmdLog::message(std::string("Unknown error in ") + where);
-}
-
 } // namespace
 
 // Listens to the render window: opens the ImGui frame before the main viewport renders and
@@ -315,10 +307,10 @@ bool LmdAppContext::renderFrame() {
         if (!mRoot->renderOneFrame())
             return false;
     } catch (const std::exception& e) {
-        logError("renderOneFrame", e);
+        LmdLog::guardFailure("renderOneFrame", e.what());
         endAbandonedImGuiFrame();
     } catch (...) {
-        logUnknown("renderOneFrame");
+        LmdLog::guardFailure("renderOneFrame", nullptr);
         endAbandonedImGuiFrame();
     }
     Ogre::RenderWindow* window = getRenderWindow();
@@ -358,9 +350,9 @@ bool LmdAppContext::frameStarted(const Ogre::FrameEvent& evt) {
     try {
         OgreBites::ApplicationContext::frameStarted(evt); // a person's input, through the router
     } catch (const std::exception& e) {
-        logError("frameStarted", e);
+        LmdLog::guardFailure("frameStarted", e.what());
     } catch (...) {
-        logUnknown("frameStarted");
+        LmdLog::guardFailure("frameStarted", nullptr);
     }
     mSyntheticTransitionFrame = false;
     if (mSynthetic.isActive()) {
@@ -368,9 +360,9 @@ bool LmdAppContext::frameStarted(const Ogre::FrameEvent& evt) {
             mSynthetic.update(nowSeconds(), mRouter);
             mSyntheticTransitionFrame = mSynthetic.deliveredTransitionThisFrame();
         } catch (const std::exception& e) {
-            logError("syntheticInput", e);
+            LmdLog::guardFailure("syntheticInput", e.what());
         } catch (...) {
-            logUnknown("syntheticInput");
+            LmdLog::guardFailure("syntheticInput", nullptr);
         }
     }
     return true;
@@ -380,9 +372,9 @@ bool LmdAppContext::frameRenderingQueued(const Ogre::FrameEvent& evt) {
     try {
         return OgreBites::ApplicationContext::frameRenderingQueued(evt);
     } catch (const std::exception& e) {
-        logError("frameRenderingQueued", e);
+        LmdLog::guardFailure("frameRenderingQueued", e.what());
     } catch (...) {
-        logUnknown("frameRenderingQueued");
+        LmdLog::guardFailure("frameRenderingQueued", nullptr);
     }
     return true;
 }
@@ -410,11 +402,11 @@ void LmdAppContext::beginViewport(const Ogre::RenderTargetViewportEvent& evt) {
     try {
         preViewportUpdate(evt);
     } catch (const std::exception& e) {
-        logError("preViewportUpdate", e);
+        LmdLog::guardFailure("preViewportUpdate", e.what());
         if (ui)
             ImGui::ErrorCheckEndFrameRecover(nullptr); // close what the failed code left open
     } catch (...) {
-        logUnknown("preViewportUpdate");
+        LmdLog::guardFailure("preViewportUpdate", nullptr);
         if (ui)
             ImGui::ErrorCheckEndFrameRecover(nullptr);
     }
@@ -529,9 +521,9 @@ bool LmdAppContext::readWindowPixels(std::vector<unsigned char>& rgb, int& width
                                      Ogre::RenderTarget::FB_BACK);
         return true;
     } catch (const std::exception& e) {
-        logError("captureWindowContents", e);
+        LmdLog::guardFailure("captureWindowContents", e.what());
     } catch (...) {
-        logUnknown("captureWindowContents");
+        LmdLog::guardFailure("captureWindowContents", nullptr);
     }
     return false;
 }
@@ -586,9 +578,9 @@ std::vector<unsigned char> LmdAppContext::captureScene(Ogre::Camera* camera, int
         camera->_notifyViewport(lastViewport); // also when null: the capture viewport is gone
         return LmdImageEncoder::encodeJpeg(rgb.data(), size.width, size.height);
     } catch (const std::exception& e) {
-        logError("captureScene", e);
+        LmdLog::guardFailure("captureScene", e.what());
     } catch (...) {
-        logUnknown("captureScene");
+        LmdLog::guardFailure("captureScene", nullptr);
     }
     if (target)
         target->removeAllViewports();
@@ -619,7 +611,7 @@ std::vector<unsigned char> LmdAppContext::captureSceneFromView(int width, int he
         mCaptureCameraNode->setPosition(eye);
         mCaptureCameraNode->setOrientation(LmdEditorCamera::lookAtOrientation(eye, target));
     } catch (const std::exception& e) {
-        logError("captureSceneFromView", e);
+        LmdLog::guardFailure("captureSceneFromView", e.what());
         return {};
     }
     return captureScene(mCaptureCamera, width, height);

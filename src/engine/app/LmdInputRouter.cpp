@@ -13,14 +13,8 @@ bool callGuarded(const char* name, OgreBites::InputListener* listener,
                  bool (OgreBites::InputListener::*handler)(const Event&), const Event& evt) {
     if (!listener)
         return false;
-    try {
-        return (listener->*handler)(evt);
-    } catch (const std::exception& e) {
-        LmdLog::message(std::string("Error in ") + name + ": " + e.what());
-    } catch (...) {
-        LmdLog::message(std::string("Unknown error in ") + name);
-    }
-    return true; // a failed handler counts as having taken the event
+    // A failed handler counts as having taken the event.
+    return runGuarded(name, true, [&] { return (listener->*handler)(evt); });
 }
 
 } // namespace

@@ -210,6 +210,26 @@ bool LmdAutoSaver::dismissedBackupExists() const { return FileManager::fileExist
 
 std::optional<AutoSaveSnapshot> LmdAutoSaver::loadDismissedBackup() const { return loadFrom(dismissedPath()); }
 
+std::string LmdAutoSaver::setAsideDamagedBackup(bool dismissed) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    const std::filesystem::path from = dismissed ? dismissedPath() : pendingPath();
+    std::error_code ec;
+    if (!std::filesystem::exists(from, ec))
+        return std::string();
+    // A new name each time: an earlier damaged backup is kept too.
+    const std::string stamp = std::to_string(static_cast<long long>(std::time(nullptr)));
+    std::filesystem::path to = std::filesystem::path(backupFolder()) / ("damaged-" + stamp + ".lmdbackup");
+    for (int n = 2; std::filesystem::exists(to, ec); ++n)
+        to = std::filesystem::path(backupFolder()) / ("damaged-" + stamp + "-" + std::to_string(n) + ".lmdbackup");
+    std::filesystem::rename(from, to, ec);
+    if (ec) {
+        LmdLog::message("Could not move the damaged auto-save backup aside: " + ec.message(), LogLevel::Critical);
+        return std::string();
+    }
+    LmdLog::message("The damaged auto-save backup was kept as " + to.string());
+    return to.string();
+}
+
 void LmdAutoSaver::clearBackups() {
     dirty_ = false;
     std::lock_guard<std::mutex> lock(mutex_);

@@ -51,6 +51,10 @@ public:
     std::optional<AutoSaveSnapshot> loadDismissedBackup() const;
     // Removes both backups; a write in flight is dropped rather than landing afterwards.
     void clearBackups();
+    // Moves a backup that cannot be read (the pending one, or the dismissed one) out of the way,
+    // to "damaged-<time>.lmdbackup" in the backup folder, so that it is neither offered again nor
+    // lost. Returns where it went; "" when it could not be moved (then it stays where it was).
+    std::string setAsideDamagedBackup(bool dismissed);
 
     static std::string backupFolder();
     static std::string pendingPath();

@@ -604,6 +604,7 @@ void LmdSourceFiles::dismissAutoBackup() { autoSaver_.dismissBackup(); }
 bool LmdSourceFiles::hasDismissedAutoBackup() { return autoSaver_.dismissedBackupExists(); }
 std::optional<AutoSaveSnapshot> LmdSourceFiles::loadDismissedAutoBackup() { return autoSaver_.loadDismissedBackup(); }
 void LmdSourceFiles::clearAutoBackup() { autoSaver_.clearBackups(); }
+std::string LmdSourceFiles::setAsideDamagedAutoBackup(bool dismissed) { return autoSaver_.setAsideDamagedBackup(dismissed); }
 void LmdSourceFiles::flushAutoSave() {
     autoSaver_.flush([this] { return backupText(); });
 }

@@ -137,6 +137,8 @@ public:
     bool hasDismissedAutoBackup();
     std::optional<AutoSaveSnapshot> loadDismissedAutoBackup();
     void clearAutoBackup();
+    // A backup that exists but cannot be read goes aside (see LmdAutoSaver); where it went, or "".
+    std::string setAsideDamagedAutoBackup(bool dismissed);
     // Writes a due backup now and waits for it (for a clean exit).
     void flushAutoSave();
     LmdAutoSaver& autoSaver() { return autoSaver_; }
