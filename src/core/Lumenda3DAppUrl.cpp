@@ -3,21 +3,22 @@
 #include <cctype>
 #include <cstring>
 
+#include "base/LmdValueParser.h"
 #include "services/UrlUtils.h"
 
 namespace Lumenda3D {
 
+bool hasLumenda3DAppScheme(const std::string& text) {
+    const std::size_t prefixLength = std::strlen(kLumenda3DAppScheme);
+    return text.size() >= prefixLength &&
+           LmdValueParser::equalsIgnoreCase(std::string_view(text).substr(0, prefixLength), kLumenda3DAppScheme);
+}
+
 UrlSchemeArgs parseLumenda3DAppUrl(const std::string& url) {
     UrlSchemeArgs result;
     const std::size_t prefixLength = std::strlen(kLumenda3DAppScheme);
-    if (url.size() < prefixLength)
+    if (!hasLumenda3DAppScheme(url))
         return result;
-    for (std::size_t i = 0; i < prefixLength; ++i) {
-        const int a = std::tolower(static_cast<unsigned char>(url[i]));
-        const int b = std::tolower(static_cast<unsigned char>(kLumenda3DAppScheme[i]));
-        if (a != b)
-            return result;
-    }
 
     std::string rest = url.substr(prefixLength);
     while (!rest.empty() && rest.back() == '/')

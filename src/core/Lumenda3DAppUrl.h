@@ -21,6 +21,9 @@ struct UrlSchemeArgs {
 // "Lumenda3DApp://open/?resId=7/" gives path "open/" and resId "7".
 UrlSchemeArgs parseLumenda3DAppUrl(const std::string& url);
 
+// Whether the text starts with "Lumenda3DApp://", in any case.
+bool hasLumenda3DAppScheme(const std::string& text);
+
 // The cloud resource a parsed URL asks to open: the value of "resId"; only when that key is
 // absent, the value of "resID". An empty value means none (and a present but empty "resId"
 // does not fall back to "resID"). Empty for an invalid URL.

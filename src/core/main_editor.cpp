@@ -27,8 +27,8 @@
 #include <OgreRoot.h>
 
 #include "base/LmdVersion.h"
-#include "core/Lumenda3DAppUrl.h"
 #include "core/LmdStartScreenshot.h"
+#include "core/Lumenda3DAppUrl.h"
 #include "core/Lumenda3DEditor.h"
 #include "services/LmdAutoUpdater.h"
 #include "services/LmdCommandLine.h"
@@ -85,16 +85,6 @@ void changeToModuleFolder() {
         std::filesystem::current_path(std::filesystem::path(std::string(buffer, size_t(length))).parent_path(), ec);
     }
 #endif
-}
-
-bool startsWithScheme(const std::string& argument) {
-    const std::string scheme = Lumenda3D::kLumenda3DAppScheme;
-    if (argument.size() < scheme.size())
-        return false;
-    for (size_t i = 0; i < scheme.size(); ++i)
-        if (std::tolower(static_cast<unsigned char>(argument[i])) != std::tolower(static_cast<unsigned char>(scheme[i])))
-            return false;
-    return true;
 }
 
 } // namespace
@@ -158,7 +148,7 @@ int main(int argc, char** argv) {
         ctx.addObserver(std::move(observer));
     }
     // A game file in place of the URL opens in this editor (it is not handed to a running one).
-    if (!commandLine.positional().empty() && !startsWithScheme(commandLine.positional().front()))
+    if (!commandLine.positional().empty() && !hasLumenda3DAppScheme(commandLine.positional().front()))
         ctx.pendingGameFile = (startFolder / commandLine.positional().front()).lexically_normal().string();
 
     // 7. The hand-over for a running editor: always these three keys, in this order.

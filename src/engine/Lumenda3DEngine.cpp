@@ -572,27 +572,25 @@ std::vector<LmdBase2D*> Lumenda3DEngine::get2DObjectList() const {
     return scene ? scene->elements() : std::vector<LmdBase2D*>();
 }
 
-std::vector<LmdBase3D*> Lumenda3DEngine::pickObjects(int x, int y) const {
+std::vector<LmdBase3D*> Lumenda3DEngine::objectsUnder(int x, int y,
+                                                     const std::function<bool(const LmdBase3D&)>& candidate) const {
     LmdScene* scene = getActiveScene();
-    Ogre::Camera* camera = getCamera();
-    Ogre::Viewport* viewport = getViewport();
-    if (!scene || !camera || !viewport || viewport->getActualWidth() <= 0 || viewport->getActualHeight() <= 0)
+    // The one picking ray: the live camera through the viewport, in window pixels.
+    const LmdScreenProjector projector = getScreenProjector();
+    if (!scene || !projector.isValid())
         return {};
-    const Ogre::Ray ray = camera->getCameraToViewportRay(float(x - viewport->getActualLeft()) / float(viewport->getActualWidth()),
-                                                         float(y - viewport->getActualTop()) / float(viewport->getActualHeight()));
+    const Ogre::Ray ray = projector.ray(float(x), float(y));
     std::vector<std::pair<float, LmdBase3D*>> hits;
     for (LmdBase3D* object : scene->objects()) {
-        if (!object->getNode() || !scene->isShownNow(*object) || !object->isShown() || object->getMask() == 0)
+        if (!object->getNode() || !scene->isShownNow(*object) || !object->isShown() || !candidate(*object))
             continue;
         const Ogre::AxisAlignedBox local = object->getLocalBounds();
         if (local.isNull() || local.isInfinite())
             continue;
         // The ray in the object's own frame meets the box its entity spans there.
         const Ogre::Affine3 inverse = object->getNode()->_getFullTransform().inverse();
-        const Ogre::Vector3 origin = inverse * ray.getOrigin();
-        const Ogre::Vector3 direction = inverse.linear() * ray.getDirection();
         float t = 0.0f;
-        if (rayBox(origin, direction, local, t))
+        if (rayBox(inverse * ray.getOrigin(), inverse.linear() * ray.getDirection(), local, t))
             hits.emplace_back(t, object);
     }
     std::stable_sort(hits.begin(), hits.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
@@ -603,6 +601,10 @@ std::vector<LmdBase3D*> Lumenda3DEngine::pickObjects(int x, int y) const {
     return objects;
 }
 
+std::vector<LmdBase3D*> Lumenda3DEngine::pickObjects(int x, int y) const {
+    return objectsUnder(x, y, [](const LmdBase3D& object) { return object.getMask() != 0; });
+}
+
 LmdBase3D* Lumenda3DEngine::pickObject(int x, int y) const {
     const std::vector<LmdBase3D*> hits = pickObjects(x, y);
     return hits.empty() ? nullptr : hits.front();
@@ -610,28 +612,8 @@ LmdBase3D* Lumenda3DEngine::pickObject(int x, int y) const {
 
 std::vector<Ogre::Entity*> Lumenda3DEngine::getEntitiesUnderScreenPoint(int x, int y) const {
     std::vector<Ogre::Entity*> entities;
-    // Peel objects off one at a time: the nearest first.
-    LmdScene* scene = getActiveScene();
-    if (!scene)
-        return entities;
-    std::vector<std::pair<float, Ogre::Entity*>> hits;
-    Ogre::Camera* camera = getCamera();
-    Ogre::Viewport* viewport = getViewport();
-    if (!camera || !viewport || viewport->getActualWidth() <= 0)
-        return entities;
-    const Ogre::Ray ray = camera->getCameraToViewportRay(float(x) / float(viewport->getActualWidth()),
-                                                         float(y) / float(viewport->getActualHeight()));
-    for (LmdBase3D* object : scene->objects()) {
-        if (!object->getEntity() || !scene->isShownNow(*object) || !object->isShown())
-            continue;
-        const Ogre::Affine3 inverse = object->getNode()->_getFullTransform().inverse();
-        float t = 0.0f;
-        if (rayBox(inverse * ray.getOrigin(), inverse.linear() * ray.getDirection(), object->getLocalBounds(), t))
-            hits.emplace_back(t, object->getEntity());
-    }
-    std::sort(hits.begin(), hits.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
-    for (const auto& hit : hits)
-        entities.push_back(hit.second);
+    for (LmdBase3D* object : objectsUnder(x, y, [](const LmdBase3D& o) { return o.getEntity() != nullptr; }))
+        entities.push_back(object->getEntity());
     return entities;
 }
 
@@ -641,12 +623,10 @@ LmdBase2D* Lumenda3DEngine::pick2DObject(int x, int y) const {
 }
 
 Ogre::Vector3 Lumenda3DEngine::convert2DTo3D(const ImVec2& screen) const {
-    Ogre::Camera* camera = getCamera();
-    Ogre::Viewport* viewport = getViewport();
-    if (!camera || !viewport || viewport->getActualWidth() <= 0 || viewport->getActualHeight() <= 0)
+    const LmdScreenProjector projector = getScreenProjector();
+    if (!projector.isValid())
         return Ogre::Vector3::ZERO;
-    const Ogre::Ray ray = camera->getCameraToViewportRay(screen.x / float(viewport->getActualWidth()),
-                                                         screen.y / float(viewport->getActualHeight()));
+    const Ogre::Ray ray = projector.ray(screen.x, screen.y);
     const Ogre::Plane placing(Ogre::Vector3::UNIT_Y, 0.0f);
     const std::pair<bool, Ogre::Real> hit = ray.intersects(placing);
     if (hit.first && hit.second > 0.0f && hit.second < 10000.0f)

@@ -141,6 +141,8 @@ public:
     LmdBase2D* get2DObjectByXmlId(int xmlId) const;
     std::vector<LmdBase3D*> getObjectList() const;
     std::vector<LmdBase2D*> get2DObjectList() const;
+    // Picking: the ray of the screen projector (getScreenProjector) through a window pixel, the
+    // viewport's place in the window included, for every pick and placement below.
     // The nearest shown object whose entity bounds the ray through the window pixel hits
     // (markers of cameras and lights count in the edit scene); null for none.
     LmdBase3D* pickObject(int x, int y) const;
@@ -252,6 +254,9 @@ protected:
     int mPressX = -1000, mPressY = -1000;
 
 private:
+    // The shown objects that `candidate` accepts and the picking ray through the window pixel hits
+    // (within the bounds of what they draw), nearest first: the one picking of the engine.
+    std::vector<LmdBase3D*> objectsUnder(int x, int y, const std::function<bool(const LmdBase3D&)>& candidate) const;
     // Whether the edit scene is what the window shows now (input and overlays of the edit layer).
     bool editSceneShown() const;
     void noteModifier(const OgreBites::KeyboardEvent& evt, bool down);

@@ -1,5 +1,7 @@
 #include "services/LmdAppcast.h"
 
+#include "base/LmdValueParser.h"
+
 #include <cctype>
 #include <cstring>
 
@@ -48,12 +50,7 @@ int compareNumbers(const std::string& a, const std::string& b) {
 }
 
 bool parseVersion(std::string text, ParsedVersion& out) {
-    while (!text.empty() && std::isspace(static_cast<unsigned char>(text.back())))
-        text.pop_back();
-    std::size_t start = 0;
-    while (start < text.size() && std::isspace(static_cast<unsigned char>(text[start])))
-        ++start;
-    text = text.substr(start);
+    text = std::string(LmdValueParser::trim(text));
     if (!text.empty() && (text[0] == 'v' || text[0] == 'V'))
         text.erase(0, 1);
     const std::size_t plus = text.find('+');
@@ -123,13 +120,7 @@ pugi::xml_attribute attributeByLocalName(pugi::xml_node node, const char* name) 
 }
 
 std::string trimmed(const char* text) {
-    std::string s = text ? text : "";
-    std::size_t begin = 0, end = s.size();
-    while (begin < end && std::isspace(static_cast<unsigned char>(s[begin])))
-        ++begin;
-    while (end > begin && std::isspace(static_cast<unsigned char>(s[end - 1])))
-        --end;
-    return s.substr(begin, end - begin);
+    return std::string(LmdValueParser::trim(text ? text : ""));
 }
 
 } // namespace

@@ -1,5 +1,7 @@
 #include "services/LmdCommandLine.h"
 
+#include "base/LmdValueParser.h"
+
 #include <algorithm>
 #include <cctype>
 
@@ -28,10 +30,8 @@ const OptionSpec* findOption(const std::string& name) {
     return nullptr;
 }
 
-std::string lower(std::string text) {
-    std::transform(text.begin(), text.end(), text.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return text;
+std::string lower(const std::string& text) {
+    return LmdValueParser::toLower(text);
 }
 
 } // namespace

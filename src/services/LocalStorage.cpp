@@ -2,6 +2,7 @@
 
 #include "base/LmdLog.h"
 #include "base/LmdPaths.h"
+#include "base/LmdValueParser.h"
 #include "services/FileManager.h"
 
 #include <algorithm>
@@ -90,10 +91,7 @@ bool isValidFileName(const std::string& name, size_t maxLength) {
 }
 
 std::string lowerExtension(const std::string& fileName) {
-    std::string ext = fs::path(fileName).extension().string();
-    std::transform(ext.begin(), ext.end(), ext.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return ext;
+    return LmdValueParser::toLower(fs::path(fileName).extension().string());
 }
 
 std::string joinExtensions(const std::vector<std::string>& extensions) {

@@ -12,6 +12,7 @@
 
 #include "base/LmdLog.h"
 #include "base/LmdPaths.h"
+#include "base/LmdValueParser.h"
 #include "base/LmdVersion.h"
 #include "services/FileManager.h"
 #include "services/UrlUtils.h"
@@ -40,12 +41,7 @@ std::string upper(std::string text) {
 }
 
 std::string trim(const std::string& text) {
-    std::size_t begin = 0, end = text.size();
-    while (begin < end && std::isspace(static_cast<unsigned char>(text[begin])))
-        ++begin;
-    while (end > begin && std::isspace(static_cast<unsigned char>(text[end - 1])))
-        --end;
-    return text.substr(begin, end - begin);
+    return std::string(LmdValueParser::trim(text));
 }
 
 std::uint64_t fnv1a64(const std::string& text) {
@@ -124,9 +120,7 @@ struct MyHttpClientTransfer {
         } else {
             const std::size_t colon = line.find(':');
             if (colon != std::string::npos && colon > 0) {
-                std::string name = trim(line.substr(0, colon));
-                std::transform(name.begin(), name.end(), name.begin(),
-                               [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+                const std::string name = LmdValueParser::toLower(trim(line.substr(0, colon)));
                 self->response->headers[name] = trim(line.substr(colon + 1));
             }
         }

@@ -1,5 +1,7 @@
 #include "engine/app/LmdKeyNames.h"
 
+#include "base/LmdValueParser.h"
+
 #include <algorithm>
 #include <cctype>
 
@@ -21,18 +23,11 @@ constexpr unsigned short kModLeftCtrl = 0x0040, kModRightCtrl = 0x0080;
 constexpr unsigned short kModLeftAlt = 0x0100, kModRightAlt = 0x0200;
 
 std::string normalise(const std::string& name) {
-    std::size_t begin = 0, end = name.size();
-    while (begin < end && std::isspace(static_cast<unsigned char>(name[begin])))
-        ++begin;
-    while (end > begin && std::isspace(static_cast<unsigned char>(name[end - 1])))
-        --end;
-    std::string out = name.substr(begin, end - begin);
+    const std::string_view out = LmdValueParser::trim(name);
     // A lone space character is the space key; anything longer is lower-cased.
     if (out.empty() && !name.empty() && name.find(' ') != std::string::npos)
         return "space";
-    for (char& c : out)
-        c = char(std::tolower(static_cast<unsigned char>(c)));
-    return out;
+    return LmdValueParser::toLower(out);
 }
 
 bool isKeyCharacter(char c) {

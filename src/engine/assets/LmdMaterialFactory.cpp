@@ -58,9 +58,7 @@ std::string lowerExtension(const std::string& path) {
     std::string ext = fs::path(path).extension().string();
     if (!ext.empty())
         ext.erase(0, 1);
-    for (char& c : ext)
-        c = char(std::tolower(static_cast<unsigned char>(c)));
-    return ext;
+    return LmdValueParser::toLower(ext);
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 #include "engine/assets/LmdModelImporter.h"
 
+#include "base/LmdValueParser.h"
 #include "engine/assets/LmdModelSkeleton.h"
 
 #include <assimp/Importer.hpp>
@@ -18,10 +19,7 @@ namespace {
 namespace fs = std::filesystem;
 
 std::string lowerExtension(const std::string& path) {
-    std::string ext = fs::path(path).extension().string();
-    for (char& c : ext)
-        c = char(std::tolower(static_cast<unsigned char>(c)));
-    return ext;
+    return LmdValueParser::toLower(fs::path(path).extension().string());
 }
 
 // The texture a material names, made absolute (or marked as embedded).

@@ -1,5 +1,7 @@
 #include "engine/logic/LmdLuaExpression.h"
 
+#include "base/LmdValueParser.h"
+
 #include <cctype>
 #include <charconv>
 #include <cmath>
@@ -777,11 +779,7 @@ private:
 };
 
 std::string_view trimView(std::string_view text) {
-    while (!text.empty() && std::isspace(static_cast<unsigned char>(text.front())))
-        text.remove_prefix(1);
-    while (!text.empty() && std::isspace(static_cast<unsigned char>(text.back())))
-        text.remove_suffix(1);
-    return text;
+    return LmdValueParser::trim(text);
 }
 
 AstPtr parse(std::string_view text, std::string& error) {

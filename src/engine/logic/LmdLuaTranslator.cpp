@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
-#include <charconv>
+#include <cstdint>
 #include <cmath>
 #include <cstdlib>
 #include <map>
@@ -12,6 +12,7 @@
 
 #include <lua.hpp>
 
+#include "base/LmdValueParser.h"
 #include "engine/logic/LmdLuaExpression.h"
 #include "engine/logic/LmdLuaWriter.h"
 #include "engine/schema/SchemaValidator.h"
@@ -28,17 +29,11 @@ using Problem = LmdLuaTranslation::Problem;
 constexpr int kMaxBlockDepth = 60;
 
 std::string trim(std::string_view text) {
-    while (!text.empty() && std::isspace(static_cast<unsigned char>(text.front())))
-        text.remove_prefix(1);
-    while (!text.empty() && std::isspace(static_cast<unsigned char>(text.back())))
-        text.remove_suffix(1);
-    return std::string(text);
+    return std::string(LmdValueParser::trim(text));
 }
 
-std::string lower(std::string text) {
-    for (char& c : text)
-        c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    return text;
+std::string lower(std::string_view text) {
+    return LmdValueParser::toLower(text);
 }
 
 std::vector<std::string> splitComma(const std::string& text) {
@@ -54,19 +49,12 @@ std::vector<std::string> splitComma(const std::string& text) {
     return out;
 }
 
-bool parseDouble(const std::string& text, double& out) {
-    std::string t = trim(text);
-    if (!t.empty() && t.front() == '+')
-        t.erase(0, 1);
-    if (t.empty())
-        return false;
-    const char* end = t.data() + t.size();
-    auto result = std::from_chars(t.data(), end, out, std::chars_format::general);
-    return result.ec == std::errc() && result.ptr == end && std::isfinite(out);
-}
-
-// "0xRRGGBB" from the forms the language accepts (0x, # or bare hexadecimal digits).
+// "0xRRGGBB" from the forms the language accepts (0x, # or bare hexadecimal digits). A text that
+// is no colour (reported already) keeps its digits, in the same form.
 std::string normalizeColor(const std::string& text) {
+    std::uint32_t rgb = 0;
+    if (LmdValueParser::parseColor(text, rgb))
+        return LmdValueParser::formatColor(rgb);
     std::string t = trim(text);
     if (t.size() >= 2 && t[0] == '0' && (t[1] == 'x' || t[1] == 'X'))
         t.erase(0, 2);
@@ -322,7 +310,7 @@ public:
         if (text.empty())
             return 0.0;
         double out = 0.0;
-        if (!parseDouble(text, out)) {
+        if (!LmdValueParser::parseNumber(text, out)) {
             fail(attr, "is '" + text + "', which is not a number; write a decimal number such as 2 or 0.5");
             return 0.0;
         }

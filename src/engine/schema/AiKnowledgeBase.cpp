@@ -7,6 +7,7 @@
 
 #include "base/LmdLog.h"
 #include "base/LmdPaths.h"
+#include "base/LmdValueParser.h"
 #include "engine/app/LmdKeyNames.h"
 #include "engine/schema/CodeSchema.h"
 #include "engine/schema/SchemaValidator.h"
@@ -38,13 +39,7 @@ bool readFile(const std::string& path, std::string& out) {
 std::string str(std::string_view view) { return std::string(view); }
 
 bool equalsIgnoringCase(const std::string& a, const std::string& b) {
-    if (a.size() != b.size())
-        return false;
-    for (size_t i = 0; i < a.size(); ++i) {
-        if (std::tolower(static_cast<unsigned char>(a[i])) != std::tolower(static_cast<unsigned char>(b[i])))
-            return false;
-    }
-    return true;
+    return LmdValueParser::equalsIgnoreCase(a, b);
 }
 
 // What the value of an attribute names, for inputs that pick a named thing of the game.

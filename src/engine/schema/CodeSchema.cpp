@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "base/LmdLog.h"
+#include "base/LmdValueParser.h"
 
 namespace Lumenda3D {
 namespace {
@@ -13,15 +14,8 @@ constexpr const char* kSchemaRoot = "codeSchema";
 // Nesting depth at which a parent list that refers to itself is given up.
 constexpr int kMaxParentListDepth = 8;
 
-std::string toLower(std::string_view text) {
-    std::string out(text);
-    for (char& c : out)
-        c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    return out;
-}
-
 bool containsIgnoreCase(std::string_view haystack, const std::string& lowerNeedle) {
-    return toLower(haystack).find(lowerNeedle) != std::string::npos;
+    return LmdValueParser::toLower(haystack).find(lowerNeedle) != std::string::npos;
 }
 
 std::string joinPlaces(const std::vector<std::string>& places) {
@@ -43,11 +37,7 @@ std::vector<std::string_view> CodeSchema::splitList(std::string_view text) {
         size_t end = text.find('|', start);
         if (end == std::string_view::npos)
             end = text.size();
-        std::string_view item = text.substr(start, end - start);
-        while (!item.empty() && std::isspace(static_cast<unsigned char>(item.front())))
-            item.remove_prefix(1);
-        while (!item.empty() && std::isspace(static_cast<unsigned char>(item.back())))
-            item.remove_suffix(1);
+        const std::string_view item = LmdValueParser::trim(text.substr(start, end - start));
         if (!item.empty())
             items.push_back(item);
         start = end + 1;
@@ -407,7 +397,7 @@ std::vector<pugi::xml_node> CodeSchema::getCategories() const {
 
 std::vector<pugi::xml_node> CodeSchema::getCommands(const std::string& filter) const {
     std::vector<pugi::xml_node> out;
-    std::string needle = toLower(filter);
+    std::string needle = LmdValueParser::toLower(filter);
     for (std::string_view name : commandOrder_) {
         const CommandDef& def = commands_.at(name);
         if (needle.empty() || containsIgnoreCase(name, needle) ||
@@ -441,7 +431,7 @@ std::vector<pugi::xml_node> CodeSchema::getAttributes(const std::string& command
     const CommandDef* def = findCommandDef(command);
     if (!def)
         return out;
-    std::string needle = toLower(filter);
+    std::string needle = LmdValueParser::toLower(filter);
     for (const AttributeDef& attribute : def->attributes)
         if (needle.empty() || containsIgnoreCase(attribute.name, needle) ||
             containsIgnoreCase(attribute.node.attribute("en_caption").value(), needle))

@@ -2,10 +2,12 @@
 
 #include <algorithm>
 #include <cctype>
-#include <charconv>
 #include <cmath>
+#include <cstdint>
 #include <cstring>
 #include <unordered_map>
+
+#include "base/LmdValueParser.h"
 
 namespace Lumenda3D {
 namespace {
@@ -16,42 +18,19 @@ constexpr size_t kMaxListedItems = 10;
 using AttributeDef = CodeSchema::AttributeDef;
 using ValueKind = CodeSchema::ValueKind;
 
-std::string_view trim(std::string_view text) {
-    while (!text.empty() && std::isspace(static_cast<unsigned char>(text.front())))
-        text.remove_prefix(1);
-    while (!text.empty() && std::isspace(static_cast<unsigned char>(text.back())))
-        text.remove_suffix(1);
-    return text;
-}
-
-// A decimal number as the engine and Lua read it: optional sign, digits, point, exponent.
-// Locale-independent; infinities and NaN are refused.
+// Numbers and colours as the engine and Lua read them (LmdValueParser), so that what passes here
+// plays.
 bool parseNumber(std::string_view text, double& out) {
-    text = trim(text);
-    if (!text.empty() && text.front() == '+')
-        text.remove_prefix(1);
-    if (text.empty())
-        return false;
-    const char* end = text.data() + text.size();
-    auto result = std::from_chars(text.data(), end, out, std::chars_format::general);
-    return result.ec == std::errc() && result.ptr == end && std::isfinite(out);
+    return LmdValueParser::parseNumber(text, out);
 }
 
 bool isColor(std::string_view text) {
-    text = trim(text);
-    if (text.size() >= 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X'))
-        text.remove_prefix(2);
-    else if (!text.empty() && text[0] == '#')
-        text.remove_prefix(1);
-    return text.size() == 6 &&
-           std::all_of(text.begin(), text.end(), [](char c) { return std::isxdigit(static_cast<unsigned char>(c)); });
+    std::uint32_t rgb = 0;
+    return LmdValueParser::parseColor(text, rgb);
 }
 
 std::string toLower(std::string_view text) {
-    std::string out(text);
-    for (char& c : out)
-        c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    return out;
+    return LmdValueParser::toLower(text);
 }
 
 size_t editDistance(const std::string& a, const std::string& b) {
