@@ -40,7 +40,7 @@ public:
         editor_.load(kSmallGame);
         tools_.setLogBuffer(&server_.logs());
         LmdLog::setEchoToStderr(false);
-        server_.logs().attachToEditorLog();
+        server_.logs().attach();
         for (int i = 0; i < 2000; ++i)
             LmdLog::message("Lua: line " + std::to_string(i) + " of a running game's output");
         server_.start(0);
@@ -54,7 +54,7 @@ public:
     ~Endpoint() {
         stop_ = true;
         frames_.join();
-        server_.logs().detachFromEditorLog();
+        server_.logs().detach();
         server_.dispatcher().shutdown();
         server_.stop();
         LmdLog::setEchoToStderr(true);

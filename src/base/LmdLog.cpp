@@ -16,17 +16,27 @@ LogState& state() {
     static LogState s;
     return s;
 }
+thread_local bool delivering = false;
 } // namespace
+
+bool LmdLog::isDeliveringOnThisThread() { return delivering; }
 
 void LmdLog::message(const std::string& text, LogLevel level) {
     LogState& s = state();
     std::lock_guard<std::mutex> lock(s.mutex);
     if (s.echo) {
-        const char* tag = level == LogLevel::Critical ? "CRITICAL: " : "";
+        const char* tag = level == LogLevel::Critical ? "CRITICAL: " : level == LogLevel::Warning ? "WARNING: " : "";
         std::fprintf(stderr, "%s%s\n", tag, text.c_str());
     }
-    for (auto& entry : s.sinks)
-        entry.second(text, level);
+    delivering = true;
+    try {
+        for (auto& entry : s.sinks)
+            entry.second(text, level);
+    } catch (...) {
+        delivering = false;
+        throw;
+    }
+    delivering = false;
 }
 
 int LmdLog::addSink(LogSink sink) {

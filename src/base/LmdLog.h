@@ -1,20 +1,27 @@
 #pragma once
 // The editor's log. Every subsystem writes here; sinks (stderr, the engine's log file,
-// the agent log ring) receive each line with its level.
+// the agent log ring) receive each line with its level. The levels are numbered as the engine's
+// log numbers its own, so that one mapping serves both.
 #include <exception>
 #include <functional>
 #include <string>
 
 namespace Lumenda3D {
 
-enum class LogLevel { Trivial = 1, Normal = 2, Critical = 3 };
+enum class LogLevel { Trivial = 1, Normal = 2, Warning = 3, Critical = 4 };
 
 using LogSink = std::function<void(const std::string& message, LogLevel level)>;
 
 class LmdLog {
 public:
     static void message(const std::string& text, LogLevel level = LogLevel::Normal);
+    static void warning(const std::string& text) { message(text, LogLevel::Warning); }
     static void critical(const std::string& text) { message(text, LogLevel::Critical); }
+
+    // True on the calling thread while a line of this log is being handed to the sinks: a
+    // listener of the engine's log uses it to tell the editor's lines, which a sink copies
+    // there, from the engine's own.
+    static bool isDeliveringOnThisThread();
 
     // Adds a sink; returns a handle for removeSink. Sinks are called under a lock, in order.
     static int addSink(LogSink sink);

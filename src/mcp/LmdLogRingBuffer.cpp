@@ -1,14 +1,23 @@
 #include "mcp/LmdLogRingBuffer.h"
 
+#include <OgreLogManager.h>
+
 namespace Lumenda3D {
 
 LmdLogRingBuffer::~LmdLogRingBuffer() {
-    // After removeSink returns no sink call is running (the log calls sinks under its lock),
-    // so nothing can reach this object any more.
-    detachFromEditorLog();
+    // After the removals return no listener call is running (both logs call their listeners
+    // under their locks), so nothing can reach this object any more.
+    detach();
 }
 
-void LmdLogRingBuffer::messageLogged(const std::string& message, Level level) {
+void LmdLogRingBuffer::messageLogged(const Ogre::String& message, Ogre::LogMessageLevel level, bool,
+                                     const Ogre::String&, bool&) {
+    if (LmdLog::isDeliveringOnThisThread())
+        return;  // the editor's own line, copied into the engine's log: heard from the editor's log
+    record(message, fromEngineLevel(level));
+}
+
+void LmdLogRingBuffer::record(const std::string& message, Level level) {
     std::lock_guard<std::mutex> lock(mutex_);
     Line line;
     line.id = nextId_++;
@@ -37,24 +46,39 @@ std::uint64_t LmdLogRingBuffer::lastId() const {
     return nextId_ - 1;
 }
 
-void LmdLogRingBuffer::attachToEditorLog() {
-    std::lock_guard<std::mutex> lock(sinkMutex_);
-    if (sinkHandle_ != 0)
-        LmdLog::removeSink(sinkHandle_);
-    sinkHandle_ = LmdLog::addSink(
-        [this](const std::string& message, LogLevel level) { messageLogged(message, fromLogLevel(level)); });
+void LmdLogRingBuffer::attach() {
+    std::lock_guard<std::mutex> lock(attachMutex_);
+    detachLocked();
+    if (Ogre::LogManager* manager = Ogre::LogManager::getSingletonPtr()) {
+        if (Ogre::Log* log = manager->getDefaultLog()) {
+            log->addListener(this);
+            engineLog_ = log;
+        }
+    }
+    sinkHandle_ = LmdLog::addSink([this](const std::string& message, LogLevel level) { record(message, fromLogLevel(level)); });
 }
 
-void LmdLogRingBuffer::detachFromEditorLog() {
-    std::lock_guard<std::mutex> lock(sinkMutex_);
-    if (sinkHandle_ == 0)
-        return;
-    LmdLog::removeSink(sinkHandle_);
-    sinkHandle_ = 0;
+void LmdLogRingBuffer::detach() {
+    std::lock_guard<std::mutex> lock(attachMutex_);
+    detachLocked();
+}
+
+void LmdLogRingBuffer::detachLocked() {
+    if (sinkHandle_ != 0) {
+        LmdLog::removeSink(sinkHandle_);
+        sinkHandle_ = 0;
+    }
+    if (engineLog_) {
+        // Only while that log still exists: the engine may have closed its log manager already.
+        Ogre::LogManager* manager = Ogre::LogManager::getSingletonPtr();
+        if (manager && manager->getDefaultLog() == engineLog_)
+            engineLog_->removeListener(this);
+        engineLog_ = nullptr;
+    }
 }
 
 bool LmdLogRingBuffer::isAttached() const {
-    std::lock_guard<std::mutex> lock(sinkMutex_);
+    std::lock_guard<std::mutex> lock(attachMutex_);
     return sinkHandle_ != 0;
 }
 
@@ -81,7 +105,18 @@ LmdLogRingBuffer::Level LmdLogRingBuffer::fromLogLevel(LogLevel level) {
     switch (level) {
     case LogLevel::Trivial: return Level::Trivial;
     case LogLevel::Normal: return Level::Normal;
+    case LogLevel::Warning: return Level::Warning;
     case LogLevel::Critical: return Level::Critical;
+    }
+    return Level::Normal;
+}
+
+LmdLogRingBuffer::Level LmdLogRingBuffer::fromEngineLevel(Ogre::LogMessageLevel level) {
+    switch (level) {
+    case Ogre::LML_TRIVIAL: return Level::Trivial;
+    case Ogre::LML_NORMAL: return Level::Normal;
+    case Ogre::LML_WARNING: return Level::Warning;
+    case Ogre::LML_CRITICAL: return Level::Critical;
     }
     return Level::Normal;
 }

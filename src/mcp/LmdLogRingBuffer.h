@@ -1,20 +1,24 @@
 #pragma once
 // The most recent log lines, kept in memory for agents. Each line gets an id that only grows,
-// so an agent can poll incrementally ("everything after the last id I saw"). It listens to the
-// editor's log once attached, and may be fed from any thread; readers get copies.
+// so an agent can poll incrementally ("everything after the last id I saw"). Once attached it
+// hears everything logged in the process: the engine's default log (OGRE's own messages, such as
+// a missing texture or a shader fallback at the warning level) and the editor's log. It may be
+// fed from any thread; readers get copies.
 #include <cstdint>
 #include <deque>
 #include <mutex>
 #include <string>
 #include <vector>
 
+#include <OgreLog.h>
+
 #include "base/LmdLog.h"
 
 namespace Lumenda3D {
 
-class LmdLogRingBuffer {
+class LmdLogRingBuffer : public Ogre::LogListener {
 public:
-    // Severity of a line; values are compared numerically.
+    // Severity of a line; values are compared numerically, and are the engine's own numbers.
     enum class Level : int { Trivial = 1, Normal = 2, Warning = 3, Critical = 4 };
 
     struct Line {
@@ -26,13 +30,19 @@ public:
     static constexpr std::size_t kCapacity = 2000;
 
     LmdLogRingBuffer() = default;
-    ~LmdLogRingBuffer();
+    ~LmdLogRingBuffer() override;
     LmdLogRingBuffer(const LmdLogRingBuffer&) = delete;
     LmdLogRingBuffer& operator=(const LmdLogRingBuffer&) = delete;
 
+    // The engine log's callback: records the message with its level, whatever the debug mask
+    // says. Lines of the editor's log that a sink copies into the engine's log are skipped here:
+    // they arrive from the editor's log itself.
+    void messageLogged(const Ogre::String& message, Ogre::LogMessageLevel level, bool maskDebug,
+                       const Ogre::String& logName, bool& skipThisMessage) override;
+
     // Records one line, dropping the oldest beyond kCapacity. Any thread. Must not log itself:
-    // it runs inside the editor log's lock.
-    void messageLogged(const std::string& message, Level level);
+    // it runs inside the logs' locks.
+    void record(const std::string& message, Level level);
 
     // A copy of the lines with an id above sinceId and a level of at least minLevel, oldest
     // first; with maxLines above 0 only the newest maxLines of them.
@@ -41,10 +51,11 @@ public:
     // Id of the newest line ever logged; 0 before the first.
     std::uint64_t lastId() const;
 
-    // Registers on the editor's log (LmdLog). Removes an earlier registration first, so calling
-    // it twice never records a line twice. detach() removes it; lines and ids are kept.
-    void attachToEditorLog();
-    void detachFromEditorLog();
+    // Registers on the engine's default log (when the process has one) and on the editor's log.
+    // Removes an earlier registration first, so calling it twice never records a line twice.
+    // detach() removes both; lines and ids are kept.
+    void attach();
+    void detach();
     bool isAttached() const;
 
     // Text form used by get_logs in both directions: "trivial", "normal", "warning", "critical".
@@ -52,16 +63,20 @@ public:
     // False (and `out` untouched) for any other word.
     static bool levelFromName(const std::string& name, Level& out);
     static Level fromLogLevel(LogLevel level);
+    static Level fromEngineLevel(Ogre::LogMessageLevel level);
 
 private:
+    void detachLocked();
+
     mutable std::mutex mutex_;   // guards lines_ and nextId_
     std::deque<Line> lines_;
     std::uint64_t nextId_ = 1;
 
-    // Guards sinkHandle_. Taken before the editor log's own lock (never inside a sink call),
+    // Guards the registrations. Taken before the logs' own locks (never inside a listener call),
     // and never together with mutex_.
-    mutable std::mutex sinkMutex_;
-    int sinkHandle_ = 0;         // 0 while not attached
+    mutable std::mutex attachMutex_;
+    int sinkHandle_ = 0;              // 0 while not on the editor's log
+    Ogre::Log* engineLog_ = nullptr;  // the engine's default log while registered on it
 };
 
 } // namespace Lumenda3D

@@ -62,8 +62,9 @@ bool LmdMcpController::start(int port) {
         LmdLog::message("MCP server failed to start: " + server->http().lastError());
         return false;
     }
-    // attachToEditorLog removes an earlier registration first: a restart never records twice.
-    server->logs().attachToEditorLog();
+    // On the engine's default log and the editor's; attach removes an earlier registration
+    // first, so a restart never records a line twice.
+    server->logs().attach();
     LmdLog::message("MCP server listening on http://127.0.0.1:" + std::to_string(server->http().port()) + "/mcp");
     return true;
 }
@@ -71,7 +72,7 @@ bool LmdMcpController::start(int port) {
 void LmdMcpController::stop() {
     if (!server || !server->http().isRunning())
         return;
-    server->logs().detachFromEditorLog();
+    server->logs().detach();
     // Wake every connection thread that waits (for the user's answer, for the main thread), so
     // that the listener's stop, which waits for all handlers, returns.
     permissions.cancelPendingPrompt();

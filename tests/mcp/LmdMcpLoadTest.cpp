@@ -165,7 +165,7 @@ TEST(LmdMcpLoad, SixteenAgentsThousandCallsEach) {
     LmdMcpEditorBackend backend(tools, nullptr);
     LmdMcpServer server(&backend);
     tools.setLogBuffer(&server.logs());
-    server.logs().attachToEditorLog();
+    server.logs().attach();
     ASSERT_TRUE(server.start(0));
     const int port = server.http().port();
 
@@ -191,7 +191,7 @@ TEST(LmdMcpLoad, SixteenAgentsThousandCallsEach) {
     LmdLog::setEchoToStderr(true);
     for (std::thread& t : clients)
         t.join();
-    server.logs().detachFromEditorLog();
+    server.logs().detach();
     server.dispatcher().shutdown();
     server.stop();
 

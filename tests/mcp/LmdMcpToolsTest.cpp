@@ -126,9 +126,9 @@ TEST(LmdMcpDocumentation, SectionsExamplesAndErrors) {
 TEST(LmdMcpLogs, DefaultsAndUnknownLevel) {
     LmdLogRingBuffer logs;
     for (int i = 0; i < 250; ++i)
-        logs.messageLogged("line " + std::to_string(i), i % 2 ? LmdLogRingBuffer::Level::Trivial
+        logs.record("line " + std::to_string(i), i % 2 ? LmdLogRingBuffer::Level::Trivial
                                                              : LmdLogRingBuffer::Level::Normal);
-    logs.messageLogged("boom", LmdLogRingBuffer::Level::Critical);
+    logs.record("boom", LmdLogRingBuffer::Level::Critical);
     LmdMcpTools tools(nullptr, &logs);
     const std::string all = text(tools.call("get_logs", json::object()));
     EXPECT_EQ(all.rfind("lastLogId: 251  (pass as sinceId next time)\n", 0), 0u);

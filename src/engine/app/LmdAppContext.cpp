@@ -86,6 +86,12 @@ LmdAppContext::~LmdAppContext() {
 
 // --- OGRE setup --------------------------------------------------------------------------------
 
+// The editor's log levels are the engine's numbers: a line is copied with its level unchanged.
+static_assert(static_cast<int>(LogLevel::Trivial) == Ogre::LML_TRIVIAL && static_cast<int>(LogLevel::Normal) == Ogre::LML_NORMAL &&
+                  static_cast<int>(LogLevel::Warning) == Ogre::LML_WARNING &&
+                  static_cast<int>(LogLevel::Critical) == Ogre::LML_CRITICAL,
+              "LogLevel and Ogre::LogMessageLevel must number the levels alike");
+
 void LmdAppContext::createRoot() {
     // OGRE's log goes to a file in the application's cache folder, not to the console; our own
     // log lines are copied into it so that one file tells the whole story.
@@ -96,9 +102,7 @@ void LmdAppContext::createRoot() {
     if (!mLogSink) {
         mLogSink = LmdLog::addSink([](const std::string& text, LogLevel level) {
             if (auto* manager = Ogre::LogManager::getSingletonPtr())
-                manager->logMessage(text, level == LogLevel::Critical  ? Ogre::LML_CRITICAL
-                                          : level == LogLevel::Trivial ? Ogre::LML_TRIVIAL
-                                                                       : Ogre::LML_NORMAL);
+                manager->logMessage(text, static_cast<Ogre::LogMessageLevel>(static_cast<int>(level)));
         });
     }
     // No plugins.cfg and no ogre.cfg: the plugins and options are chosen here.
