@@ -183,10 +183,10 @@ int main(int argc, char** argv) {
             }
         }
 
+        // The agent server, then the engine's parts; the root and the window stay until closeApp,
+        // so that a fault while they are released counts as the clean exit it almost is.
         ctx.onClose();
         g_appShuttingDown = true;
-        // The engine's onClose may have released the root and the window already; a second
-        // release would reach OGRE's managers after they are gone.
         if (ctx.getRoot())
             ctx.closeApp();
         LmdSingleInstance::getInstance().shutdown();

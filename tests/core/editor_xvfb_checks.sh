@@ -238,6 +238,15 @@ screenshot)
   if [ "$failures" -ne 0 ]; then cat "$work/shot.out"; grep -v '^ALSA' "$work/shot.err" | tail -20; fi
   ;;
 
+close-fault)
+  # A fault while OGRE's root is released, as the window closes after onClose: a clean exit.
+  LUMENDA3D_TEST_CLOSE_FAULT=1 run_script close-fault "
+until loaded
+quit"
+  grep -q "^Unhandled exception: injected fault while the window closes$" "$work/close-fault.err" ||
+    fail "close-fault: no stderr line"
+  ;;
+
 exit-fault)
   LUMENDA3D_TEST_EXIT_FAULT=1 run_script exit-fault "
 until loaded

@@ -11,6 +11,8 @@
 #include <sstream>
 #include <stdexcept>
 
+#include <OgreLogManager.h>
+
 #include "base/LmdLog.h"
 #include "chrome/ConfirmDialog.h"
 #include "chrome/ErrorDialog.h"
@@ -92,6 +94,16 @@ void escapeNoexcept(const std::string& text) noexcept {
     throwTestFault(text);
 }
 
+// Throws when OGRE's root logs that it shuts down: that happens while the window closes, inside
+// the root's destructor, where an exception ends in the terminate handler.
+class CloseFault : public Ogre::LogListener {
+public:
+    void messageLogged(const Ogre::String& message, Ogre::LogMessageLevel, bool, const Ogre::String&, bool&) override {
+        if (message.find("OGRE Shutdown") != std::string::npos)
+            throwTestFault("injected fault while the window closes");
+    }
+};
+
 } // namespace
 
 std::unique_ptr<LmdEditorTestHook> LmdEditorTestHook::fromEnvironment(Lumenda3DEditor& editor) {
@@ -101,10 +113,18 @@ std::unique_ptr<LmdEditorTestHook> LmdEditorTestHook::fromEnvironment(Lumenda3DE
     const bool hasScript = script && *script;
     const int faultCount = faults && *faults ? std::max(0, std::atoi(faults)) : 0;
     const bool faultAtExit = exitFault && *exitFault && std::string(exitFault) != "0";
-    if (!hasScript && faultCount == 0 && !faultAtExit)
+    const char* closeFault = std::getenv(kCloseFaultVariable);
+    const bool faultAtClose = closeFault && *closeFault && std::string(closeFault) != "0";
+    if (!hasScript && faultCount == 0 && !faultAtExit && !faultAtClose)
         return nullptr;
     auto hook = std::make_unique<LmdEditorTestHook>(editor, hasScript ? script : "", faultCount);
     hook->faultAtExit_ = faultAtExit;
+    if (faultAtClose) {
+        if (Ogre::LogManager* logs = Ogre::LogManager::getSingletonPtr(); logs && logs->getDefaultLog()) {
+            hook->closeFault_ = std::make_unique<CloseFault>();
+            logs->getDefaultLog()->addListener(hook->closeFault_.get());
+        }
+    }
     return hook;
 }
 
@@ -135,6 +155,9 @@ LmdEditorTestHook::LmdEditorTestHook(Lumenda3DEditor& editor, const std::string&
 LmdEditorTestHook::~LmdEditorTestHook() {
     if (logSink_)
         LmdLog::removeSink(logSink_);
+    if (closeFault_)
+        if (Ogre::LogManager* logs = Ogre::LogManager::getSingletonPtr(); logs && logs->getDefaultLog())
+            logs->getDefaultLog()->removeListener(closeFault_.get());
     // The hook goes with the editor object, at process exit, after the entry has closed down.
     if (faultAtExit_)
         escapeNoexcept("injected fault at exit");

@@ -10,6 +10,8 @@
 //                                    shown, to prove that the entry's loop carries on
 //   LUMENDA3D_TEST_EXIT_FAULT=1      an exception escapes while the editor object is destroyed at
 //                                    process exit (the terminate handler must end it with code 0)
+//   LUMENDA3D_TEST_CLOSE_FAULT=1     an exception escapes while OGRE's root is released as the
+//                                    window closes (after onClose: the exit must be code 0 too)
 //
 // Without them the hook does not exist. Results go to standard output as lines that start with
 // "LMD-TEST ": "LMD-TEST FAIL line <n>: ..." for a failed check (the editor then quits),
@@ -25,6 +27,7 @@
 #include <string>
 #include <vector>
 
+#include <OgreLog.h>
 #include <SDL.h>
 
 #include "core/LmdEditorObserver.h"
@@ -38,6 +41,7 @@ public:
     static constexpr const char* kScriptVariable = "LUMENDA3D_TEST_SCRIPT";
     static constexpr const char* kFaultVariable = "LUMENDA3D_TEST_FRAME_FAULTS";
     static constexpr const char* kExitFaultVariable = "LUMENDA3D_TEST_EXIT_FAULT";
+    static constexpr const char* kCloseFaultVariable = "LUMENDA3D_TEST_CLOSE_FAULT";
 
     // Null when none of the variables is set.
     static std::unique_ptr<LmdEditorTestHook> fromEnvironment(Lumenda3DEditor& editor);
@@ -95,6 +99,8 @@ private:
     long frame_ = 0;
     int faultsLeft_ = 0;
     bool faultAtExit_ = false;
+    // Throws from OGRE's log while the root shuts down (LUMENDA3D_TEST_CLOSE_FAULT).
+    std::unique_ptr<Ogre::LogListener> closeFault_;
     std::chrono::steady_clock::time_point lastFrame_{};
 
     Wait wait_ = Wait::None;

@@ -336,14 +336,13 @@ void LmdAppContext::run() {
     while (renderFrame()) {
     }
     onClose();
+    if (mRoot)
+        closeApp();
 }
 
 void LmdAppContext::onClose() {
-    if (mClosed)
-        return;
-    mClosed = true;
-    if (mRoot)
-        closeApp();
+    // The root and the window stay: closeApp releases them, after the caller has marked the
+    // process as shutting down (a fault while the window closes is then a clean exit).
 }
 
 double LmdAppContext::nowSeconds() const {

@@ -67,7 +67,8 @@ public:
     // initApp() (inherited) creates the root, picks the render system and calls setup().
     // Whether initApp got as far as a window and a scene.
     bool isReady() const { return mSceneMgr != nullptr && getRenderWindow() != nullptr; }
-    // Renders frames until requestStop() or the window is closed, then calls onClose().
+    // Renders frames until requestStop() or the window is closed, then calls onClose() and
+    // closeApp().
     void run();
     // Renders one frame; false once the loop should end (stop requested, window closed).
     bool renderFrame();
@@ -78,7 +79,8 @@ public:
     // Builds the window, RTSS, scene manager, camera, viewport and ImGui overlay. Subclasses call
     // this first. Throws when the window or the render system can't be created.
     void setup() override;
-    // Called when the loop ends; shuts OGRE down (subclasses stop their parts, then call this).
+    // Called when the loop ends: subclasses stop their parts, then call this. The root and the
+    // window are released afterwards by closeApp (inherited), which the caller runs.
     virtual void onClose();
     // Every frame after the scene and the interface have been rendered, before the buffers swap.
     bool frameRenderingQueued(const Ogre::FrameEvent& evt) override;
@@ -165,7 +167,6 @@ private:
     bool mFullScreen = false;
     bool mStopRequested = false;
     bool mTargetsInitialised = false;
-    bool mClosed = false;
 
     Ogre::LogManager* mLogManager = nullptr;
     int mLogSink = 0;
