@@ -14,6 +14,24 @@ bool hasLumenda3DAppScheme(const std::string& text) {
            LmdValueParser::equalsIgnoreCase(std::string_view(text).substr(0, prefixLength), kLumenda3DAppScheme);
 }
 
+StartArgument classifyStartArgument(const std::string& text) {
+    if (text.empty())
+        return StartArgument::None;
+    if (hasLumenda3DAppScheme(text))
+        return StartArgument::AppLink;
+    const std::size_t colon = text.find("://");
+    if (colon != std::string::npos && colon >= 2 && std::isalpha(static_cast<unsigned char>(text[0]))) {
+        bool scheme = true;
+        for (std::size_t i = 1; i < colon && scheme; ++i) {
+            const unsigned char c = static_cast<unsigned char>(text[i]);
+            scheme = std::isalnum(c) || c == '+' || c == '-' || c == '.';
+        }
+        if (scheme)
+            return StartArgument::OtherUrl;
+    }
+    return StartArgument::GameFile;
+}
+
 UrlSchemeArgs parseLumenda3DAppUrl(const std::string& url) {
     UrlSchemeArgs result;
     const std::size_t prefixLength = std::strlen(kLumenda3DAppScheme);

@@ -24,6 +24,17 @@ UrlSchemeArgs parseLumenda3DAppUrl(const std::string& url);
 // Whether the text starts with "Lumenda3DApp://", in any case.
 bool hasLumenda3DAppScheme(const std::string& text);
 
+// What the first positional argument of the command line asks for. A URL is a scheme of two or
+// more letters, digits, '+', '-' or '.' (starting with a letter) followed by "://"; a Windows
+// drive ("C:\\games") is one letter and so a path.
+enum class StartArgument {
+    None,      // no argument
+    AppLink,   // a Lumenda3DApp:// link: the entry reads its resource id
+    OtherUrl,  // a URL of another scheme (http://...): ignored, the editor starts as usual
+    GameFile,  // anything else: the path of a game file to open
+};
+StartArgument classifyStartArgument(const std::string& text);
+
 // The cloud resource a parsed URL asks to open: the value of "resId"; only when that key is
 // absent, the value of "resID". An empty value means none (and a present but empty "resId"
 // does not fall back to "resID"). Empty for an invalid URL.

@@ -148,17 +148,34 @@ int main(int argc, char** argv) {
         ctx.addObserver(std::move(observer));
     }
     // A game file in place of the URL opens in this editor (it is not handed to a running one).
-    if (!commandLine.positional().empty() && !hasLumenda3DAppScheme(commandLine.positional().front()))
-        ctx.pendingGameFile = (startFolder / commandLine.positional().front()).lexically_normal().string();
+    // A URL of another scheme is no file: it is ignored, and the editor starts as usual.
+    const std::string firstArgument = commandLine.positional().empty() ? "" : commandLine.positional().front();
+    switch (classifyStartArgument(firstArgument)) {
+    case StartArgument::GameFile:
+        ctx.pendingGameFile = (startFolder / firstArgument).lexically_normal().string();
+        break;
+    case StartArgument::OtherUrl:
+        std::cerr << "Ignoring " << firstArgument << ": only Lumenda3DApp:// links and game files are opened.\n";
+        break;
+    case StartArgument::AppLink:
+    case StartArgument::None:
+        break;
+    }
 
     // 7. The hand-over for a running editor: always these three keys, in this order.
     const std::unordered_map<std::string, std::string> handOver{
         {"resId", resourceId}, {"mcp", mcp}, {"mcpPort", mcpPort}};
     const std::string payload = LmdSingleInstance::buildPayload(handOver, {"resId", "mcp", "mcpPort"});
 
-    // 8. Another editor runs: it has the payload now, and this process is done.
-    if (!LmdSingleInstance::getInstance().acquireOrForward(payload, ""))
+    // 8. Another editor runs: it has the payload now, and this process is done. The payload has
+    // no room for a game file, so the user is told that it was not opened rather than left to
+    // wonder.
+    if (!LmdSingleInstance::getInstance().acquireOrForward(payload, "")) {
+        if (!ctx.pendingGameFile.empty())
+            std::cerr << "Lumenda3D is already running, so " << ctx.pendingGameFile
+                      << " was not opened. Close the running editor first, then open the file again.\n";
         return 0;
+    }
 
     // 9. The update check, in the background.
     LmdAutoUpdater::getInstance().init(LmdAutoUpdater::feedUrlFor(LmdAutoUpdater::configuredServer()),

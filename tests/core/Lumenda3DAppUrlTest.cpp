@@ -41,5 +41,18 @@ TEST(Lumenda3DAppUrl, TrailingSlashesGoBeforeTheSplit) {
     EXPECT_EQ(parseLumenda3DAppUrl("Lumenda3DApp://a?b?c=d").query.at("b?c"), "d");
 }
 
+TEST(Lumenda3DAppUrl, TheFirstArgumentIsALinkAnotherUrlOrAGameFile) {
+    EXPECT_EQ(classifyStartArgument(""), StartArgument::None);
+    EXPECT_EQ(classifyStartArgument("LUMENDA3DAPP://open?resId=7"), StartArgument::AppLink);
+    // Other schemes are no files: opening them as one would end in a dialog about a game file.
+    for (const char* url : {"http://example.com/?resId=7", "https://example.com/game.xml", "file:///home/ada/game.xml",
+                            "svn+ssh://host/repo", "x-scheme.v2://thing"})
+        EXPECT_EQ(classifyStartArgument(url), StartArgument::OtherUrl) << url;
+    // Paths, including ones that merely hold "://" or a drive letter.
+    for (const char* path : {"media/examples/shooter.xml", "/tmp/game.xml", "C://games/kart.xml", "my game.xml",
+                             "2d://odd.xml", "dir/with://colon.xml", "://nothing", "Lumenda3DApp:/open"})
+        EXPECT_EQ(classifyStartArgument(path), StartArgument::GameFile) << path;
+}
+
 } // namespace
 } // namespace Lumenda3D

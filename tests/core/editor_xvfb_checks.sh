@@ -150,6 +150,14 @@ expect elements Player 1
 expect not dialog recover
 screenshot $artifacts/editor-start-project.png
 quit"
+  # A URL of another scheme is ignored: the starting project opens, with no dialog.
+  run_script other-url "
+until loaded
+frames 10
+expect not dialog error
+expect elements Player 1
+quit" "http://example.com/?resId=7"
+  grep -q "^Ignoring http://example.com/?resId=7: " "$work/other-url.err" || fail "start-project: no note on the ignored URL"
   ;;
 
 frame-faults)
@@ -177,6 +185,12 @@ hand-over)
   timeout 30 "$editor" > "$work/second-empty.out" 2>&1
   code=$?
   [ "$code" -eq 0 ] || fail "hand-over: an empty second start exited with $code"
+  # A game file cannot be handed over: the second start says so instead of dropping it silently.
+  timeout 30 "$editor" "$source_dir/media/examples/shooter.xml" > "$work/second-file.out" 2>&1
+  code=$?
+  [ "$code" -eq 0 ] || fail "hand-over: a second start with a game file exited with $code"
+  grep -q "^Lumenda3D is already running, so $source_dir/media/examples/shooter.xml was not opened. " \
+    "$work/second-file.out" || fail "hand-over: the second start did not say that the game file was not opened"
   start_ns=$(date +%s%N)
   timeout 30 "$editor" "Lumenda3DApp://open?resId=7" --mcp on --mcp-port "$mcp_port" > "$work/second.out" 2>&1
   code=$?
