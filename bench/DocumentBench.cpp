@@ -134,6 +134,31 @@ void BM_EditThenUndo(benchmark::State& state) {
 }
 BENCHMARK(BM_EditThenUndo)->Unit(benchmark::kMicrosecond);
 
+// A whole-document replacement as the editor makes it (an agent's edit, the Source tab), with the
+// document service attached: the load, the check whether the game changed at all (its stored text
+// against the previous document's), and for a real change the folding of the difference into the
+// history at the next frame. Arg 0: the text differs each time; arg 1: the same game again, which
+// is no change (no step, no backup). Compare with BM_DocumentLoad for what the service adds.
+void BM_ReplaceWithService(benchmark::State& state) {
+    const bool same = state.range(0) == 1;
+    std::string edited = game();
+    edited.replace(edited.find("name=\"") + 6, 1, "Q");
+    LmdGameDocument doc;
+    doc.setXmlSourceString(game());
+    LmdSourceFiles files;
+    files.attachDocument(&doc);
+    files.setHistoryEnabled(true);
+    bool flip = false;
+    for (auto _ : state) {
+        flip = !flip;
+        benchmark::DoNotOptimize(doc.setXmlSourceString(same || flip ? game() : edited));
+        files.update();
+    }
+    state.counters["undoSteps"] = static_cast<double>(files.undoStepCount());
+    setBytes(state);
+}
+BENCHMARK(BM_ReplaceWithService)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
+
 void BM_Validate(benchmark::State& state) {
     CodeSchema schema;
     if (!schema.load(LmdPaths::mediaDir() + "/codeSchema.xml")) {

@@ -160,7 +160,7 @@ void Lumenda3DEditor::setupEditorCore() {
         if (sourceFiles) {
             sourceFiles->setHistoryEnabled(true);
             // Undo and redo reach the screen through this: the service hands back the whole text.
-            sourceFiles->setOnSnapshotApplied([this](const std::string& xml) { loadScript(xml, true); });
+            sourceFiles->setOnSnapshotApplied([this](const std::string& xml) { return loadScript(xml, true); });
             sourceFiles->setAutoSaveEnabled(EditorSettings::getInstance().getBool("autoSaveEnabled", true));
         }
         hasDismissedSnapshot = sourceFiles ? sourceFiles->hasDismissedAutoBackup() : false;
@@ -239,6 +239,16 @@ void Lumenda3DEditor::registerCommands() {
                   [this] { doUndo(); }});
     commands.add({"edit.redo", "Redo", {"Ctrl+Y", "Ctrl+Shift+Y", "Ctrl+Shift+Z"},
                   [this, canEdit] { return canEdit() && sourceFiles->canRedo(); }, "", [this] { doRedo(); }});
+    // The selected scene object's element, copied and pasted with the keys (the menus list the
+    // same commands). Only in the edit scene: the Source tab's text field takes Ctrl+C and Ctrl+V
+    // itself, and a running game is not edited.
+    auto inEditScene = [this] { return isEditMode && !isRunning(); };
+    commands.add({kCopyObjectCommand, "Copy Object", {"Ctrl+C"},
+                  [this, inEditScene] { return inEditScene() && getSelectedObject() != nullptr; }, "",
+                  [this] { editorCopy(true); }});
+    commands.add({kPasteObjectCommand, "Paste Object", {"Ctrl+V"},
+                  [this, inEditScene] { return inEditScene() && copiedNode && sourceFiles != nullptr; }, "",
+                  [this] { editorPaste(true, false, pastePosition()); }});
     // Only a person may start the game from the interface; agents have their own tool for it.
     commands.add({TopBar::kPlayCommand, "Play", {}, [this] { return !isRunning(); }, "run the game", [this] { play(); }});
     commands.add({TopBar::kStopCommand, "Stop", {}, [this] { return isRunning(); }, "", [this] { stop(nullptr); }});
@@ -256,6 +266,12 @@ void Lumenda3DEditor::onClose() {
     // The agent server goes first: its jobs reach into everything that closes below.
     runGuarded("onClose", [&] { mcpController.stop(); });
     runGuarded("onClose", [&] { LmdSingleInstance::getInstance().setPayloadHandler(nullptr); });
+    // A normal close: unsaved work stays in the backup for the next start, marked as such; with
+    // nothing unsaved, this session's backup goes, so that no recovery is offered for it.
+    runGuarded("onClose", [&] {
+        if (sourceFiles)
+            sourceFiles->endAutoSaveSession(isProjectDirty());
+    });
     LmdRuntime::onClose();
 }
 

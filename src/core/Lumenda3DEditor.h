@@ -41,6 +41,9 @@ struct LmdGizmoVertex;
 
 class Lumenda3DEditor : public LmdRuntime, public LmdProjectSession, public LmdMcpHost {
 public:
+    // The agent guard's word for loading a whole document (loadScript, and so undo and redo).
+    static constexpr const char* kLoadProjectAction = "load project";
+
     // The one editor of the process; null before it is made and after it is gone.
     static Lumenda3DEditor* editorInstance;
 
@@ -151,8 +154,15 @@ public:
     // redo (and any other command's). True when the key was one of them: it is consumed, even
     // when the command cannot run now.
     bool handleUndoRedoShortcut(const OgreBites::KeyboardEvent& evt);
-    // Ctrl+V is left to the panels: always false.
+    // Ctrl+V is left to the panels (a text field that has the keyboard takes it before the editor
+    // sees it); outside them it is the "edit.pasteObject" command's shortcut: always false.
     bool handleCtrlVPaste(const OgreBites::KeyboardEvent& evt);
+    // The commands of copying and pasting the selected scene object (Ctrl+C, Ctrl+V).
+    static constexpr const char* kCopyObjectCommand = "edit.copyObject";
+    static constexpr const char* kPasteObjectCommand = "edit.pasteObject";
+    // Where a pasted object goes: under the pointer when it is over the 3D view, else the view's
+    // centre.
+    ImVec2 pastePosition() const;
 
     // --- Project session (Lumenda3DEditorSession.cpp) --------------------------------
     void onProjectOpened(const std::string& xml, const std::string& resourceId, const std::string& name,
@@ -217,7 +227,7 @@ public:
     // Offers a backup left by a crash; showTemplatesAfter when the starting document is empty.
     void offerCrashRecoveryIfNeeded(bool showTemplatesAfter);
     void refreshHasDismissedSnapshot();
-    // File > Recover Last Auto Save: loads the backup the user set aside.
+    // Loads the backup the user set aside (the File menu's "Recover Last Auto Save" once it exists).
     void recoverLastAutoSave();
 
     // --- The agent server's side of the editor -------------------------------------------------

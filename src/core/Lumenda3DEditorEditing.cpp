@@ -18,7 +18,7 @@ namespace Lumenda3D {
 // --- Documents -----------------------------------------------------------------------------------
 
 bool Lumenda3DEditor::loadScript(std::string xml, bool preserveView) {
-    if (isAgentDrivenAction("load project"))
+    if (isAgentDrivenAction(kLoadProjectAction))
         return false;
     // The attribute panel lets go of its block here once it exists.
 
@@ -157,16 +157,31 @@ void Lumenda3DEditor::editorPaste(bool sceneObject, bool asChild, ImVec2 screenP
     runPartialSource(node, parent);
 }
 
+ImVec2 Lumenda3DEditor::pastePosition() const {
+    if (ImGui::GetCurrentContext()) {
+        const ImGuiIO& io = ImGui::GetIO();
+        const float top = allUI ? allUI->getTopInset() : 0.0f;
+        const ImVec2 pointer = io.MousePos;
+        if (!io.WantCaptureMouse && pointer.x >= 0.0f && pointer.x < io.DisplaySize.x && pointer.y >= top &&
+            pointer.y < io.DisplaySize.y)
+            return pointer;
+    }
+    return getSceneCenterScreenPos();
+}
+
 // --- Undo and redo -------------------------------------------------------------------------------
 
+// Undo and redo reach the screen by loading the whole text again (the snapshot callback), which
+// only a person may start. The guard is asked before the document service is touched, so that a
+// refused key changes nothing; the service puts a step back itself should the load refuse anyway.
 void Lumenda3DEditor::doUndo() {
-    if (!sourceFiles || isRunning())
+    if (!sourceFiles || isRunning() || !sourceFiles->canUndo() || isAgentDrivenAction(kLoadProjectAction))
         return;
     sourceFiles->undo();
 }
 
 void Lumenda3DEditor::doRedo() {
-    if (!sourceFiles || isRunning())
+    if (!sourceFiles || isRunning() || !sourceFiles->canRedo() || isAgentDrivenAction(kLoadProjectAction))
         return;
     sourceFiles->redo();
 }

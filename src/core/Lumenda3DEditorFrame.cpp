@@ -71,7 +71,7 @@ bool Lumenda3DEditor::handleUndoRedoShortcut(const OgreBites::KeyboardEvent& evt
 }
 
 bool Lumenda3DEditor::handleCtrlVPaste(const OgreBites::KeyboardEvent& evt) {
-    (void)evt; // the panels paste text themselves; scene objects are pasted from the menus
+    (void)evt; // the panels paste text themselves; scene objects are pasted by the command registry
     return false;
 }
 

@@ -184,7 +184,7 @@ void Lumenda3DEditor::offerCrashRecoveryIfNeeded(bool showTemplatesAfter) {
                     // The template dialog is shown here once it exists.
                 }
             };
-            dialog->show(backup.projectName, backup.timestamp, onRecover, onDiscard);
+            dialog->show(backup.projectName, backup.timestamp, onRecover, onDiscard, backup.closedNormally);
             return;
         }
         if (snapshot) {

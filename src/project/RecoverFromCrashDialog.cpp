@@ -33,9 +33,11 @@ std::string RecoverFromCrashDialog::formatTimeAgo(long long timestamp, long long
 }
 
 void RecoverFromCrashDialog::show(const std::string& projectName, long long timestamp,
-                                  std::function<void()> onRecover, std::function<void()> onDiscard) {
+                                  std::function<void()> onRecover, std::function<void()> onDiscard,
+                                  bool closedNormally) {
     projectName_ = projectName;
     timestamp_ = timestamp;
+    closedNormally_ = closedNormally;
     onRecover_ = std::move(onRecover);
     onDiscard_ = std::move(onDiscard);
     open_ = true;
@@ -45,9 +47,12 @@ std::string RecoverFromCrashDialog::getMessage() const {
     const std::string what = projectName_.empty() ? "an unsaved project" : "\"" + projectName_ + "\"";
     const std::string age = formatTimeAgo(timestamp_);
     const std::string when = age == "unknown time" ? "at an unknown time" : age;
-    return "The editor did not close normally last time.\nAn auto-save of " + what + " was made " + when +
-           ".\n\nRecover it now, or discard it? A discarded auto-save can still be opened later with "
-           "File > Recover Last Auto Save, until the next save.";
+    // Both are true of the session that left the auto-save, whichever session that was.
+    const std::string how = closedNormally_
+                                ? "The editor was closed while " + what + " had changes that were not saved."
+                                : "The editor did not close normally while you were working on " + what + ".";
+    return how + "\nAn auto-save of them was made " + when +
+           ".\n\nRecover it now, or discard it? A discarded auto-save is kept aside until the next save.";
 }
 
 void RecoverFromCrashDialog::draw() {

@@ -1,7 +1,8 @@
 #pragma once
-// Offered at start when the last session left an auto-save behind: the project's name, how old
-// the auto-save is, and two answers, "Recover" (load it) and "Discard" (put it aside; it stays
-// reachable from File > Recover Last Auto Save). The dialog must be answered: Escape does nothing.
+// Offered at start when an earlier session left an auto-save behind: how that session ended (a
+// crash, or closed with work that was not saved), the project's name, how old the auto-save is,
+// and two answers, "Recover" (load it) and "Discard" (put it aside until the next save). The
+// dialog must be answered: Escape does nothing.
 // Each answer closes the dialog and then calls its callback once.
 #include <functional>
 #include <string>
@@ -22,9 +23,10 @@ public:
 
     void draw() override;
 
-    // `timestamp` is in seconds since the Unix epoch. A second show replaces a question not yet answered.
+    // `timestamp` is in seconds since the Unix epoch; `closedNormally` tells an auto-save kept at a
+    // normal close from one a crash left. A second show replaces a question not yet answered.
     void show(const std::string& projectName, long long timestamp, std::function<void()> onRecover,
-              std::function<void()> onDiscard);
+              std::function<void()> onDiscard, bool closedNormally = false);
     bool isOpen() const { return open_; }
     // The message on screen; it names the project and the age of the auto-save.
     std::string getMessage() const;
@@ -38,6 +40,7 @@ private:
     bool open_ = false;
     std::string projectName_;
     long long timestamp_ = 0;
+    bool closedNormally_ = false;
     std::function<void()> onRecover_;
     std::function<void()> onDiscard_;
 };

@@ -12,6 +12,7 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <ctime>
 #include <filesystem>
 #include <fstream>
@@ -225,6 +226,66 @@ TEST_F(EditorSessionTest, ABackupThatCannotBeReadIsKeptAsideAndTheUserIsTold) {
     EXPECT_NE(message.substr(prefix.size()), keptAs.string()) << "an earlier damaged backup is not overwritten";
     EXPECT_TRUE(named("Crate"));
     EXPECT_FALSE(editor->hasDismissedSnapshot);
+}
+
+// --- Closing normally ----------------------------------------------------------------------------
+
+TEST_F(EditorSessionTest, ANormalCloseWithNothingUnsavedLeavesNothingToRecover) {
+    editor->onProjectOpened(kGame, "", "Kart", "");
+    files().setAutoSaveEnabled(true);
+    files().autoSaver().setDelays(std::chrono::seconds(0), std::chrono::seconds(0));
+    // The Source tab and back without an edit is no change: no backup.
+    ASSERT_TRUE(editor->onTabChange(Tabs::kSource));
+    ASSERT_TRUE(editor->onTabChange(Tabs::kScene));
+    files().update();
+    files().flushAutoSave();
+    EXPECT_FALSE(files().autoBackupExists());
+
+    // An edit and its undo: a backup was written on the way, but nothing is unsaved at the close.
+    files().setAttribute(named("Ball"), "x", "8");
+    files().update();
+    files().flushAutoSave();
+    ASSERT_TRUE(files().autoBackupExists());
+    editor->doUndo();
+    ASSERT_FALSE(editor->isProjectDirty());
+    editor->onClose();
+    EXPECT_FALSE(files().autoBackupExists());
+    editor->offerCrashRecoveryIfNeeded(false);
+    EXPECT_FALSE(editor->allUI->getPanel<RecoverFromCrashDialog>()->isOpen());
+}
+
+TEST_F(EditorSessionTest, ANormalCloseKeepsUnsavedWorkAndSaysSoAtTheNextStart) {
+    editor->onProjectOpened(kGame, "", "Kart", "");
+    files().setAutoSaveEnabled(true);  // the default delays: nothing is written before the close
+    files().setAttribute(named("Ball"), "x", "8");
+    files().update();
+    ASSERT_FALSE(files().autoBackupExists());
+    editor->onClose();
+    const auto backup = files().loadAutoBackup();
+    ASSERT_TRUE(backup);
+    EXPECT_TRUE(backup->closedNormally);
+    EXPECT_NE(backup->xml.find("x=\"8\""), std::string::npos);
+
+    editor->offerCrashRecoveryIfNeeded(false);
+    auto dialog = editor->allUI->getPanel<RecoverFromCrashDialog>();
+    ASSERT_TRUE(dialog->isOpen());
+    EXPECT_NE(dialog->getMessage().find("was closed while \"Kart\" had changes that were not saved"), std::string::npos)
+        << dialog->getMessage();
+}
+
+TEST_F(EditorSessionTest, ANormalCloseLeavesTheBackupOfACrashedSessionAsItWas) {
+    leaveBackup("<KiteBench3D><Level name=\"Main\"><Box name=\"Saved\"/></Level></KiteBench3D>", "Lost work");
+    std::string before;
+    ASSERT_TRUE(FileManager::readFile(LmdAutoSaver::pendingPath(), before));
+    editor->onProjectOpened(kGame, "", "Kart", "");
+    files().setAutoSaveEnabled(true);
+    editor->onClose();  // the offer was not answered
+    std::string after;
+    ASSERT_TRUE(FileManager::readFile(LmdAutoSaver::pendingPath(), after));
+    EXPECT_EQ(after, before);
+    editor->offerCrashRecoveryIfNeeded(false);
+    EXPECT_NE(editor->allUI->getPanel<RecoverFromCrashDialog>()->getMessage().find("did not close normally"),
+              std::string::npos);
 }
 
 TEST_F(EditorSessionTest, ABackupWithoutTextIsClearedWithoutAsking) {

@@ -241,6 +241,39 @@ TEST_F(EditorTest, PastedCopiesGetNewIdsAtEveryDepthAndSurviveTheOriginal) {
     EXPECT_EQ(countNamed("Crate"), 1);
 }
 
+TEST_F(EditorTest, CtrlCAndCtrlVCopyAndPasteTheSelectedObjectInTheEditScene) {
+    ASSERT_TRUE(editor->loadScript(kGame, false));
+    // Nothing selected, nothing copied: the keys are taken (they are the commands' shortcuts) and
+    // do nothing, without an error dialog for a stray key.
+    EXPECT_TRUE(editor->keyPressed(keyDown('c', kLeftCtrl)));
+    EXPECT_TRUE(editor->keyPressed(keyDown('v', kLeftCtrl)));
+    EXPECT_FALSE(editor->allUI->getPanel<ErrorDialog>()->isOpen());
+    EXPECT_EQ(countNamed("Crate"), 1);
+
+    auto crate = objectFor(named("Crate"));
+    editor->setSelectedObject(crate.get());
+    EXPECT_TRUE(editor->commands.isEnabled(Lumenda3DEditor::kCopyObjectCommand));
+    EXPECT_TRUE(editor->keyPressed(keyDown('c', kLeftCtrl)));
+    ASSERT_TRUE(editor->copiedNode);
+    EXPECT_EQ(editor->getSelectedObject(), nullptr);
+    EXPECT_TRUE(editor->keyPressed(keyDown('V', kRightCtrl)));
+    files().update();
+    EXPECT_EQ(countNamed("Crate"), 2);
+
+    // The Source tab owns the keys for its text: no object is pasted behind it.
+    ASSERT_TRUE(editor->onTabChange(Tabs::kSource));
+    EXPECT_FALSE(editor->commands.isEnabled(Lumenda3DEditor::kPasteObjectCommand));
+    editor->keyPressed(keyDown('v', kLeftCtrl));
+    ASSERT_TRUE(editor->onTabChange(Tabs::kScene));
+    EXPECT_EQ(countNamed("Crate"), 2);
+    // Back in the scene the copy is still there to paste, and an undo takes one paste back.
+    EXPECT_TRUE(editor->keyPressed(keyDown('v', kLeftCtrl)));
+    files().update();
+    EXPECT_EQ(countNamed("Crate"), 3);
+    editor->doUndo();
+    EXPECT_EQ(countNamed("Crate"), 2);
+}
+
 TEST_F(EditorTest, PasteAsChildGoesUnderTheSelectionAtItsOrigin) {
     ASSERT_TRUE(editor->loadScript(kGame, false));
     auto crate = objectFor(named("Crate"));
@@ -289,13 +322,15 @@ TEST_F(EditorTest, CreateBlockAddsToTheCurrentLevelAsOneStep) {
 
 // --- The agent guard -----------------------------------------------------------------------------
 
-TEST_F(EditorTest, AnAgentsUndoKeyCannotLoadTheDocument) {
+TEST_F(EditorTest, AnAgentsUndoAndRedoKeysAreRefusedAndChangeNothing) {
     ASSERT_TRUE(editor->loadScript(kGame, false));
     files().setAttribute(named("Crate"), "x", "5");
     files().update();
     // A person's call is not guarded.
     EXPECT_FALSE(editor->isAgentDrivenAction("run the game"));
     EXPECT_TRUE(toasts().empty());
+    const std::string edited = editor->getSourceXmlString(true, false);  // ids show a reload
+    const int version = editor->getSourceVersion();
 
     LogCapture log;
     editor->enableInputSimulation(true);
@@ -308,6 +343,21 @@ TEST_F(EditorTest, AnAgentsUndoKeyCannotLoadTheDocument) {
     ASSERT_EQ(toasts().size(), 1u);
     EXPECT_EQ(toasts().front(), "Agent action blocked: load project");
     editor->cancelSyntheticInput();
+    // Refused means untouched: the same document (not even reloaded), the same history.
+    EXPECT_EQ(editor->getSourceXmlString(true, false), edited);
+    EXPECT_EQ(editor->getSourceVersion(), version);
+    EXPECT_EQ(files().undoStepCount(), 1u);
+    EXPECT_FALSE(files().canRedo());
+
+    // A person's undo then works, and an agent's redo is refused the same way.
+    editor->doUndo();
+    EXPECT_STREQ(named("Crate").attribute("x").value(), "1");
+    const std::string undone = editor->getSourceXmlString(true, false);
+    ASSERT_TRUE(editor->queueSyntheticKeys({"ctrl", "y"}, 0.1f, error)) << error;
+    editor->step();
+    editor->cancelSyntheticInput();
+    EXPECT_EQ(editor->getSourceXmlString(true, false), undone);
+    EXPECT_TRUE(files().canRedo());
 }
 
 } // namespace

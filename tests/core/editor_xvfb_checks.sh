@@ -8,12 +8,15 @@
 #   open-play-edit   an example game from the command line: agent and person clicks on Play,
 #                    play and stop (the scene comes back), Source tab, undo/redo keys (also while
 #                    the game runs), copy and paste; screenshots
-#   start-project    no arguments: the starting project "src.xml" opens
+#   start-project    no arguments, or a URL of another scheme: the starting project "src.xml" opens
 #   frame-faults     every one of the first frames throws: one stderr line each, the loop goes on
-#   hand-over        a second start hands its request to the first editor and exits 0
+#   hand-over        a second start hands its request to the first editor and exits 0; a game
+#                    file it cannot hand over is named on its stderr
 #   crash-recovery   kill -9 while editing; the next start offers the backup and restores it
+#   clean-exit       normal quits: nothing unsaved leaves no offer; unsaved work is offered as such
 #   terminate        an exception that escapes while the editor runs: one line, then abort
 #   exit-fault       the same fault once the editor has closed down: a clean exit (code 0)
+#   close-fault      the same fault while the window closes, after onClose: a clean exit too
 #   screenshot       the product editor (not the test build): --screenshot FILE writes a PNG of the
 #                    starting project and exits 0; an unwritable path exits 1 with a message
 #   gizmo            an example game: click an object, drag the gizmo's X arrow (synthetic input),
@@ -116,12 +119,20 @@ user-click tabs Scene##tabs
 until loaded
 expect tab Scene
 expect edit-mode
-# Undo and redo from the keyboard.
+# Undo and redo from the keyboard. An agent's undo key is refused and changes nothing: the
+# document and the scene still agree on the edit.
 set Player x 3
+expect dirty
+expect object Player x 3
+keys ctrl z
+expect toast Agent action blocked: load project
+expect attr Player x 3
+expect object Player x 3
 expect dirty
 user-keys ctrl z
 until loaded
 expect attr Player x
+expect object Player x 0
 expect not dirty
 user-keys ctrl shift z
 until loaded
@@ -130,12 +141,16 @@ user-keys ctrl z
 user-keys ctrl y
 until loaded
 expect attr Player x 3
-# Copy and paste.
+# Copy and paste of the selected object with a person's keys.
 select Coin1
-copy
-paste
-paste
+user-keys ctrl c
+expect gizmo none
+user-keys ctrl v
+user-keys ctrl v
 expect elements Coin1 3
+user-keys ctrl z
+until loaded
+expect elements Coin1 2
 frames 5
 screenshot $artifacts/editor-pasted.png
 quit" "$source_dir/media/examples/platformer.xml"
@@ -213,6 +228,7 @@ crash-recovery)
   [ -S "$LUMENDA3D_HOME/state/instance.sock" ] && echo "the killed editor left its socket behind"
   run_script recover "
 until dialog recover
+expect recover-message did not close normally
 frames 3
 screenshot $artifacts/editor-recovery-offer.png
 user-click recoverFromCrashDialog Recover##recoverFromCrash
@@ -223,6 +239,47 @@ expect dirty
 frames 3
 screenshot $artifacts/editor-recovered.png
 quit" "$source_dir/media/examples/starter.xml"
+  ;;
+
+clean-exit)
+  # A normal quit never leads to a crash offer. Nothing unsaved (the Source tab and back, an edit
+  # and its undo): no offer at all. Unsaved work: it is offered, in words that say so.
+  game="$source_dir/media/examples/starter.xml"
+  run_script tab-round-trip "
+until loaded
+frames 5
+user-click tabs Source##tabs
+expect tab Source
+frames 3
+user-click tabs Scene##tabs
+until loaded
+expect tab Scene
+seconds 4
+expect not backup
+set Player x 7
+until backup
+user-keys ctrl z
+until loaded
+expect not dirty
+quit" "$game"
+  [ -e "$LUMENDA3D_HOME/state/autosave/pending.lmdbackup" ] && fail "clean-exit: a backup outlived a clean quit"
+  run_script no-offer "
+until loaded
+frames 10
+expect not dialog recover
+set Player x 9
+quit" "$game"
+  run_script unsaved-offer "
+until dialog recover
+expect recover-message had changes that were not saved
+expect not recover-message did not close normally
+frames 3
+screenshot $artifacts/editor-unsaved-offer.png
+user-click recoverFromCrashDialog Recover##recoverFromCrash
+until not dialog recover
+until loaded
+expect attr Player x 9
+quit" "$game"
   ;;
 
 terminate)

@@ -1,6 +1,7 @@
 #include "driver/LmdEditorTestHook.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
@@ -614,6 +615,17 @@ bool LmdEditorTestHook::evaluate(const std::vector<std::string>& words, size_t f
             attached = editor_.getGizmo2D()->getObject()->getName();
         actual = "attached to " + attached;
         result = attached == argument;
+    } else if (what == "object") {
+        // object NAME x|y|z VALUE: where the scene shows the object, to a hundredth.
+        const int axis = arg(2) == "x" ? 0 : arg(2) == "y" ? 1 : arg(2) == "z" ? 2 : -1;
+        actual = "no scene object named " + arg(1);
+        for (LmdBase3D* object : editor_.getObjectList()) {
+            if (object->getName() != arg(1) || axis < 0)
+                continue;
+            const float value = object->getWorldPosition()[axis];
+            actual = arg(1) + " at " + arg(2) + " " + std::to_string(value);
+            result = std::abs(value - float(std::atof(arg(3).c_str()))) < 0.01f;
+        }
     } else if (what == "objects-as-marked") {
         std::vector<std::string> names;
         for (LmdBase3D* object : editor_.getObjectList())
@@ -629,6 +641,11 @@ bool LmdEditorTestHook::evaluate(const std::vector<std::string>& words, size_t f
         else if (arg(1) == "confirm")
             result = ui && ui->getPanel<ConfirmDialog>() && ui->getPanel<ConfirmDialog>()->isOpen();
         actual = std::string("dialog ") + arg(1) + (result ? " open" : " not open");
+    } else if (what == "recover-message") {
+        // recover-message TEXT: the recovery dialog's message holds TEXT.
+        actual = ui && ui->getPanel<RecoverFromCrashDialog>() ? ui->getPanel<RecoverFromCrashDialog>()->getMessage()
+                                                              : "(no recovery dialog)";
+        result = !argument.empty() && actual.find(argument) != std::string::npos;
     } else if (what == "error") {
         actual = ui && ui->getPanel<ErrorDialog>() ? ui->getPanel<ErrorDialog>()->getCurrentText() : "(no error dialog)";
         result = actual.compare(0, argument.size(), argument) == 0 && !argument.empty();

@@ -46,6 +46,24 @@ protected:
     }
 };
 
+TEST_F(RecoverFromCrashDialogTest, TheWordsFitHowTheSessionEnded) {
+    const long long now = static_cast<long long>(std::time(nullptr));
+    offer("Kart", now - 120);
+    const std::string crash = dialog.getMessage();
+    EXPECT_NE(crash.find("did not close normally while you were working on \"Kart\""), std::string::npos) << crash;
+
+    dialog.show("Kart", now - 120, [] {}, [] {}, true);
+    const std::string closed = dialog.getMessage();
+    EXPECT_NE(closed.find("was closed while \"Kart\" had changes that were not saved"), std::string::npos) << closed;
+    EXPECT_EQ(closed.find("normally"), std::string::npos) << closed;
+    // Neither promises a way the editor does not offer.
+    for (const std::string& text : {crash, closed}) {
+        EXPECT_NE(text.find("2 minutes ago"), std::string::npos);
+        EXPECT_EQ(text.find("File >"), std::string::npos) << text;
+        EXPECT_EQ(text.find("menu"), std::string::npos) << text;
+    }
+}
+
 TEST_F(RecoverFromCrashDialogTest, EachButtonCallsItsCallbackOnceAndEscapeNone) {
     offer("Kart", static_cast<long long>(std::time(nullptr)) - 300);
     EXPECT_NE(dialog.getMessage().find("\"Kart\""), std::string::npos);

@@ -64,8 +64,46 @@ void LmdAutoSaver::update(const std::function<std::string()>& produceXml, Clock:
 void LmdAutoSaver::flush(const std::function<std::string()>& produceXml) {
     if (enabled_ && dirty_)
         update(produceXml, lastChange_ + quiet_ + longest_);
+    waitUntilIdle();
+}
+
+void LmdAutoSaver::waitUntilIdle() {
     std::unique_lock<std::mutex> lock(mutex_);
     idle_.wait(lock, [this] { return !job_ && !writing_; });
+}
+
+void LmdAutoSaver::endSession(bool unsavedWork, const std::function<std::string()>& produceXml) {
+    waitUntilIdle();
+    bool ownBackup = false;
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        // Ours only if it is still what this session wrote last: a backup that another session
+        // put there in the meantime is not this session's to remove.
+        std::string data;
+        ownBackup = ownBackupWritten_ && FileManager::readFile(pendingPath(), data) &&
+                    std::hash<std::string>()(data) == ownBackupHash_;
+        if (!unsavedWork) {
+            if (ownBackup) {
+                ++generation_;
+                FileManager::removeFile(pendingPath());
+                ownBackupWritten_ = false;
+            }
+            dirty_ = false;
+            return;
+        }
+    }
+    if (!enabled_ || (!dirty_ && !ownBackup))
+        return;
+    dirty_ = false;
+    AutoSaveSnapshot snapshot;
+    snapshot.xml = produceXml();
+    snapshot.projectName = projectName_;
+    snapshot.timestamp = static_cast<int64_t>(std::time(nullptr));
+    snapshot.closedNormally = true;
+    if (snapshot.xml.empty())
+        return;
+    queue(std::move(snapshot));
+    waitUntilIdle();
 }
 
 void LmdAutoSaver::queue(AutoSaveSnapshot snapshot) {
@@ -133,6 +171,8 @@ void LmdAutoSaver::write(const Job& job) {
         return;
     }
     pendingIsOurs_ = true;
+    ownBackupWritten_ = true;
+    ownBackupHash_ = std::hash<std::string>()(data);
     if (!lastError_.empty())
         LmdLog::message("Auto-save writes backups again.");
     lastError_.clear();
@@ -148,6 +188,8 @@ std::string LmdAutoSaver::encode(const AutoSaveSnapshot& snapshot) {
     nlohmann::json meta = {{"projectName", snapshot.projectName},
                            {"timestamp", snapshot.timestamp},
                            {"xmlBytes", snapshot.xml.size()}};
+    if (snapshot.closedNormally)
+        meta["closedNormally"] = true;
     std::string out = kHeader;
     out += meta.dump();
     out += '\n';
@@ -170,6 +212,7 @@ std::optional<AutoSaveSnapshot> LmdAutoSaver::decode(const std::string& data) {
     try {
         snapshot.projectName = meta.value("projectName", std::string());
         snapshot.timestamp = meta.value("timestamp", int64_t{0});
+        snapshot.closedNormally = meta.value("closedNormally", false);
         const size_t bytes = meta.value("xmlBytes", size_t{0});
         if (data.size() - metaEnd - 1 != bytes)
             return std::nullopt;
@@ -236,6 +279,7 @@ void LmdAutoSaver::clearBackups() {
     ++generation_;
     job_.reset();
     pendingIsOurs_ = true;
+    ownBackupWritten_ = false;
     FileManager::removeFile(pendingPath());
     FileManager::removeFile(dismissedPath());
 }

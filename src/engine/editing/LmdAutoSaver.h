@@ -5,6 +5,7 @@
 // complete backup readable. A backup the user dismissed stays restorable until it is cleared.
 #include <chrono>
 #include <condition_variable>
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <mutex>
@@ -18,6 +19,9 @@ struct AutoSaveSnapshot {
     std::string xml;          // the document text; empty counts as no backup
     std::string projectName;  // may be empty
     int64_t timestamp = 0;    // seconds since the Unix epoch
+    // Written when the editor was closed normally with work that was not saved; a backup without
+    // it was left by a session that ended otherwise (a crash, a kill, a power cut).
+    bool closedNormally = false;
 };
 
 class LmdAutoSaver {
@@ -43,6 +47,12 @@ public:
     void update(const std::function<std::string()>& produceXml, Clock::time_point now = Clock::now());
     // Main thread: takes the text now if anything changed, and waits until it is on disk.
     void flush(const std::function<std::string()>& produceXml);
+
+    // Main thread, when the editor closes normally. With unsaved work, the newest text is written
+    // now, marked as closed normally, and stays for the next start. Without, this session's own
+    // backup is removed: it holds nothing that is not saved. A backup of an earlier session is
+    // left alone either way.
+    void endSession(bool unsavedWork, const std::function<std::string()>& produceXml);
 
     bool backupExists() const;
     std::optional<AutoSaveSnapshot> loadBackup() const;
@@ -72,6 +82,7 @@ private:
     void queue(AutoSaveSnapshot snapshot);
     void run();
     void ensureThread();
+    void waitUntilIdle();
     void write(const Job& job);
 
     bool enabled_ = false;
@@ -91,6 +102,9 @@ private:
     // Whether the pending backup on disk is this session's own. One left by an earlier run
     // (a crash) is kept as the dismissed backup instead of being overwritten.
     bool pendingIsOurs_ = false;
+    // What this session last wrote as the pending backup, to know it again at the end.
+    bool ownBackupWritten_ = false;
+    std::size_t ownBackupHash_ = 0;
     std::string lastError_;
     std::thread thread_;
 };

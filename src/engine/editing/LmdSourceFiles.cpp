@@ -1,6 +1,7 @@
 #include "engine/editing/LmdSourceFiles.h"
 
 #include "base/LmdLog.h"
+#include "base/LmdXmlWriter.h"
 #include "engine/document/LmdGameDocument.h"
 #include "engine/document/Lumenda3DUtils.h"
 #include "engine/editing/LmdTreeDiff.h"
@@ -444,6 +445,10 @@ pugi::xml_node LmdSourceFiles::createElement(const pugi::xml_node& parent, const
 void LmdSourceFiles::regenerateProjectGuid() {
     if (!document_ || !document_->root())
         return;
+    // No undo step (see docs/document-service.md): the identity is not the user's edit. An agent's
+    // replacement not yet folded into the history is folded first, so that the identity does not
+    // ride along in its step.
+    compactPendingReplacement();
     pugi::xml_node root = document_->root();
     pugi::xml_attribute a = root.attribute("guidId");
     (a ? a : root.append_attribute("guidId")).set_value(Lumenda3DUtils::newGuid().c_str());
@@ -492,11 +497,19 @@ void LmdSourceFiles::onDocumentReplaced(std::unique_ptr<pugi::xml_document> prev
     // Undo and redo announce their reload themselves, once.
     if (!applyingSnapshot_)
         notifyChange(LmdDocumentChange{});
-    if (applyingSnapshot_ || !historyEnabled_ || !previous) {
+    if (applyingSnapshot_ || !previous) {
+        pendingPrevious_.reset();  // undo and redo keep their own accounts; the first document is no change
+        return;
+    }
+    // The same game again (the Source tab left without an edit, a reload of the same text) is
+    // a new tree but no change: nothing to undo and nothing to back up.
+    if (sameStoredText(*previous)) {
+        compactPendingReplacement();
+        return;
+    }
+    if (!historyEnabled_) {
         pendingPrevious_.reset();
-        // The first document of a session is not a change worth a backup; later ones are.
-        if (!applyingSnapshot_ && previous)
-            autoSaver_.noteChange();
+        autoSaver_.noteChange();
         return;
     }
     // Two replacements in a row: the first one's result is `previous`, so it can be folded now.
@@ -509,6 +522,15 @@ void LmdSourceFiles::onDocumentReplaced(std::unique_ptr<pugi::xml_document> prev
     }
     pendingPrevious_ = std::move(previous);
     autoSaver_.noteChange();
+}
+
+bool LmdSourceFiles::sameStoredText(const pugi::xml_document& previous) const {
+    if (!document_ || !document_->getSourceXml())
+        return false;
+    LmdXmlWriteOptions stored;
+    stored.withIds = false;
+    stored.withSessionMarks = false;
+    return LmdXmlWriter::toString(previous, stored) == document_->getSourceXmlString(false, true);
 }
 
 void LmdSourceFiles::compactPendingReplacement() {
@@ -553,21 +575,43 @@ void LmdSourceFiles::applyHistory(bool undoing) {
         }
         return;
     }
-    document_->markChanged();
-    autoSaver_.noteChange();
     if (onSnapshotApplied_) {
         const std::string xml = document_->getSourceXmlString(false, false);
+        bool taken = false;
         applyingSnapshot_ = true;
         try {
-            onSnapshotApplied_(xml);
+            taken = onSnapshotApplied_(xml);
         } catch (...) {
             applyingSnapshot_ = false;
+            takeBackHistoryStep(undoing);
             throw;
         }
         applyingSnapshot_ = false;
+        if (!taken) {
+            // The editor refused the text (an agent's synthetic key, for one): the document must
+            // not differ from the scene it shows.
+            takeBackHistoryStep(undoing);
+            return;
+        }
     }
+    document_->markChanged();
+    autoSaver_.noteChange();
     // The nodes changed under their holders (and were replaced by the reload): a new document.
     notifyChange(LmdDocumentChange{});
+}
+
+void LmdSourceFiles::takeBackHistoryStep(bool undone) {
+    // The step that was just applied is applied the other way, which also moves it back to the
+    // stack it came from; the text is the same either way, so it fits.
+    if (!document_ || !document_->getSourceXml())
+        return;
+    const bool back = undone ? history_.redo(*document_->getSourceXml(), treeHooks())
+                             : history_.undo(*document_->getSourceXml(), treeHooks());
+    if (!back) {
+        LmdLog::critical(std::string(undone ? "Undo" : "Redo") +
+                         " could not be taken back; the history was cleared.");
+        history_.clear();
+    }
 }
 
 void LmdSourceFiles::undo() {
@@ -583,7 +627,7 @@ void LmdSourceFiles::redo() {
 bool LmdSourceFiles::canUndo() const { return historyEnabled_ && (history_.canUndo() || pendingPrevious_); }
 bool LmdSourceFiles::canRedo() const { return historyEnabled_ && history_.canRedo() && !pendingPrevious_; }
 
-void LmdSourceFiles::setOnSnapshotApplied(std::function<void(const std::string&)> callback) {
+void LmdSourceFiles::setOnSnapshotApplied(std::function<bool(const std::string&)> callback) {
     onSnapshotApplied_ = std::move(callback);
 }
 
@@ -607,6 +651,9 @@ void LmdSourceFiles::clearAutoBackup() { autoSaver_.clearBackups(); }
 std::string LmdSourceFiles::setAsideDamagedAutoBackup(bool dismissed) { return autoSaver_.setAsideDamagedBackup(dismissed); }
 void LmdSourceFiles::flushAutoSave() {
     autoSaver_.flush([this] { return backupText(); });
+}
+void LmdSourceFiles::endAutoSaveSession(bool unsavedWork) {
+    autoSaver_.endSession(unsavedWork, [this] { return backupText(); });
 }
 
 // ---- others ------------------------------------------------------------------------------

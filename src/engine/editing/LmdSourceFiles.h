@@ -98,7 +98,8 @@ public:
     LmdSubscription subscribeChanges(std::function<void(const LmdDocumentChange&)> listener) {
         return changed_.subscribe(std::move(listener));
     }
-    // New `guidId` on the root element: the identity of the project.
+    // New `guidId` on the root element: the identity of the project. A change of the document
+    // (version, listeners, auto-save) but no undo step.
     void regenerateProjectGuid();
 
     // Edits between these form one undo step; calls nest.
@@ -120,11 +121,16 @@ public:
     void setHistoryEnabled(bool enabled);
     bool isHistoryEnabled() const { return historyEnabled_; }
     void resetHistory();
+    // Undo and redo are all or nothing: the step is applied to the document, then the whole text
+    // goes to the applied callback. When the callback refuses the text (returns false, or throws),
+    // the step is put back: the document, the history and the backups are as they were, and no
+    // change is announced.
     void undo();
     void redo();
     bool canUndo() const;
     bool canRedo() const;
-    void setOnSnapshotApplied(std::function<void(const std::string& xml)> callback);
+    // The editor's answer to undo and redo: loads the whole text and returns whether it did.
+    void setOnSnapshotApplied(std::function<bool(const std::string& xml)> callback);
     size_t historyMemoryBytes() const;
     size_t undoStepCount() const;
 
@@ -139,8 +145,11 @@ public:
     void clearAutoBackup();
     // A backup that exists but cannot be read goes aside (see LmdAutoSaver); where it went, or "".
     std::string setAsideDamagedAutoBackup(bool dismissed);
-    // Writes a due backup now and waits for it (for a clean exit).
+    // Writes a due backup now and waits for it.
     void flushAutoSave();
+    // The editor closes normally: keeps unsaved work in the backup, marked as such, or removes
+    // this session's backup when nothing is unsaved (see LmdAutoSaver::endSession).
+    void endAutoSaveSession(bool unsavedWork);
     LmdAutoSaver& autoSaver() { return autoSaver_; }
 
     // Others.
@@ -163,15 +172,19 @@ private:
     void notifyChange(const LmdDocumentChange& change);
     void closeRun();
     void compactPendingReplacement();
+    // Whether `previous` is the same game as the live document in its stored form.
+    bool sameStoredText(const pugi::xml_document& previous) const;
     void onDocumentReplaced(std::unique_ptr<pugi::xml_document> previous);
     void applyHistory(bool undoing);
+    // Puts back the step that undo (undone true) or redo just applied.
+    void takeBackHistoryStep(bool undone);
     LmdTreeHooks treeHooks();
     std::string backupText() const;
 
     LmdGameDocument* document_ = nullptr;
     bool historyEnabled_ = false;
     LmdEditHistory history_;
-    std::function<void(const std::string&)> onSnapshotApplied_;
+    std::function<bool(const std::string&)> onSnapshotApplied_;
     bool applyingSnapshot_ = false;
 
     // The open typing run: the record that the next write of the same attribute updates.

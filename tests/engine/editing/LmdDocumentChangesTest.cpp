@@ -38,7 +38,7 @@ protected:
         files.attachDocument(&doc);
         files.setHistoryEnabled(true);
         // As the editor answers undo and redo: the whole text loaded again.
-        files.setOnSnapshotApplied([this](const std::string& xml) { doc.setXmlSourceString(xml); });
+        files.setOnSnapshotApplied([this](const std::string& xml) { return doc.setXmlSourceString(xml); });
     }
     pugi::xml_node level() const { return doc.root().child("Level"); }
 

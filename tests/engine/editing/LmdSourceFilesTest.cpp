@@ -1,11 +1,15 @@
 #include "engine/editing/LmdSourceFiles.h"
 
+#include "TestDataRoot.h"
+
 #include "base/LmdLog.h"
 #include "engine/document/LmdGameDocument.h"
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <random>
+#include <stdexcept>
 #include <set>
 
 using namespace Lumenda3D;
@@ -219,7 +223,7 @@ TEST_F(SourceFilesTest, ReplacingTheDocumentIsUndoableAndCostsOnlyTheDifference)
     int applied = 0;
     files.setOnSnapshotApplied([&](const std::string& xml) {
         ++applied;
-        ASSERT_TRUE(doc.setXmlSourceString(xml));
+        return doc.setXmlSourceString(xml);
     });
     files.undo();
     EXPECT_EQ(applied, 1);
@@ -237,6 +241,117 @@ TEST_F(SourceFilesTest, ReplacingTheDocumentIsUndoableAndCostsOnlyTheDifference)
     EXPECT_NE(text().find("Level name=\"X\""), std::string::npos);
     files.undo();
     EXPECT_NE(text().find("Bowl"), std::string::npos);
+}
+
+TEST_F(SourceFilesTest, UndoAndRedoThatTheEditorRefusesChangeNothing) {
+    test::TestDataRoot dataRoot;
+    files.setAttribute(level().child("Box"), "x", "5");
+    files.removeChild(level(), level().child("Sphere"));
+    files.update();
+    files.setAutoSaveEnabled(true);
+    files.autoSaver().setDelays(std::chrono::seconds(0), std::chrono::seconds(0));
+    int heard = 0;
+    LmdSubscription listening = files.subscribeChanges([&](const LmdDocumentChange&) { ++heard; });
+    const std::string edited = text();
+    const int version = doc.getSourceVersion();
+
+    // The load is refused (an agent's key), or fails with an exception: each time the document,
+    // its version, the history and the backup stay as they were, and nobody hears of a change.
+    bool refuse = true;
+    files.setOnSnapshotApplied([&](const std::string& xml) {
+        if (refuse)
+            return false;
+        throw std::runtime_error("the scene could not be rebuilt from " + std::to_string(xml.size()) + " bytes");
+    });
+    for (int attempt = 0; attempt < 2; ++attempt) {
+        files.undo();
+        EXPECT_EQ(text(), edited);
+        EXPECT_EQ(doc.getSourceVersion(), version);
+        EXPECT_EQ(files.undoStepCount(), 2u);
+        EXPECT_FALSE(files.canRedo());
+        refuse = false;
+        EXPECT_THROW(files.undo(), std::runtime_error);
+        EXPECT_EQ(text(), edited);
+        EXPECT_EQ(files.undoStepCount(), 2u);
+        refuse = true;
+    }
+    EXPECT_EQ(heard, 0);
+    files.update();
+    files.flushAutoSave();
+    EXPECT_FALSE(files.autoBackupExists());
+
+    // Taken: the removal is undone; a refused redo then keeps it undone and redoable.
+    files.setOnSnapshotApplied([&](const std::string& xml) { return doc.setXmlSourceString(xml); });
+    files.undo();
+    ASSERT_TRUE(level().child("Sphere"));
+    const std::string undone = text();
+    files.setOnSnapshotApplied([](const std::string&) { return false; });
+    files.redo();
+    EXPECT_EQ(text(), undone);
+    EXPECT_TRUE(files.canRedo());
+    EXPECT_EQ(files.undoStepCount(), 1u);
+    files.setOnSnapshotApplied([&](const std::string& xml) { return doc.setXmlSourceString(xml); });
+    files.redo();
+    EXPECT_EQ(text(), edited);
+    files.clearAutoBackup();
+}
+
+TEST_F(SourceFilesTest, TheSameGameLoadedAgainIsNoChangeButANewTree) {
+    test::TestDataRoot dataRoot;
+    files.setAutoSaveEnabled(true);
+    files.autoSaver().setDelays(std::chrono::seconds(0), std::chrono::seconds(0));
+    int replaced = 0;
+    LmdSubscription listening = files.subscribeChanges([&](const LmdDocumentChange& change) {
+        replaced += change.kind == LmdDocumentChange::Kind::Replaced ? 1 : 0;
+    });
+    // The stored form again, with other white space and with ids: the same game.
+    ASSERT_TRUE(doc.setXmlSourceString(doc.getSourceXmlString(false, true)));
+    ASSERT_TRUE(doc.setXmlSourceString(doc.getSourceXmlString(true, false)));
+    EXPECT_EQ(replaced, 2);  // the node handles died all the same
+    EXPECT_FALSE(files.canUndo());
+    files.update();
+    files.flushAutoSave();
+    EXPECT_FALSE(files.autoBackupExists());
+
+    // An agent's real edit followed by the same text again is one step, and backed up.
+    std::string edited = text();
+    edited.replace(edited.find("Ball"), 4, "Bowl");
+    ASSERT_TRUE(doc.setXmlSourceString(edited));
+    ASSERT_TRUE(doc.setXmlSourceString(edited));
+    files.update();
+    files.flushAutoSave();
+    EXPECT_EQ(files.undoStepCount(), 1u);
+    EXPECT_TRUE(files.autoBackupExists());
+    files.clearAutoBackup();
+}
+
+TEST_F(SourceFilesTest, ANewProjectIdentityIsAChangeButNoUndoStep) {
+    test::TestDataRoot dataRoot;
+    std::string edited = text();
+    edited.replace(edited.find("Ball"), 4, "Bowl");
+    ASSERT_TRUE(doc.setXmlSourceString(edited));  // an agent's edit, not folded yet
+    files.setAutoSaveEnabled(true);
+    files.autoSaver().setDelays(std::chrono::seconds(0), std::chrono::seconds(0));
+    int heard = 0;
+    LmdSubscription listening = files.subscribeChanges([&](const LmdDocumentChange&) { ++heard; });
+
+    files.regenerateProjectGuid();
+    const std::string identity = doc.root().attribute("guidId").value();
+    ASSERT_EQ(identity.size(), 36u);
+    EXPECT_EQ(heard, 1);
+    EXPECT_EQ(files.undoStepCount(), 1u);  // the agent's edit, nothing more
+    files.update();
+    files.flushAutoSave();
+    ASSERT_TRUE(files.autoBackupExists());
+    EXPECT_NE(files.loadAutoBackup()->xml.find(identity), std::string::npos);
+
+    // Undoing the agent's edit keeps the identity: it was not part of that step.
+    files.setOnSnapshotApplied([&](const std::string& xml) { return doc.setXmlSourceString(xml); });
+    files.undo();
+    EXPECT_NE(text().find("Ball"), std::string::npos);
+    EXPECT_EQ(doc.root().attribute("guidId").value(), identity);
+    EXPECT_FALSE(files.canUndo());
+    files.clearAutoBackup();
 }
 
 TEST_F(SourceFilesTest, ResetHistoryForgetsEverything) {
