@@ -6,17 +6,24 @@
 #include "core/Lumenda3DEditor.h"
 #include "engine/scene/LmdBase3D.h"
 #include "engine/scene/ScriptParser.h"
+#include "services/AuthenticationFlowManager.h"
+#include "services/AuthenticationManager.h"
 #include "services/LocalStorage.h"
+#include "services/ResourceLoader.h"
 
 namespace Lumenda3D {
 
 namespace {
 
 constexpr const char* kNoEditorText = "The editor is not ready yet.";
-// The account service (login, cloud projects, cloud assets) is not part of this build: nobody can
-// be logged in, so every cloud path answers with its own "not logged in" sentence.
-constexpr bool kAccountServiceAvailable = false;
-constexpr const char* kNotLoggedInText = "Not logged in — the cloud cannot be reached. Ask the user to log in.";
+
+// A cloud list's failure as the agent reads it: for a session that has ended, what to do next.
+std::string listFailure(const std::string& error) {
+    if (AuthenticationFlowManager::isAuthenticationError(error))
+        return "Not logged in, or the login has ended — the cloud list cannot be fetched. Ask the user to log in to "
+               "the Lumenda3D server, then call this tool again.";
+    return error;
+}
 
 Ogre::Vector3 toVector(const LmdMcpEditorAccess::Point3& p) { return {p.x, p.y, p.z}; }
 
@@ -177,11 +184,36 @@ void LmdEditorMcpAccess::newProject(Done done) {
 
 std::vector<std::string> LmdEditorMcpAccess::listLocalProjects() { return LocalStorage::listProjects(); }
 
-bool LmdEditorMcpAccess::isLoggedIn() { return kAccountServiceAvailable; }
+bool LmdEditorMcpAccess::isLoggedIn() { return AuthenticationManager::getInstance().isAuthenticated(); }
 
-void LmdEditorMcpAccess::fetchCloudProjects(Done done) { done(false, kNotLoggedInText); }
+void LmdEditorMcpAccess::fetchCloudProjects(Done done) {
+    ResourceLoader::getInstance().listResources([done](bool ok, const std::string& data, const std::string& error) {
+        if (!ok)
+            return done(false, listFailure(error));
+        // The agent gets what it needs to open a project again: id, name, type, state, dates.
+        const nlohmann::json answer = nlohmann::json::parse(data, nullptr, false);
+        nlohmann::json projects = nlohmann::json::array();
+        for (const nlohmann::json& item : answer.value("resources", nlohmann::json::array())) {
+            if (!item.is_object())
+                continue;
+            nlohmann::json entry = nlohmann::json::object();
+            for (const char* key : {"resource_id", "resource_name", "resource_type", "published", "revision",
+                                    "updated_at"})
+                if (item.contains(key))
+                    entry[key] = item[key];
+            projects.push_back(std::move(entry));
+        }
+        const nlohmann::json out = {{"projects", projects}, {"total", answer.value("total", projects.size())}};
+        done(true, out.dump());
+    });
+}
 
-void LmdEditorMcpAccess::fetchUserAssets(const std::string&, Done done) { done(false, kNotLoggedInText); }
+void LmdEditorMcpAccess::fetchUserAssets(const std::string& assetType, Done done) {
+    ResourceLoader::getInstance().listUserAssets(assetType,
+                                                 [done](bool ok, const std::string& data, const std::string& error) {
+                                                     done(ok, ok ? data : listFailure(error));
+                                                 });
+}
 
 // --- Local assets --------------------------------------------------------------------------------
 

@@ -24,8 +24,10 @@
 #include "mcp/McpPanels.h"
 #include "project/ProjectPanels.h"
 #include "services/ApiConfig.h"
+#include "services/AuthenticationManager.h"
 #include "services/EditorSettings.h"
 #include "services/LmdAutoUpdater.h"
+#include "services/ResourceLoader.h"
 #include "services/LmdSingleInstance.h"
 #include "services/LocalStorage.h"
 #include "services/UrlUtils.h"
@@ -63,8 +65,12 @@ Lumenda3DEditor::~Lumenda3DEditor() {
     if (sourceFiles)
         sourceFiles->setOnSnapshotApplied(nullptr);
     Common::window = nullptr;
-    if (editorInstance == this)
+    if (editorInstance == this) {
         editorInstance = nullptr;
+        // Cloud answers on their way must not reach the editor that is gone, nor keep its client.
+        ResourceLoader::getInstance().cancelAll();
+        AuthenticationManager::getInstance().setHttpClient(nullptr);
+    }
     // A start that failed before the render system came up (no display) leaves a root that the
     // application context's shutdown cannot take apart: it asks for managers that were never
     // made. The root alone is released then.
@@ -123,7 +129,8 @@ void Lumenda3DEditor::setup() {
     LmdRuntime::setup();
     setupEditorCore();
     setupEditorUI();
-    // Authentication (the login service and its HTTP client) is set up here once it exists.
+    // The login service and its HTTP client are set up with the core (setupEditorCore); the
+    // login dialog installs its prompt (AuthenticationFlowManager::setLoginPrompt) once it exists.
     // The dialogs of opening, templates, saving and publishing install their callbacks here
     // (setupDialogCallbacks) once they exist.
     runGuarded("setupMenuCallbacks", [&] { setupMenuCallbacks(); });
@@ -169,6 +176,10 @@ void Lumenda3DEditor::setupEditorCore() {
         ApiConfig::init("");
         LmdLog::message(ApiConfig::getEnvironment() == 1 ? "Running in PRODUCTION mode"
                                                           : "Running in DEVELOPMENT mode");
+        // The cloud services go through the engine's HTTP client, whose answers the frame pump
+        // delivers; the stored login is read again for the server just configured.
+        AuthenticationManager::getInstance().setHttpClient(getHttpClient());
+        AuthenticationManager::getInstance().reload();
     });
 }
 
@@ -271,6 +282,11 @@ void Lumenda3DEditor::onClose() {
     runGuarded("onClose", [&] {
         if (sourceFiles)
             sourceFiles->endAutoSaveSession(isProjectDirty());
+    });
+    // Cloud answers still on their way would reach an editor that is gone.
+    runGuarded("onClose", [&] {
+        ResourceLoader::getInstance().cancelAll();
+        AuthenticationManager::getInstance().setHttpClient(nullptr);
     });
     LmdRuntime::onClose();
 }

@@ -183,7 +183,7 @@ public:
     // A loaded project's text: loads it and marks it as saved.
     void onResourceLoaded(const std::string& xml);
     // Where cloud projects come from: called with a resource id and a callback of (success, xml,
-    // metadata JSON or error text). Empty until the cloud services are plugged in.
+    // metadata JSON or error text). ResourceLoader::loadResource unless replaced (tests).
     using ResourceLoadedCallback = std::function<void(bool success, const std::string& xml, const std::string& text)>;
     using CloudResourceLoader = std::function<void(const std::string& resourceId, ResourceLoadedCallback done)>;
     void setCloudResourceLoader(CloudResourceLoader loader) { cloudResourceLoader_ = std::move(loader); }
@@ -264,7 +264,8 @@ private:
     // at `path`).
     void reportDamagedBackup(const std::string& keptAs, const std::string& path);
 
-    CloudResourceLoader cloudResourceLoader_;
+    CloudResourceLoader cloudResourceLoader_ = defaultCloudResourceLoader();
+    static CloudResourceLoader defaultCloudResourceLoader();
     SaveDialogHooks saveDialogHooks_;
     std::vector<int> hiddenJoysticks_;
     std::vector<std::unique_ptr<LmdEditorObserver>> observers_;

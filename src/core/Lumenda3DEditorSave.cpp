@@ -5,9 +5,13 @@
 
 #include <nlohmann/json.hpp>
 
+#include "base/LmdLog.h"
 #include "engine/document/LmdGameDocument.h"
 #include "engine/editing/LmdSourceFiles.h"
+#include "services/AuthenticationFlowManager.h"
+#include "services/AuthenticationManager.h"
 #include "services/LocalStorage.h"
+#include "services/ResourceLoader.h"
 
 namespace Lumenda3D {
 namespace {
@@ -19,6 +23,15 @@ constexpr int kThumbnailHeight = 130;
 const char* const kLocalAssetsCloudRefusal =
     "Project uses local assets — it can only be saved locally, not to the cloud. Use save_project_as with a local "
     "target.";
+
+// What an agent is told when a cloud call failed: the server's sentence, and for a session that
+// has ended, what to do about it (nobody is there to log in on the agent's path).
+std::string agentCloudFailure(const std::string& error, const std::string& notDone) {
+    if (AuthenticationFlowManager::isAuthenticationError(error))
+        return "Not logged in, or the login has ended — " + notDone +
+               " Ask the user to log in to the Lumenda3D server, then call this tool again.";
+    return error;
+}
 
 // Whether a project's text can become the document; `why` says what is wrong when it cannot.
 bool documentLoads(const std::string& xml, std::string& why) {
@@ -150,10 +163,36 @@ void Lumenda3DEditor::saveProjectHeadless(HeadlessDone done) {
             return;
         }
     }
-    // The cloud copy needs a login session, and this build has no login service. With one, the
-    // copy is written here (saveResource with a fresh thumbnail; no second try after a login, as
-    // nobody is there to log in), reporting "saved to the cloud (resource <id>)" or the error.
-    done(false, "Not logged in — the cloud project cannot be saved. Ask the user to log in.");
+    if (!AuthenticationManager::getInstance().isAuthenticated()) {
+        done(false, "Not logged in — the cloud project cannot be saved. Ask the user to log in.");
+        return;
+    }
+    const std::string resourceId = cloudResourceId;
+    const std::string resourceType = projectResourceType;
+    const std::vector<unsigned char> thumbnail = captureSceneThumbnail(kThumbnailWidth, kThumbnailHeight);
+    if (thumbnail.empty())
+        LmdLog::message("WARNING: Thumbnail capture failed, saving without thumbnail");
+    // No second try after a login here: nobody is there to log in.
+    ResourceLoader::getInstance().saveResource(
+        resourceId, xml,
+        [this, resourceId, resourceType, xml, done](bool success, const std::string&, const std::string& error) {
+            if (!success) {
+                done(false, agentCloudFailure(error, "the cloud project was not saved; the changes are still in the "
+                                                     "editor, unsaved.") );
+                return;
+            }
+            // The text that reached the server is what counts as saved: edits made while the save
+            // was on its way stay unsaved, and another project opened meanwhile is not touched.
+            if (cloudResourceId == resourceId) {
+                if (sourceFiles)
+                    sourceFiles->clearAutoBackup();
+                refreshHasDismissedSnapshot();
+                markPersistedText(xml);
+            }
+            showToast(resourceType == "plugin" ? "Plugin saved!" : "Project saved!", 3.0f);
+            done(true, "saved to the cloud (resource " + resourceId + ")");
+        },
+        thumbnail, resourceType, "");
 }
 
 void Lumenda3DEditor::createProjectHeadless(const std::string& name, bool local, HeadlessDone done) {
@@ -173,11 +212,29 @@ void Lumenda3DEditor::createProjectHeadless(const std::string& name, bool local,
         done(false, kLocalAssetsCloudRefusal);
         return;
     }
-    // Creating a cloud resource needs a login session, and this build has no login service. With
-    // one, the resource is created here (createResource, always of type "project"); its callback
-    // sets the type, calls applyCloudCreateSuccess and reports
-    // "created cloud project '<name>' (resource <id>)" or the error.
-    done(false, "Not logged in — cannot save to the cloud. Ask the user to log in.");
+    if (!AuthenticationManager::getInstance().isAuthenticated()) {
+        done(false, "Not logged in — cannot save to the cloud. Ask the user to log in.");
+        return;
+    }
+    const std::vector<unsigned char> thumbnail = captureSceneThumbnail(kThumbnailWidth, kThumbnailHeight);
+    if (thumbnail.empty())
+        LmdLog::message("WARNING: Thumbnail capture failed, creating without thumbnail");
+    ResourceLoader::getInstance().createResource(
+        name, xml,
+        [this, name, xml, done](bool success, const std::string& data, const std::string& error) {
+            if (!success) {
+                done(false, agentCloudFailure(error, "the cloud project was not created; the project is still in "
+                                                     "the editor, unsaved."));
+                return;
+            }
+            projectResourceType = "project";
+            applyCloudCreateSuccess(data, name);
+            // What reached the server counts as saved; edits made meanwhile stay unsaved.
+            markPersistedText(xml);
+            showToast("Project saved!", 3.0f);
+            done(true, "created cloud project '" + name + "' (resource " + cloudResourceId + ")");
+        },
+        thumbnail, "project");
 }
 
 void Lumenda3DEditor::newProjectHeadless() {
@@ -206,13 +263,17 @@ bool Lumenda3DEditor::openLocalProjectHeadless(const std::string& name, std::str
 
 void Lumenda3DEditor::openCloudProjectHeadless(const std::string& resourceId, HeadlessDone done) {
     if (!cloudResourceLoader_) {
-        done(false, "Not logged in — cloud projects cannot be opened. Ask the user to log in.");
+        done(false, "Cloud projects cannot be opened in this editor.");
         return;
     }
     cloudResourceLoader_(resourceId, [this, resourceId, done](bool success, const std::string& xml,
                                                               const std::string& text) {
-        if (!success || xml.empty()) {
-            done(false, text);
+        if (!success) {
+            done(false, agentCloudFailure(text, "cloud project " + resourceId + " was not opened."));
+            return;
+        }
+        if (xml.empty()) {
+            done(false, "Cloud project " + resourceId + " has no document, so it was not opened.");
             return;
         }
         std::string why;

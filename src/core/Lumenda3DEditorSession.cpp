@@ -18,6 +18,9 @@
 #include "engine/document/LmdGameDocument.h"
 #include "engine/editing/LmdSourceFiles.h"
 #include "project/RecoverFromCrashDialog.h"
+#include "services/AuthenticationFlowManager.h"
+#include "services/AuthenticationManager.h"
+#include "services/ResourceLoader.h"
 #include "ui/AllUI.h"
 
 namespace Lumenda3D {
@@ -112,8 +115,8 @@ void Lumenda3DEditor::loadInitialProject() {
                 tabs->setTabOnChangeCallback([this](const std::string& tab) { return onTabChange(tab); });
         offerCrashRecoveryIfNeeded(!content);
         if (pendingResourceId.empty()) {
-            // With authentication, a quiet login check (restoring a session without asking)
-            // starts here.
+            // Quietly takes up a session stored at an earlier start; nobody is asked.
+            AuthenticationFlowManager::getInstance().checkLogin({}, false);
         } else {
             const std::string resourceId = pendingResourceId;
             pendingResourceId.clear();
@@ -123,22 +126,42 @@ void Lumenda3DEditor::loadInitialProject() {
     });
 }
 
+Lumenda3DEditor::CloudResourceLoader Lumenda3DEditor::defaultCloudResourceLoader() {
+    return [](const std::string& resourceId, ResourceLoadedCallback done) {
+        ResourceLoader::getInstance().loadResource(resourceId, std::move(done));
+    };
+}
+
 void Lumenda3DEditor::loadResourceById(const std::string& resourceId, bool retried) {
     LmdLog::message("Opening cloud project " + resourceId);
-    // With authentication, the login is checked first (asking when needed), and a load refused
-    // for a lapsed session is tried once more through the login (`retried`).
-    (void)retried;
-    ResourceLoadedCallback done = [this, resourceId](bool success, const std::string& xml, const std::string& text) {
-        if (success && !xml.empty()) {
-            onProjectOpened(xml, resourceId, "", text);
-            return;
-        }
-        showErrorMessage("Could not open project " + resourceId + ": " + text);
+    auto load = [this, resourceId, retried] {
+        ResourceLoadedCallback done = [this, resourceId, retried](bool success, const std::string& xml,
+                                                                  const std::string& text) {
+            if (success && !xml.empty()) {
+                onProjectOpened(xml, resourceId, "", text);
+                return;
+            }
+            // A lapsed session gets one more try, through the login; a second refusal is reported.
+            if (!success && !retried && AuthenticationFlowManager::isAuthenticationError(text) &&
+                AuthenticationFlowManager::getInstance().hasLoginPrompt()) {
+                loadResourceById(resourceId, true);
+                return;
+            }
+            showErrorMessage("Could not open project " + resourceId + ": " + (success ? std::string() : text));
+        };
+        if (cloudResourceLoader_)
+            cloudResourceLoader_(resourceId, std::move(done));
+        else
+            done(false, "", "the cloud service is not available");
     };
-    if (cloudResourceLoader_)
-        cloudResourceLoader_(resourceId, std::move(done));
+    // The login comes first when the editor can ask for one. Without a way to ask, the load goes
+    // ahead anyway: a published game opens without a login, and anything else is refused by the
+    // server with a sentence that says a login is needed.
+    AuthenticationFlowManager& flow = AuthenticationFlowManager::getInstance();
+    if (flow.hasLoginPrompt())
+        flow.checkLogin(load, true);
     else
-        done(false, "", "the cloud service is not available");
+        load();
 }
 
 void Lumenda3DEditor::onResourceLoaded(const std::string& xml) {

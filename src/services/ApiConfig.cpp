@@ -62,4 +62,14 @@ std::string ApiConfig::getApiBaseUrl() {
     return server.empty() ? std::string() : server + "/api";
 }
 
+std::string ApiConfig::getTexturesUrl() {
+    const std::string api = getApiBaseUrl();
+    return api.empty() ? std::string() : api + "/assets";
+}
+
+std::string ApiConfig::getAssetsBaseUrl() {
+    const std::string& server = config().serverUrl;
+    return server.empty() ? std::string() : server + "/assets";
+}
+
 } // namespace Lumenda3D

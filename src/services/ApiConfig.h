@@ -27,6 +27,11 @@ public:
     static std::string getServerUrl();
     // The base of the server's API calls ("<server>/api"), or "" without a server.
     static std::string getApiBaseUrl();
+    // The assets endpoint, where textures, models and sounds are listed, uploaded and deleted by
+    // form calls ("<server>/api/assets"), or "".
+    static std::string getTexturesUrl();
+    // The root of stored asset files ("<server>/assets"), or "".
+    static std::string getAssetsBaseUrl();
 };
 
 } // namespace Lumenda3D

@@ -4,6 +4,7 @@
 #include "core/HeadlessEditor.h"
 
 #include "base/LmdPaths.h"
+#include "services/ApiConfig.h"
 #include "services/FileManager.h"
 #include "services/LocalStorage.h"
 
@@ -286,10 +287,13 @@ TEST_F(EditorSaveTest, TheActionWaitingForASaveRunsOnce) {
 
 TEST_F(EditorSaveTest, OpeningACloudProjectForAnAgent) {
     editor->onProjectOpened(kGame, "", "Start", "");
+    unsetenv(ApiConfig::kServerVariable);
+    ApiConfig::init("");
     Answer answer;
     editor->openCloudProjectHeadless("42", recorder(answer));
     EXPECT_FALSE(answer.ok);
-    EXPECT_EQ(answer.message, "Not logged in — cloud projects cannot be opened. Ask the user to log in.");
+    EXPECT_EQ(answer.message,
+              "No Lumenda3D server is configured, so cloud projects are out of reach (set LUMENDA3D_SERVER).");
 
     editor->setCloudResourceLoader([](const std::string& id, Lumenda3DEditor::ResourceLoadedCallback done) {
         if (id == "42")

@@ -4,6 +4,7 @@
 #include "services/EditorSettings.h"
 #include "UnusedPort.h"
 #include "core/HeadlessEditor.h"
+#include "services/ApiConfig.h"
 
 #include "engine/editing/LmdAutoSaver.h"
 #include "chrome/ErrorDialog.h"
@@ -155,8 +156,12 @@ TEST_F(EditorSessionTest, ASecondProcessesHandOverActsInTheNextFrame) {
 
 TEST_F(EditorSessionTest, ACloudProjectThatCannotBeLoadedIsReported) {
     editor->loadScript(kGame, false);
+    // Without a server there is nowhere to load from.
+    unsetenv(ApiConfig::kServerVariable);
+    ApiConfig::init("");
     editor->loadResourceById("31", false);
-    EXPECT_EQ(takeError(), "Could not open project 31: the cloud service is not available");
+    EXPECT_EQ(takeError(), "Could not open project 31: No Lumenda3D server is configured, so cloud projects are out "
+                           "of reach (set LUMENDA3D_SERVER).");
     editor->setCloudResourceLoader([](const std::string&, Lumenda3DEditor::ResourceLoadedCallback done) {
         done(true, "", "");  // an empty project is no project
     });

@@ -25,6 +25,8 @@ TEST_F(ApiConfigTest, TextWinsOverTheEnvironment) {
     EXPECT_EQ(ApiConfig::getEnvironment(), ApiConfig::Development);
     EXPECT_EQ(ApiConfig::getServerUrl(), "https://text.example");
     EXPECT_EQ(ApiConfig::getApiBaseUrl(), "https://text.example/api");
+    EXPECT_EQ(ApiConfig::getTexturesUrl(), "https://text.example/api/assets");
+    EXPECT_EQ(ApiConfig::getAssetsBaseUrl(), "https://text.example/assets");
 
     ApiConfig::init(R"({"environment":"development"})");
     EXPECT_EQ(ApiConfig::getServerUrl(), "https://env.example");
@@ -36,6 +38,8 @@ TEST_F(ApiConfigTest, WithoutConfigurationItIsProductionWithoutAServer) {
     ApiConfig::init("");
     EXPECT_EQ(ApiConfig::getEnvironment(), ApiConfig::Production);
     EXPECT_EQ(ApiConfig::getApiBaseUrl(), "");
+    EXPECT_EQ(ApiConfig::getTexturesUrl(), "");
+    EXPECT_EQ(ApiConfig::getAssetsBaseUrl(), "");
 
     setenv(ApiConfig::kEnvironmentVariable, "development", 1);
     ApiConfig::init("not json");  // ignored, with a line in the log

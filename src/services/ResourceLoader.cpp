@@ -1,0 +1,266 @@
+#include "services/ResourceLoader.h"
+
+#include <nlohmann/json.hpp>
+
+#include "base/LmdBase64.h"
+#include "services/ApiConfig.h"
+#include "services/AuthenticationManager.h"
+#include "services/MyHttpClient.h"
+
+namespace Lumenda3D {
+namespace {
+
+using json = nlohmann::json;
+
+const char* const kNoServerText =
+    "No Lumenda3D server is configured, so cloud projects are out of reach (set LUMENDA3D_SERVER).";
+const char* const kNoClientText = "The editor cannot reach the network right now (no HTTP client).";
+
+// The body of a request as JSON text; false when a text in it is not valid UTF-8 (the server
+// refuses such text, and silently replacing bytes would change the user's document).
+bool jsonText(const json& body, std::string& text) {
+    try {
+        text = body.dump();
+        return true;
+    } catch (const json::exception&) {
+        return false;
+    }
+}
+
+const char* const kNotUtf8Text =
+    "The project contains text that is not valid UTF-8, so it cannot be sent to the server. Nothing was sent.";
+
+std::string base64Of(const std::vector<unsigned char>& bytes) { return lmdBase64Encode(bytes.data(), bytes.size()); }
+
+// The list and own-list keys of the assets endpoint for one asset type; empty for an unknown type.
+struct AssetWords {
+    const char* listAction;
+    const char* ownKey;
+};
+
+AssetWords assetWordsFor(const std::string& type) {
+    if (type == "textures")
+        return {"getTextures", "my_textures"};
+    if (type == "models")
+        return {"getModels", "my_models"};
+    if (type == "sounds")
+        return {"getSounds", "my_sounds"};
+    return {nullptr, nullptr};
+}
+
+} // namespace
+
+ResourceLoader& ResourceLoader::getInstance() {
+    static ResourceLoader instance;
+    return instance;
+}
+
+bool ResourceLoader::isValidResourceId(const std::string& resourceId) {
+    if (resourceId.empty() || resourceId.size() > 18)
+        return false;
+    for (char c : resourceId)
+        if (c < '0' || c > '9')
+            return false;
+    return true;
+}
+
+bool ResourceLoader::refuseBadId(const std::string& resourceId, const Callback& callback) {
+    if (isValidResourceId(resourceId))
+        return false;
+    if (callback)
+        callback(false, "", "'" + resourceId + "' is not a cloud project id: ids are numbers such as 12.");
+    return true;
+}
+
+void ResourceLoader::send(const std::string& method, const std::string& path, const std::string& body,
+                          std::function<void(const CloudReply&)> handle) {
+    const std::string api = ApiConfig::getApiBaseUrl();
+    if (api.empty())
+        return handle(CloudReply::failure(kNoServerText));
+    AuthenticationManager& auth = AuthenticationManager::getInstance();
+    std::shared_ptr<MyHttpClient> client = auth.getHttpClient();
+    if (!client)
+        return handle(CloudReply::failure(kNoClientText));
+    HttpRequest request;
+    request.method = method;
+    request.url = api + path;
+    const std::string token = auth.getSessionToken();
+    if (!token.empty())
+        request.headers.push_back({"Authorization", "Bearer " + token});
+    if (method != "GET") {
+        request.body = body;
+        request.contentType = "application/json";
+    }
+    const std::string server = ApiConfig::getServerUrl();
+    client->send(std::move(request),
+                 generation_.guard([token, server, handle = std::move(handle)](const HttpResponse& response) {
+                     const CloudReply reply = CloudReply::read(response, server);
+                     if (reply.sessionEnded())
+                         AuthenticationManager::getInstance().sessionEnded(token);
+                     handle(reply);
+                 }));
+}
+
+void ResourceLoader::sendForm(const std::vector<std::pair<std::string, std::string>>& fields,
+                              std::function<void(const CloudReply&)> handle) {
+    const std::string url = ApiConfig::getTexturesUrl();
+    if (url.empty())
+        return handle(CloudReply::failure(kNoServerText));
+    AuthenticationManager& auth = AuthenticationManager::getInstance();
+    std::shared_ptr<MyHttpClient> client = auth.getHttpClient();
+    if (!client)
+        return handle(CloudReply::failure(kNoClientText));
+    const std::string token = auth.getSessionToken();
+    std::vector<std::pair<std::string, std::string>> form = fields;
+    if (!token.empty())
+        form.push_back({"token", token});
+    const std::string server = ApiConfig::getServerUrl();
+    client->postForm(url, form,
+                     generation_.guard([token, server, handle = std::move(handle)](const HttpResponse& response) {
+                         const CloudReply reply = CloudReply::read(response, server);
+                         if (reply.sessionEnded())
+                             AuthenticationManager::getInstance().sessionEnded(token);
+                         handle(reply);
+                     }));
+}
+
+void ResourceLoader::loadResource(const std::string& resourceId, LoadCallback callback) {
+    if (refuseBadId(resourceId, callback))
+        return;
+    send("GET", "/resources/" + resourceId, "", [callback](const CloudReply& reply) {
+        if (!callback)
+            return;
+        if (!reply.ok)
+            return callback(false, "", reply.error);
+        const auto xml = reply.body.find("xml");
+        if (xml == reply.body.end() || !xml->is_string())
+            return callback(false, "", "The Lumenda3D server sent the project without its document.");
+        const auto metadata = reply.body.find("metadata");
+        const std::string text =
+            metadata != reply.body.end() && metadata->is_object() ? metadata->dump() : std::string("{}");
+        callback(true, xml->get<std::string>(), text);
+    });
+}
+
+void ResourceLoader::saveResource(const std::string& resourceId, const std::string& xml, Callback callback,
+                                  const std::vector<unsigned char>& thumbnail, const std::string& resourceType,
+                                  const std::string& newName) {
+    if (refuseBadId(resourceId, callback))
+        return;
+    json body = json::object();
+    if (!xml.empty())
+        body["xml"] = xml;
+    if (!thumbnail.empty())
+        body["thumbnail"] = base64Of(thumbnail);
+    if (!resourceType.empty())
+        body["resource_type"] = resourceType;
+    if (!newName.empty())
+        body["name"] = newName;
+    std::string text;
+    if (!jsonText(body, text)) {
+        if (callback)
+            callback(false, "", kNotUtf8Text);
+        return;
+    }
+    send("PUT", "/resources/" + resourceId, text, [callback](const CloudReply& reply) {
+        if (callback)
+            callback(reply.ok, reply.ok ? reply.body.dump() : std::string(), reply.error);
+    });
+}
+
+void ResourceLoader::createResource(const std::string& name, const std::string& xml, Callback callback,
+                                    const std::vector<unsigned char>& thumbnail, const std::string& resourceType) {
+    json body = {{"name", name}, {"xml", xml}, {"resource_type", resourceType.empty() ? "project" : resourceType}};
+    if (!thumbnail.empty())
+        body["thumbnail"] = base64Of(thumbnail);
+    std::string text;
+    if (!jsonText(body, text)) {
+        if (callback)
+            callback(false, "", kNotUtf8Text);
+        return;
+    }
+    send("POST", "/resources", text, [callback](const CloudReply& reply) {
+        if (!callback)
+            return;
+        if (reply.ok && !reply.body.value("resource_id", json()).is_string())
+            return callback(false, "", "The Lumenda3D server did not say which project it created.");
+        callback(reply.ok, reply.ok ? reply.body.dump() : std::string(), reply.error);
+    });
+}
+
+void ResourceLoader::publishResource(const std::string& resourceId, const std::string& xml,
+                                     const std::string& assetsXml, const std::string& description,
+                                     const std::string& categoryId, bool viewSource, bool published,
+                                     Callback callback, const std::vector<unsigned char>& thumbnail) {
+    if (refuseBadId(resourceId, callback))
+        return;
+    json body = {{"description", description}, {"category_id", categoryId}, {"view_source", viewSource},
+                 {"published", published}};
+    if (!xml.empty())
+        body["xml"] = xml;
+    if (!assetsXml.empty())
+        body["assets"] = assetsXml;
+    if (!thumbnail.empty())
+        body["thumbnail"] = base64Of(thumbnail);
+    std::string text;
+    if (!jsonText(body, text)) {
+        if (callback)
+            callback(false, "", kNotUtf8Text);
+        return;
+    }
+    send("POST", "/resources/" + resourceId + "/publish", text, [callback](const CloudReply& reply) {
+             if (callback)
+                 callback(reply.ok, reply.ok ? reply.body.dump() : std::string(), reply.error);
+         });
+}
+
+void ResourceLoader::unpublishResource(const std::string& resourceId, Callback callback) {
+    if (refuseBadId(resourceId, callback))
+        return;
+    send("POST", "/resources/" + resourceId + "/unpublish", "{}", [callback](const CloudReply& reply) {
+        if (callback)
+            callback(reply.ok, reply.ok ? reply.body.dump() : std::string(), reply.error);
+    });
+}
+
+void ResourceLoader::listResources(Callback callback, int offset, int limit) {
+    const std::string query = "?offset=" + std::to_string(offset < 0 ? 0 : offset) +
+                              "&limit=" + std::to_string(limit < 1 ? 1 : (limit > 100 ? 100 : limit));
+    send("GET", "/resources" + query, "", [callback](const CloudReply& reply) {
+        if (!callback)
+            return;
+        if (reply.ok && !reply.body.value("resources", json()).is_array())
+            return callback(false, "", "The Lumenda3D server sent a project list the editor cannot read.");
+        callback(reply.ok, reply.ok ? reply.body.dump() : std::string(), reply.error);
+    });
+}
+
+void ResourceLoader::listUserAssets(const std::string& assetType, Callback callback) {
+    const AssetWords words = assetWordsFor(assetType);
+    if (!words.listAction) {
+        if (callback)
+            callback(false, "", "Unknown asset type '" + assetType + "': use textures, models or sounds.");
+        return;
+    }
+    // Without a session the endpoint answers the public catalogue only; the user's own list needs one.
+    if (!AuthenticationManager::getInstance().isAuthenticated()) {
+        if (callback)
+            callback(false, "", CloudReply::kSessionEndedText);
+        return;
+    }
+    sendForm({{"action", words.listAction}}, [callback, assetType, words](const CloudReply& reply) {
+        if (!callback)
+            return;
+        if (!reply.ok)
+            return callback(false, "", reply.error);
+        const json own = reply.body.value(words.ownKey, json());
+        if (!own.is_array())
+            return callback(false, "", "The Lumenda3D server sent an asset list the editor cannot read.");
+        json out = {{"assetType", assetType}, {"assets", own}};
+        if (reply.body.contains("storage"))
+            out["storage"] = reply.body["storage"];
+        callback(true, out.dump(), "");
+    });
+}
+
+} // namespace Lumenda3D
