@@ -151,7 +151,7 @@ function plainXml(text) {
 }
 
 async function screenshot(editor, label) {
-  const result = await editor.client.callTool({ name: 'get_screenshot', arguments: { width: 480, height: 300 } });
+  const result = await editor.client.callTool({ name: 'get_screenshot', arguments: { width: 960, height: 600, includeOverlay: true } });
   assert.ok(!result.isError, JSON.stringify(result.content));
   if (artifacts) {
     mkdirSync(artifacts, { recursive: true });
