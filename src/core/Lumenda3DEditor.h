@@ -15,6 +15,7 @@
 //   Lumenda3DEditorGizmo.cpp       the gizmos' events (attached, vertices moved)
 //   Lumenda3DEditorSession.cpp     session, first project, opening, crash recovery
 //   Lumenda3DEditorSave.cpp        saving, creating, and the agents' open and new project
+//   Lumenda3DEditorCloud.cpp       the person's cloud save, create, publish and unpublish
 #include <functional>
 #include <map>
 #include <memory>
@@ -208,6 +209,8 @@ public:
     // Save As to a local project: as performSaveLocal, and the project becomes `name` locally
     // (the cloud identity stays). Failures go to the Save dialog's status line.
     bool performCreateLocal(const std::string& name, const std::string& xml);
+    // The picture of the project saved with it (200 x 130 JPEG); empty when it cannot be taken.
+    std::vector<unsigned char> captureProjectThumbnail();
     // Runs the action waiting for a save (afterSaveCallback) once, clearing it first.
     void fireAfterSuccessfulSave();
     // The project became cloud resource `resource_id` of the server's answer, named `name`.
@@ -222,6 +225,35 @@ public:
     // Opens cloud resource `resourceId` through the cloud resource loader; the outcome goes to
     // `done`.
     void openCloudProjectHeadless(const std::string& resourceId, HeadlessDone done);
+
+    // --- The person's cloud operations (Lumenda3DEditorCloud.cpp) ---------------------------------
+    // Each one follows the login rule: a call refused because the session has ended (and not
+    // itself a retry) asks for a login (AuthenticationFlowManager::checkLogin) and, after it, is
+    // made once more with isRetry true and a fresh document text; a second refusal is reported.
+    //
+    // Saves the document to cloud resource `resourceId`; a non-empty newName renames it.
+    // Success: backups cleared, the text marked as saved, a toast ("Project saved!", "Plugin
+    // saved!" or "Renamed!"), the action waiting for a save. Failure: the error dialog ("Save
+    // failed: " or "Rename failed: " and the reason), the waiting action dropped.
+    void performSave(const std::string& resourceId, const std::string& xml, const std::string& resourceType,
+                     const std::string& newName, bool isRetry);
+    // Creates cloud resource `name` (the Save dialog's Save As to the cloud). Success: the project
+    // becomes that resource, the dialog hides, a toast. Failure: the dialog's status line says
+    // "Save failed: " and the reason and the dialog stays open.
+    void performCreate(const std::string& name, const std::string& xml, const std::string& resourceType, bool isRetry);
+    // Publishes the open cloud project with the publish dialog's values. Success: the dialog
+    // hides, toast "Game published!". Failure: "Publish failed: " and the reason on the dialog.
+    void performPublish(const std::string& description, const std::string& category, bool viewSource, bool published,
+                        bool isRetry);
+    // Takes the open cloud project off the site. Success: toast "Project unpublished.". Failure:
+    // the error dialog "Unpublish failed: " and the reason.
+    void performUnpublish(bool isRetry);
+    // The publish dialog's part: hiding it and its status line. Either may be empty (no dialog).
+    struct PublishDialogHooks {
+        std::function<void(const std::string&)> setStatusMessage;
+        std::function<void()> hide;
+    };
+    void setPublishDialogHooks(PublishDialogHooks hooks) { publishDialogHooks_ = std::move(hooks); }
 
     // --- Crash recovery -----------------------------------------------------------------------
     // Offers a backup left by a crash; showTemplatesAfter when the starting document is empty.
@@ -267,6 +299,7 @@ private:
     CloudResourceLoader cloudResourceLoader_ = defaultCloudResourceLoader();
     static CloudResourceLoader defaultCloudResourceLoader();
     SaveDialogHooks saveDialogHooks_;
+    PublishDialogHooks publishDialogHooks_;
     std::vector<int> hiddenJoysticks_;
     std::vector<std::unique_ptr<LmdEditorObserver>> observers_;
     std::string uiSetupFailure_;

@@ -16,10 +16,6 @@
 namespace Lumenda3D {
 namespace {
 
-// Every project thumbnail is taken at the moment of saving, at this size.
-constexpr int kThumbnailWidth = 200;
-constexpr int kThumbnailHeight = 130;
-
 const char* const kLocalAssetsCloudRefusal =
     "Project uses local assets — it can only be saved locally, not to the cloud. Use save_project_as with a local "
     "target.";
@@ -43,6 +39,11 @@ bool documentLoads(const std::string& xml, std::string& why) {
 
 // --- Local save and Save As ----------------------------------------------------------------------
 
+std::vector<unsigned char> Lumenda3DEditor::captureProjectThumbnail() {
+    // Every project thumbnail is taken at the moment of saving, at this size.
+    return captureSceneThumbnail(200, 130);
+}
+
 bool Lumenda3DEditor::performSaveLocal(const std::string& name, const std::string& xml) {
     if (isAgentDrivenAction("save project"))
         return false;
@@ -53,7 +54,7 @@ bool Lumenda3DEditor::performSaveLocal(const std::string& name, const std::strin
         return false;
     }
     // A thumbnail that cannot be taken or written is no reason to fail the save.
-    const std::vector<unsigned char> thumbnail = captureSceneThumbnail(kThumbnailWidth, kThumbnailHeight);
+    const std::vector<unsigned char> thumbnail = captureProjectThumbnail();
     if (!thumbnail.empty())
         LocalStorage::writeProjectThumbnail(name, thumbnail);
     if (sourceFiles)
@@ -88,7 +89,7 @@ bool Lumenda3DEditor::performCreateLocal(const std::string& name, const std::str
         clearBusy();
         return false;
     }
-    const std::vector<unsigned char> thumbnail = captureSceneThumbnail(kThumbnailWidth, kThumbnailHeight);
+    const std::vector<unsigned char> thumbnail = captureProjectThumbnail();
     if (!thumbnail.empty())
         LocalStorage::writeProjectThumbnail(name, thumbnail);
     // The cloud identity stays: a cloud project saved as a local one is then in both places.
@@ -169,7 +170,7 @@ void Lumenda3DEditor::saveProjectHeadless(HeadlessDone done) {
     }
     const std::string resourceId = cloudResourceId;
     const std::string resourceType = projectResourceType;
-    const std::vector<unsigned char> thumbnail = captureSceneThumbnail(kThumbnailWidth, kThumbnailHeight);
+    const std::vector<unsigned char> thumbnail = captureProjectThumbnail();
     if (thumbnail.empty())
         LmdLog::message("WARNING: Thumbnail capture failed, saving without thumbnail");
     // No second try after a login here: nobody is there to log in.
@@ -216,7 +217,7 @@ void Lumenda3DEditor::createProjectHeadless(const std::string& name, bool local,
         done(false, "Not logged in — cannot save to the cloud. Ask the user to log in.");
         return;
     }
-    const std::vector<unsigned char> thumbnail = captureSceneThumbnail(kThumbnailWidth, kThumbnailHeight);
+    const std::vector<unsigned char> thumbnail = captureProjectThumbnail();
     if (thumbnail.empty())
         LmdLog::message("WARNING: Thumbnail capture failed, creating without thumbnail");
     ResourceLoader::getInstance().createResource(

@@ -214,5 +214,134 @@ TEST_F(EditorCloudTest, ABusyDatabaseLeavesTheWorkUnsavedUntilTheNextSave) {
     EXPECT_NE(onServer(id).find("x=\"11\""), std::string::npos);
 }
 
+// --- The person's paths -------------------------------------------------------------------------
+
+class PersonCloudTest : public EditorCloudTest {
+protected:
+    bool toastShown(const std::string& text) {
+        for (const std::string& t : toasts())
+            if (t == text)
+                return true;
+        return false;
+    }
+    // A login prompt that logs the person in for real, counting how often it was shown.
+    void promptLogsIn(int& prompts) {
+        AuthenticationFlowManager::getInstance().setLoginPrompt([&prompts](std::function<void()> onLoggedIn) {
+            ++prompts;
+            auth().login("ann", "correct horse", [onLoggedIn](bool ok, const std::string&) {
+                if (ok)
+                    onLoggedIn();
+            });
+        });
+    }
+    std::string cloudProject() {
+        logInAs("ann");
+        editor->loadScript(kGame, false);
+        EXPECT_TRUE(createInCloud("Kart").ok);
+        return editor->cloudResourceId;
+    }
+};
+
+TEST_F(PersonCloudTest, ASaveWithALapsedSessionLogsInOnceAndSavesOnce) {
+    const std::string id = cloudProject();
+    files().setAttribute(named("Crate"), "x", "21");
+    expireAllSessions();
+    int prompts = 0, afterSave = 0;
+    promptLogsIn(prompts);
+    editor->afterSaveCallback = [&] { ++afterSave; };
+    editor->performSave(id, storedText(), "project", "", false);
+    ASSERT_TRUE(pumpUntil([&] { return toastShown("Project saved!") && idle(); }));
+    EXPECT_EQ(prompts, 1);
+    EXPECT_EQ(afterSave, 1);
+    EXPECT_FALSE(editor->isProjectDirty());
+    EXPECT_EQ(errorText(), "");
+    const Cloud::test::Reply onServer = api().get("/api/resources/" + id, auth().getSessionToken());
+    EXPECT_EQ(onServer.json["revision"], 2);   // one save, not two
+    EXPECT_NE(onServer.json.value("xml", "").find("x=\"21\""), std::string::npos);
+}
+
+TEST_F(PersonCloudTest, ASaveRefusedAgainAfterTheLoginIsReportedAndDropsTheWaitingAction) {
+    const std::string id = cloudProject();
+    files().setAttribute(named("Crate"), "x", "22");
+    expireAllSessions();
+    int prompts = 0, afterSave = 0;
+    AuthenticationFlowManager::getInstance().setLoginPrompt([&](std::function<void()> onLoggedIn) {
+        ++prompts;
+        ASSERT_TRUE(auth().storeSession(std::string(64, 'd'), "ann"));
+        onLoggedIn();
+    });
+    editor->afterSaveCallback = [&] { ++afterSave; };
+    editor->performSave(id, storedText(), "project", "", false);
+    ASSERT_TRUE(pumpUntil([&] { return !errorText().empty() && idle(); }));
+    EXPECT_EQ(errorText(), std::string("Save failed: ") + CloudReply::kSessionEndedText);
+    EXPECT_EQ(prompts, 1);
+    EXPECT_EQ(afterSave, 0);
+    EXPECT_FALSE(editor->afterSaveCallback);
+    EXPECT_TRUE(editor->isProjectDirty());
+}
+
+TEST_F(PersonCloudTest, ARenameSaysRenamedAndAFailedOneKeepsTheName) {
+    const std::string id = cloudProject();
+    editor->performSave(id, storedText(), "plugin", "Kart Deluxe", false);
+    ASSERT_TRUE(pumpUntil([&] { return toastShown("Renamed!") && idle(); }));
+    EXPECT_FALSE(toastShown("Plugin saved!"));
+    EXPECT_EQ(title(), "Kart Deluxe [Cloud]");
+    EXPECT_EQ(api().get("/api/resources/" + id, auth().getSessionToken()).json["metadata"]["resource_name"],
+              "Kart Deluxe");
+
+    const std::string othersId = api().createProject(registerUser("bob"), "Bob's", kGame);
+    editor->performSave(othersId, storedText(), "project", "Stolen", false);
+    ASSERT_TRUE(pumpUntil([&] { return !errorText().empty() && idle(); }));
+    EXPECT_EQ(errorText(), "Rename failed: No such project, or it is not yours.");
+    EXPECT_EQ(editor->projectName, "Kart Deluxe");
+}
+
+TEST_F(PersonCloudTest, ACreateRefusedByABusyDatabaseKeepsTheDialogOpen) {
+    logInAs("ann");
+    editor->loadScript(kGame, false);
+    std::string status;
+    int cleared = 0, hidden = 0;
+    editor->setSaveDialogHooks({[&](const std::string& text) { status = text; }, [&] { ++cleared; }, [&] { ++hidden; }});
+    {
+        WriteLock lock(databaseFile());
+        ASSERT_TRUE(lock.locked());
+        editor->performCreate("Kart", storedText(), "project", false);
+        EXPECT_EQ(status, "Saving...");
+        ASSERT_TRUE(pumpUntil([&] { return cleared > 0 && idle(); }));
+    }
+    EXPECT_EQ(status, "Save failed: The server's database is busy. Nothing was changed; try again in a moment.");
+    EXPECT_EQ(hidden, 0);
+    EXPECT_EQ(editor->cloudResourceId, "");
+    EXPECT_TRUE(editor->isProjectDirty());
+
+    editor->performCreate("Kart", storedText(), "plugin", false);
+    ASSERT_TRUE(pumpUntil([&] { return hidden > 0 && idle(); }));
+    EXPECT_TRUE(toastShown("Plugin saved!"));
+    EXPECT_EQ(editor->projectResourceType, "plugin");
+    EXPECT_EQ(title(), "Kart [Cloud]");
+}
+
+TEST_F(PersonCloudTest, PublishingPutsTheGameOnTheSiteAndUnpublishingTakesItDown) {
+    const std::string id = cloudProject();
+    std::string status;
+    int hidden = 0;
+    editor->setPublishDialogHooks({[&](const std::string& text) { status = text; }, [&] { ++hidden; }});
+    editor->performPublish("A kart game", "racing", true, true, false);
+    ASSERT_TRUE(pumpUntil([&] { return hidden > 0 && idle(); }));
+    EXPECT_TRUE(toastShown("Game published!"));
+    EXPECT_EQ(api().get("/games/" + id).status, 200);
+    EXPECT_EQ(api().get("/api/resources/" + id).json["metadata"]["description"], "A kart game");
+
+    editor->performUnpublish(false);
+    ASSERT_TRUE(pumpUntil([&] { return toastShown("Project unpublished.") && idle(); }));
+    EXPECT_EQ(api().get("/games/" + id).status, 404);
+
+    // A project that is not the user's cannot be published.
+    editor->cloudResourceId = api().createProject(registerUser("bob"), "Bob's", kGame);
+    editor->performPublish("", "", true, true, false);
+    ASSERT_TRUE(pumpUntil([&] { return !status.empty() && idle(); }));
+    EXPECT_EQ(status, "Publish failed: No such project, or it is not yours.");
+}
+
 } // namespace
 } // namespace Lumenda3D::test
