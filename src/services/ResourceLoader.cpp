@@ -16,19 +16,20 @@ const char* const kNoServerText =
     "No Lumenda3D server is configured, so cloud projects are out of reach (set LUMENDA3D_SERVER).";
 const char* const kNoClientText = "The editor cannot reach the network right now (no HTTP client).";
 
-// The body of a request as JSON text; false when a text in it is not valid UTF-8 (the server
-// refuses such text, and silently replacing bytes would change the user's document).
-bool jsonText(const json& body, std::string& text) {
+// The body of a request as JSON text. A text in it that is not valid UTF-8 is refused through the
+// callback (the server refuses such text, and replacing bytes would change the user's document).
+bool jsonText(const json& body, std::string& text, const ResourceLoader::Callback& callback) {
     try {
         text = body.dump();
         return true;
     } catch (const json::exception&) {
+        if (callback)
+            callback(false, "",
+                     "The project contains text that is not valid UTF-8, so it cannot be sent to the server. Nothing "
+                     "was sent.");
         return false;
     }
 }
-
-const char* const kNotUtf8Text =
-    "The project contains text that is not valid UTF-8, so it cannot be sent to the server. Nothing was sent.";
 
 std::string base64Of(const std::vector<unsigned char>& bytes) { return lmdBase64Encode(bytes.data(), bytes.size()); }
 
@@ -72,6 +73,18 @@ bool ResourceLoader::refuseBadId(const std::string& resourceId, const Callback& 
     return true;
 }
 
+std::function<void(const HttpResponse&)> ResourceLoader::answerHandler(const std::string& token,
+                                                     std::function<void(const CloudReply&)> handle) const {
+    // Read on arrival, unless abandoned; a refused session is the one this request carried.
+    return generation_.guard([token, server = ApiConfig::getServerUrl(), handle = std::move(handle)](
+                                 const HttpResponse& response) {
+        const CloudReply reply = CloudReply::read(response, server);
+        if (reply.sessionEnded())
+            AuthenticationManager::getInstance().sessionEnded(token);
+        handle(reply);
+    });
+}
+
 void ResourceLoader::send(const std::string& method, const std::string& path, const std::string& body,
                           std::function<void(const CloudReply&)> handle) {
     const std::string api = ApiConfig::getApiBaseUrl();
@@ -91,14 +104,7 @@ void ResourceLoader::send(const std::string& method, const std::string& path, co
         request.body = body;
         request.contentType = "application/json";
     }
-    const std::string server = ApiConfig::getServerUrl();
-    client->send(std::move(request),
-                 generation_.guard([token, server, handle = std::move(handle)](const HttpResponse& response) {
-                     const CloudReply reply = CloudReply::read(response, server);
-                     if (reply.sessionEnded())
-                         AuthenticationManager::getInstance().sessionEnded(token);
-                     handle(reply);
-                 }));
+    client->send(std::move(request), answerHandler(token, std::move(handle)));
 }
 
 void ResourceLoader::sendForm(const std::vector<std::pair<std::string, std::string>>& fields,
@@ -114,14 +120,7 @@ void ResourceLoader::sendForm(const std::vector<std::pair<std::string, std::stri
     std::vector<std::pair<std::string, std::string>> form = fields;
     if (!token.empty())
         form.push_back({"token", token});
-    const std::string server = ApiConfig::getServerUrl();
-    client->postForm(url, form,
-                     generation_.guard([token, server, handle = std::move(handle)](const HttpResponse& response) {
-                         const CloudReply reply = CloudReply::read(response, server);
-                         if (reply.sessionEnded())
-                             AuthenticationManager::getInstance().sessionEnded(token);
-                         handle(reply);
-                     }));
+    client->postForm(url, form, answerHandler(token, std::move(handle)));
 }
 
 void ResourceLoader::loadResource(const std::string& resourceId, LoadCallback callback) {
@@ -157,11 +156,8 @@ void ResourceLoader::saveResource(const std::string& resourceId, const std::stri
     if (!newName.empty())
         body["name"] = newName;
     std::string text;
-    if (!jsonText(body, text)) {
-        if (callback)
-            callback(false, "", kNotUtf8Text);
+    if (!jsonText(body, text, callback))
         return;
-    }
     send("PUT", "/resources/" + resourceId, text, [callback](const CloudReply& reply) {
         if (callback)
             callback(reply.ok, reply.ok ? reply.body.dump() : std::string(), reply.error);
@@ -174,11 +170,8 @@ void ResourceLoader::createResource(const std::string& name, const std::string& 
     if (!thumbnail.empty())
         body["thumbnail"] = base64Of(thumbnail);
     std::string text;
-    if (!jsonText(body, text)) {
-        if (callback)
-            callback(false, "", kNotUtf8Text);
+    if (!jsonText(body, text, callback))
         return;
-    }
     send("POST", "/resources", text, [callback](const CloudReply& reply) {
         if (!callback)
             return;
@@ -203,11 +196,8 @@ void ResourceLoader::publishResource(const std::string& resourceId, const std::s
     if (!thumbnail.empty())
         body["thumbnail"] = base64Of(thumbnail);
     std::string text;
-    if (!jsonText(body, text)) {
-        if (callback)
-            callback(false, "", kNotUtf8Text);
+    if (!jsonText(body, text, callback))
         return;
-    }
     send("POST", "/resources/" + resourceId + "/publish", text, [callback](const CloudReply& reply) {
              if (callback)
                  callback(reply.ok, reply.ok ? reply.body.dump() : std::string(), reply.error);

@@ -68,6 +68,8 @@ private:
               std::function<void(const CloudReply&)> handle);
     void sendForm(const std::vector<std::pair<std::string, std::string>>& fields,
                   std::function<void(const CloudReply&)> handle);
+    std::function<void(const HttpResponse&)> answerHandler(const std::string& token,
+                                                           std::function<void(const CloudReply&)> handle) const;
     bool refuseBadId(const std::string& resourceId, const Callback& callback);
 
     LmdRequestGeneration generation_;

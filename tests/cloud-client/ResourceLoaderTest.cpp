@@ -184,7 +184,7 @@ TEST_F(ResourceLoaderTest, ADeadServerAndAMissingServerAreToldPlainly) {
     EXPECT_NE(none.error.find("No Lumenda3D server is configured"), std::string::npos);
 }
 
-TEST_F(ResourceLoaderTest, IdsThatAreNotNumbersAreRefusedBeforeSending) {
+TEST_F(ResourceLoaderTest, BadIdsAndTextThatIsNotUtf8AreRefusedBeforeSending) {
     logInAs("ann");
     for (const std::string id : {"", "../auth/me", "12/publish", "1 2", "12345678901234567890", "-3"}) {
         Outcome out;
@@ -193,6 +193,11 @@ TEST_F(ResourceLoaderTest, IdsThatAreNotNumbersAreRefusedBeforeSending) {
         EXPECT_FALSE(out.ok);
         EXPECT_NE(out.error.find("is not a cloud project id"), std::string::npos) << out.error;
     }
+    Outcome bytes;
+    loader().createResource("Broken", "<KiteBench3D name=\"\xff\xfe\"/>", callback(bytes), {}, "project");
+    EXPECT_TRUE(bytes.called);
+    EXPECT_EQ(bytes.error,
+              "The project contains text that is not valid UTF-8, so it cannot be sent to the server. Nothing was sent.");
     EXPECT_TRUE(idle());
 }
 
