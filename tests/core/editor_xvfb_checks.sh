@@ -190,7 +190,7 @@ hand-over)
   mcp_port=$(( 50000 + RANDOM % 10000 ))
   printf '%s\n' "until loaded" "say ready" \
     "until error Could not open project 7" \
-    "expect error Could not open project 7: the cloud service is not available" \
+    "expect error Could not open project 7: No Lumenda3D server is configured, so cloud projects are out of reach (set LUMENDA3D_SERVER)." \
     "until log MCP server listening on http://127.0.0.1:$mcp_port/mcp" \
     "frames 3" "screenshot $artifacts/editor-hand-over.png" "quit" > "$work/first.script"
   LUMENDA3D_TEST_SCRIPT="$work/first.script" timeout 180 "$editor" > "$work/first.out" 2> "$work/first.err" &
