@@ -15,7 +15,6 @@ using json = nlohmann::json;
 
 const char* const kNoServerText =
     "No Lumenda3D server is configured, so there is nothing to log in to (set LUMENDA3D_SERVER).";
-const char* const kNoClientText = "The editor cannot reach the network right now (no HTTP client).";
 
 std::string stringField(const json& object, const char* key) {
     const auto found = object.find(key);
@@ -138,7 +137,7 @@ void AuthenticationManager::startSession(const std::string& path, const std::str
     if (api.empty())
         return refuse(kNoServerText);
     if (!client_)
-        return refuse(kNoClientText);
+        return refuse(CloudReply::kNoClientText);
     if (username.empty() || password.empty())
         return refuse("Enter your user name and password.");
     // A newer login or a logout makes this one's answer stale.
@@ -212,7 +211,7 @@ void AuthenticationManager::verifySession(Done done) {
     if (api.empty())
         return refuse(kNoServerText);
     if (!client_)
-        return refuse(kNoClientText);
+        return refuse(CloudReply::kNoClientText);
     HttpRequest request;
     request.url = api + "/auth/me";
     request.headers.push_back({"Authorization", "Bearer " + token});

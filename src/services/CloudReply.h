@@ -17,6 +17,9 @@ struct CloudReply {
     // recognises exactly this text, so it must not change casually.
     static constexpr const char* kSessionEndedText = "You are not logged in, or your session has ended. Please log in.";
 
+    // Why a call could not even start.
+    static constexpr const char* kNoClientText = "The editor cannot reach the network right now (no HTTP client).";
+
     bool ok = false;            // a 2xx answer whose body is a JSON object
     int status = 0;             // the HTTP status; 0 when no answer came
     std::string code;           // the server's stable word ("unauthorized", "not_found", ...); "" on success

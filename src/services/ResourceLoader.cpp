@@ -14,7 +14,6 @@ using json = nlohmann::json;
 
 const char* const kNoServerText =
     "No Lumenda3D server is configured, so cloud projects are out of reach (set LUMENDA3D_SERVER).";
-const char* const kNoClientText = "The editor cannot reach the network right now (no HTTP client).";
 
 // The body of a request as JSON text. A text in it that is not valid UTF-8 is refused through the
 // callback (the server refuses such text, and replacing bytes would change the user's document).
@@ -93,7 +92,7 @@ void ResourceLoader::send(const std::string& method, const std::string& path, co
     AuthenticationManager& auth = AuthenticationManager::getInstance();
     std::shared_ptr<MyHttpClient> client = auth.getHttpClient();
     if (!client)
-        return handle(CloudReply::failure(kNoClientText));
+        return handle(CloudReply::failure(CloudReply::kNoClientText));
     HttpRequest request;
     request.method = method;
     request.url = api + path;
@@ -115,7 +114,7 @@ void ResourceLoader::sendForm(const std::vector<std::pair<std::string, std::stri
     AuthenticationManager& auth = AuthenticationManager::getInstance();
     std::shared_ptr<MyHttpClient> client = auth.getHttpClient();
     if (!client)
-        return handle(CloudReply::failure(kNoClientText));
+        return handle(CloudReply::failure(CloudReply::kNoClientText));
     const std::string token = auth.getSessionToken();
     std::vector<std::pair<std::string, std::string>> form = fields;
     if (!token.empty())

@@ -16,18 +16,7 @@ using json = nlohmann::json;
 
 class EditorCloudTest : public CloudTestServer, public EditorTest {
 protected:
-    struct Answer {
-        bool called = false;
-        bool ok = false;
-        std::string message;
-    };
-    Lumenda3DEditor::HeadlessDone recorder(Answer& answer) {
-        return [&answer](bool ok, const std::string& message) {
-            answer.called = true;
-            answer.ok = ok;
-            answer.message = message;
-        };
-    }
+    using Answer = HeadlessAnswer;
     Answer finish(Answer& answer) {
         EXPECT_TRUE(pumpUntil([&] { return answer.called; })) << "no answer came";
         return answer;

@@ -41,6 +41,21 @@ public:
     }
 };
 
+// What a headless operation answered, filled by recorder().
+struct HeadlessAnswer {
+    bool called = false;
+    bool ok = false;
+    std::string message;
+};
+
+inline Lumenda3DEditor::HeadlessDone recorder(HeadlessAnswer& answer) {
+    return [&answer](bool ok, const std::string& message) {
+        answer.called = true;
+        answer.ok = ok;
+        answer.message = message;
+    };
+}
+
 // Log lines written while it lives.
 class LogCapture {
 public:

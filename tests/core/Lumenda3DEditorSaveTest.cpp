@@ -17,6 +17,7 @@ namespace fs = std::filesystem;
 
 using namespace Lumenda3D;
 using Lumenda3D::test::EditorTest;
+using Lumenda3D::test::recorder;
 
 namespace {
 
@@ -26,18 +27,7 @@ constexpr const char* kLocalAssetsRefusal =
 
 class EditorSaveTest : public EditorTest {
 protected:
-    struct Answer {
-        bool called = false;
-        bool ok = false;
-        std::string message;
-    };
-    Lumenda3DEditor::HeadlessDone recorder(Answer& answer) {
-        return [&answer](bool ok, const std::string& message) {
-            answer.called = true;
-            answer.ok = ok;
-            answer.message = message;
-        };
-    }
+    using Answer = test::HeadlessAnswer;
     Answer save() {
         Answer answer;
         editor->saveProjectHeadless(recorder(answer));
