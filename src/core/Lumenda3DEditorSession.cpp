@@ -115,8 +115,10 @@ void Lumenda3DEditor::loadInitialProject() {
                 tabs->setTabOnChangeCallback([this](const std::string& tab) { return onTabChange(tab); });
         offerCrashRecoveryIfNeeded(!content);
         if (pendingResourceId.empty()) {
-            // Quietly takes up a session stored at an earlier start; nobody is asked.
-            AuthenticationFlowManager::getInstance().checkLogin({}, false);
+            // Quietly takes up a session stored at an earlier start, and asks the server in the
+            // background whether it still holds (one it ended is forgotten); nobody is asked.
+            AuthenticationFlowManager::getInstance().checkLogin(
+                [] { AuthenticationManager::getInstance().verifySession(nullptr); }, false);
         } else {
             const std::string resourceId = pendingResourceId;
             pendingResourceId.clear();
