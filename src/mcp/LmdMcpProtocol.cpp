@@ -11,6 +11,14 @@ bool hasMember(const json& object, const char* key) {
     auto it = object.find(key);
     return it != object.end() && !it->is_null();
 }
+
+// A member's text; "" when the member is absent, null or not a string (or `object` isn't one).
+std::string stringMember(const json& object, const char* key) {
+    if (!object.is_object())
+        return "";
+    auto it = object.find(key);
+    return it != object.end() && it->is_string() ? it->get<std::string>() : std::string();
+}
 } // namespace
 
 const std::vector<std::string>& LmdMcpProtocol::supportedProtocolVersions() {
@@ -42,21 +50,41 @@ LmdMcpProtocol::HttpResult LmdMcpProtocol::handleMessage(const std::string& body
         return out;
     }
 
-    const std::string method = hasMember(message, "method") ? message.value("method", std::string()) : std::string();
+    // An id is a string or a number; anything else can't be echoed as one.
     const bool hasId = hasMember(message, "id");
+    if (hasId && !message.at("id").is_string() && !message.at("id").is_number()) {
+        out.body = serialize(rpcError(nullptr, -32600, "Invalid request: 'id' must be a string or a number"));
+        return out;
+    }
+    const json id = hasId ? message.at("id") : json(nullptr);
+    if (hasMember(message, "method") && !message.at("method").is_string()) {
+        out.body = serialize(rpcError(id, -32600, "Invalid request: 'method' must be a string"));
+        return out;
+    }
+    const std::string method = stringMember(message, "method");
     if (method.empty()) {
-        out.body = serialize(rpcError(hasId ? message.at("id") : json(nullptr), -32600, "Invalid request: missing method"));
+        out.body = serialize(rpcError(id, -32600, "Invalid request: missing method"));
+        return out;
+    }
+
+    if (!hasId) {
+        // A notification, whatever its method (initialized, cancelled, unknown ones): accepted
+        // and ignored. A cancellation therefore never stops a running tool.
+        out.status = 202;
+        return out;
+    }
+    if (hasMember(message, "params") && !message.at("params").is_object()) {
+        out.body = serialize(rpcError(id, -32602, "Invalid params: 'params' must be an object"));
         return out;
     }
     const json params = hasMember(message, "params") ? message.at("params") : json::object();
-
-    if (hasId) {
-        out.body = serialize(handleRequest(method, params, message.at("id")));
-        return out;
+    try {
+        out.body = serialize(handleRequest(method, params, id));
+    } catch (const std::exception&) {
+        // Nothing of a library's internals goes back to the client: a tool or a resource reader
+        // that throws is a fault of this program, not of the request.
+        out.body = serialize(rpcError(id, -32603, "Internal error: the editor could not handle " + method));
     }
-    // A notification, whatever its method (initialized, cancelled, unknown ones): accepted
-    // and ignored. A cancellation therefore never stops a running tool.
-    out.status = 202;
     return out;
 }
 
@@ -68,7 +96,11 @@ json LmdMcpProtocol::handleRequest(const std::string& method, const json& params
     if (method == "tools/list")
         return rpcResult(id, toolsListResult());
     if (method == "tools/call") {
-        const std::string name = params.value("name", std::string());
+        if (hasMember(params, "name") && !params.at("name").is_string())
+            return rpcError(id, -32602, "Invalid params: the tool 'name' must be a string");
+        if (hasMember(params, "arguments") && !params.at("arguments").is_object())
+            return rpcError(id, -32602, "Invalid params: 'arguments' must be an object");
+        const std::string name = stringMember(params, "name");
         if (!findTool(name))
             return rpcError(id, -32602, "Unknown tool: " + name);
         const json arguments = hasMember(params, "arguments") ? params.at("arguments") : json::object();
@@ -78,9 +110,11 @@ json LmdMcpProtocol::handleRequest(const std::string& method, const json& params
     if (method == "resources/list")
         return rpcResult(id, resourcesListResult());
     if (method == "resources/read") {
+        if (hasMember(params, "uri") && !params.at("uri").is_string())
+            return rpcError(id, -32602, "Invalid params: 'uri' must be a string");
         json result = resourceReadResult(params);
         if (result.is_null())
-            return rpcError(id, -32002, "Resource not found: " + params.value("uri", std::string()));
+            return rpcError(id, -32002, "Resource not found: " + stringMember(params, "uri"));
         return rpcResult(id, result);
     }
     if (method == "prompts/list")
@@ -89,7 +123,8 @@ json LmdMcpProtocol::handleRequest(const std::string& method, const json& params
 }
 
 json LmdMcpProtocol::initializeResult(const json& params) const {
-    const std::string requested = params.value("protocolVersion", std::string());
+    // A version that isn't a string is as unknown as one that isn't supported.
+    const std::string requested = stringMember(params, "protocolVersion");
     const auto& versions = supportedProtocolVersions();
     std::string chosen = versions.front();
     for (const std::string& v : versions) {
@@ -120,7 +155,7 @@ json LmdMcpProtocol::resourcesListResult() const {
 }
 
 json LmdMcpProtocol::resourceReadResult(const json& params) const {
-    const std::string uri = params.value("uri", std::string());
+    const std::string uri = stringMember(params, "uri");
     const ResourceDefinition* definition = findResource(uri);
     if (!definition || !resourceReader_)
         return nullptr;

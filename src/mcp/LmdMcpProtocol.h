@@ -47,8 +47,10 @@ public:
                    std::vector<ResourceDefinition> resources, ToolHandler toolHandler,
                    ResourceReader resourceReader);
 
-    // The entry: a whole HTTP request body to a status and response body. A mistyped member
-    // (a numeric "method", say) raises the JSON library's type_error to the caller.
+    // The entry: a whole HTTP request body to a status and response body. Never throws, and no
+    // answer carries a library's exception text: a mistyped member is a JSON-RPC error (-32600
+    // for an "id" or "method" of the wrong type, -32602 for "params", a tool "name" or its
+    // "arguments" of the wrong type), and a handler that throws gives -32603.
     HttpResult handleMessage(const std::string& body) const;
 
     // Answers one request (a message with a non-null id) with a full JSON-RPC response object.

@@ -100,8 +100,9 @@ void serve(const LmdLocalHttpServer::Handler& handler, const httplib::Request& i
     try {
         response = handler(toRequest(in));
     } catch (const std::exception& e) {
+        // The text is ours to read in the log, not the client's: it may name library internals.
         LmdLog::guardFailure("HTTP request handler", e.what());
-        response = {500, "text/plain; charset=utf-8", std::string("internal server error: ") + e.what()};
+        response = {500, "text/plain; charset=utf-8", "internal server error"};
     } catch (...) {
         LmdLog::guardFailure("HTTP request handler", nullptr);
         response = {500, "text/plain; charset=utf-8", "internal server error"};

@@ -186,6 +186,35 @@ test('the endpoint answers only POST on /mcp', async () => {
   assert.deepEqual(await foreign.json(), { error: 'forbidden origin' });
 });
 
+test('members of the wrong type get JSON-RPC errors, never the JSON library\'s text', async () => {
+  const post = async (message) => {
+    const reply = await fetch(endpoint, {
+      method: 'POST', headers: { 'Content-Type': 'application/json' }, body: JSON.stringify(message),
+    });
+    assert.equal(reply.status, 200);
+    const text = await reply.text();
+    assert.doesNotMatch(text, /json\.exception|type_error/);
+    return JSON.parse(text);
+  };
+  const cases = [
+    [{ jsonrpc: '2.0', id: 1, method: 42 }, -32600],
+    [{ jsonrpc: '2.0', id: 2, method: 'tools/call', params: { name: 5 } }, -32602],
+    [{ jsonrpc: '2.0', id: 3, method: 'tools/call', params: { name: 'get_status', arguments: 'now' } }, -32602],
+    [{ jsonrpc: '2.0', id: 4, method: 'tools/list', params: [1] }, -32602],
+  ];
+  for (const [message, code] of cases) {
+    const reply = await post(message);
+    assert.equal(reply.id, message.id);
+    assert.equal(reply.error?.code, code, JSON.stringify(reply));
+  }
+  // An edit operation whose op isn't a string fails as an operation, in the tool's own words.
+  const edit = await post({
+    jsonrpc: '2.0', id: 5, method: 'tools/call', params: { name: 'apply_edits', arguments: { ops: [{ op: 7 }] } },
+  });
+  assert.equal(edit.result?.isError, true);
+  assert.match(edit.result.content[0].text, /^No changes could be applied: op 1: needs a string 'op'/);
+});
+
 test('initialize over streamable HTTP', async () => {
   await client.connect(new StreamableHTTPClientTransport(new URL(endpoint)));
   const info = client.getServerVersion();

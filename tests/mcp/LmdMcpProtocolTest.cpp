@@ -56,7 +56,45 @@ TEST_F(LmdMcpProtocolTest, RequestErrorsHaveExactCodesTextsAndIds) {
         EXPECT_EQ(response.body, expected) << request;
     }
     EXPECT_TRUE(calls.empty());
-    EXPECT_THROW(protocol.handleMessage(R"({"id":1,"method":42})"), json::type_error);
+}
+
+// Members of the wrong type are the request's fault: a protocol error with the documented code,
+// never the JSON library's exception (which used to reach the client as an HTTP 500).
+TEST_F(LmdMcpProtocolTest, MistypedMembersAreProtocolErrors) {
+    const std::pair<std::string, std::string> cases[] = {
+        {R"({"id":1,"method":42})", error("1", -32600, "Invalid request: 'method' must be a string")},
+        {R"({"method":["ping"]})", error("null", -32600, "Invalid request: 'method' must be a string")},
+        {R"({"id":{"a":1},"method":"ping"})", error("null", -32600, "Invalid request: 'id' must be a string or a number")},
+        {R"({"id":true,"method":"ping"})", error("null", -32600, "Invalid request: 'id' must be a string or a number")},
+        {R"({"id":2,"method":"tools/list","params":[1]})", error("2", -32602, "Invalid params: 'params' must be an object")},
+        {R"({"id":3,"method":"tools/call","params":{"name":7}})",
+         error("3", -32602, "Invalid params: the tool 'name' must be a string")},
+        {R"({"id":4,"method":"tools/call","params":{"name":"run_game","arguments":"fast"}})",
+         error("4", -32602, "Invalid params: 'arguments' must be an object")},
+        {R"({"id":5,"method":"tools/call","params":{"name":"run_game","arguments":[]}})",
+         error("5", -32602, "Invalid params: 'arguments' must be an object")},
+        {R"({"id":6,"method":"resources/read","params":{"uri":{}}})", error("6", -32602, "Invalid params: 'uri' must be a string")},
+    };
+    for (const auto& [request, expected] : cases) {
+        auto response = protocol.handleMessage(request);
+        EXPECT_EQ(response.status, 200) << request;
+        EXPECT_EQ(response.body, expected) << request;
+    }
+    EXPECT_TRUE(calls.empty());
+    // An unknown version of the wrong type is just an unknown version.
+    EXPECT_EQ(result(R"({"id":1,"method":"initialize","params":{"protocolVersion":2025}})")["protocolVersion"], "2025-06-18");
+}
+
+TEST_F(LmdMcpProtocolTest, AHandlerThatThrowsIsAnInternalErrorWithoutItsText) {
+    LmdMcpProtocol throwing;
+    throwing.configure(
+        "2.1.3", "", {{"run_game", "", json::object()}}, {{"lumenda3d://docs/rules", "Rules", "", "text/markdown"}},
+        [](const std::string&, const json&) -> json { throw std::runtime_error("basic_string::_M_create"); },
+        [](const std::string&) -> std::string { return json(1).at("x").get<std::string>(); });
+    EXPECT_EQ(throwing.handleMessage(R"({"id":1,"method":"tools/call","params":{"name":"run_game"}})").body,
+              error("1", -32603, "Internal error: the editor could not handle tools/call"));
+    EXPECT_EQ(throwing.handleMessage(R"({"id":2,"method":"resources/read","params":{"uri":"lumenda3d://docs/rules"}})").body,
+              error("2", -32603, "Internal error: the editor could not handle resources/read"));
 }
 
 TEST_F(LmdMcpProtocolTest, NotificationsGet202AndDoNothingWhileId0IsARequest) {

@@ -76,7 +76,7 @@ TEST(LmdLocalHttpServer, PassesRequestFieldsAsSentAndAnswersWithTheHandlersRespo
     auto thrown = client.Get("/throw");
     ASSERT_TRUE(thrown);
     EXPECT_EQ(thrown->status, 500);
-    EXPECT_NE(thrown->body.find("bad member"), std::string::npos);
+    EXPECT_EQ(thrown->body, "internal server error"); // the exception's text goes to the log only
     LmdLog::setEchoToStderr(true);
 }
 
