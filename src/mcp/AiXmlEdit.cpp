@@ -5,7 +5,6 @@
 
 #include <pugixml.hpp>
 
-#include "engine/scene/ScriptParser.h"
 #include "engine/schema/CodeSchema.h"
 #include "engine/schema/SchemaValidator.h"
 #include "services/XmlMerge.h"
@@ -33,26 +32,21 @@ std::vector<std::string> AiXmlEdit::introducedViolations(const std::string& befo
     return found;
 }
 
-const CodeSchema* AiXmlEdit::engineSchema() {
-    const ScriptParser* parser = ScriptParser::getInstance();
-    return parser && parser->hasSchema() ? parser->getCodeSchema() : nullptr;
-}
-
-std::vector<std::string> AiXmlEdit::validateAgainstSchema(const std::string& xml) {
-    return validateAgainstSchema(xml, engineSchema());
-}
-
-std::vector<std::string> AiXmlEdit::introducedViolations(const std::string& before, const std::string& after) {
-    return introducedViolations(before, after, engineSchema());
+bool AiXmlEdit::isCreateDocument(const nlohmann::json& op) {
+    if (!op.is_object())
+        return false;
+    auto kind = op.find("op");
+    return kind != op.end() && kind->is_string() && kind->get_ref<const std::string&>() == "createDocument";
 }
 
 std::string AiXmlEdit::buildEditedXml(const nlohmann::json& ops, const std::string& currentXml, std::string& error) {
     error.clear();
     if (ops.is_array()) {
         for (const nlohmann::json& op : ops) {
-            if (!op.is_object() || op.value("op", std::string()) != "createDocument")
+            if (!isCreateDocument(op))
                 continue;
-            std::string xml = op.value("xml", std::string());
+            auto member = op.find("xml");
+            std::string xml = member != op.end() && member->is_string() ? member->get<std::string>() : std::string();
             if (xml.empty())
                 error = "createDocument had no xml.";
             return xml;

@@ -37,9 +37,12 @@ public:
     // result. Otherwise the operations go through XmlMerge::applyAiOps (marking what they touch)
     // and the document is written back without indentation. Returns "" when nothing could be
     // applied, with the reason in `error`; a partial success returns the document with the failed
-    // operations' sentences in `error`. An `op` member that isn't a string throws the JSON
-    // library's type_error (the caller's edge reports it).
+    // operations' sentences in `error`. Members of the wrong type (an `op` that isn't a string,
+    // say) fail their operation with a sentence; nothing here throws for any JSON.
     static std::string buildEditedXml(const nlohmann::json& ops, const std::string& currentXml, std::string& error);
+
+    // Whether one operation is a {"op":"createDocument", ...}.
+    static bool isCreateDocument(const nlohmann::json& op);
 };
 
 } // namespace Lumenda3D

@@ -46,10 +46,8 @@ json LmdMcpTools::applyEdits(const json& arguments) {
 
     // A whole new document has to be clean; an edit is only held to what it adds.
     bool replacesDocument = false;
-    for (const json& op : *ops) {
-        if (op.is_object() && op.value("op", std::string()) == "createDocument")
-            replacesDocument = true;
-    }
+    for (const json& op : *ops)
+        replacesDocument = replacesDocument || AiXmlEdit::isCreateDocument(op);
     return applyFullXml(replacesDocument ? std::string() : current, result, prefix);
 }
 

@@ -192,8 +192,18 @@ TEST_F(DocumentToolsTest, WellFormednessAndRefusalGates) {
     EXPECT_EQ(text(tools.call("set_game_xml", {{"xml", "<KiteBench3D/>"}})), "The edit was refused — nothing was applied.");
 }
 
-TEST_F(DocumentToolsTest, NonStringOpRaisesForTheDispatcherToReport) {
-    EXPECT_THROW(apply({{{"op", 5}, {"id", idOf("Ball")}}}), json::type_error);
+// Members of the wrong type fail their operation in the tool's own words; nothing throws (the
+// dispatcher used to pass the JSON library's exception text on to the agent).
+TEST_F(DocumentToolsTest, MistypedOperationsFailAsOperations) {
+    const std::string before = editor.getSourceXmlString(true, false);
+    EXPECT_EQ(text(apply({{{"op", 5}, {"id", idOf("Ball")}}})), "No changes could be applied: op 1: needs a string 'op'");
+    EXPECT_EQ(text(apply({{{"op", "createDocument"}, {"xml", 5}}})), "No changes could be applied: createDocument had no xml.");
+    EXPECT_EQ(editor.getSourceXmlString(true, false), before);
+
+    const json mixed = apply({{{"op", {{"kind", "delete"}}}}, {{"op", "delete"}, {"id", idOf("Ball")}}});
+    ASSERT_FALSE(isError(mixed)) << text(mixed);
+    EXPECT_EQ(text(mixed).rfind("Warning: some operations failed (op 1: needs a string 'op')", 0), 0u) << text(mixed);
+    EXPECT_FALSE(editor.document.root().child("Level").child("Sphere"));
 }
 
 TEST_F(DocumentToolsTest, AppliedEditsCarryMarksAndFreshIds) {
