@@ -30,6 +30,26 @@ const OptionSpec* findOption(const std::string& name) {
     return nullptr;
 }
 
+// An argument as quoted in an error: control characters written as escapes, so that each error
+// stays one line of plain text.
+std::string shown(const std::string& text) {
+    static const char hex[] = "0123456789ABCDEF";
+    std::string out;
+    for (unsigned char c : text) {
+        if (c == '\n')
+            out += "\\n";
+        else if (c == '\t')
+            out += "\\t";
+        else if (c == '\r')
+            out += "\\r";
+        else if (c < 0x20 || c == 0x7F)
+            out += std::string("\\x") + hex[c >> 4] + hex[c & 0x0F];
+        else
+            out += static_cast<char>(c);
+    }
+    return out;
+}
+
 std::string lower(const std::string& text) {
     return LmdValueParser::toLower(text);
 }
@@ -63,7 +83,7 @@ void LmdCommandLine::parse(const std::vector<std::string>& args) {
             continue;
         }
         if (arg[1] != '-') {
-            errors_.push_back("Unknown option '" + arg + "'. Options are written with two dashes, as in --mcp on.");
+            errors_.push_back("Unknown option '" + shown(arg) + "'. Options are written with two dashes, as in --mcp on.");
             continue;
         }
 
@@ -79,7 +99,7 @@ void LmdCommandLine::parse(const std::vector<std::string>& args) {
 
         const OptionSpec* spec = findOption(name);
         if (!spec) {
-            errors_.push_back("Unknown option '--" + name + "'. Run with --help to see the options.");
+            errors_.push_back("Unknown option '--" + shown(name) + "'. Run with --help to see the options.");
             continue;
         }
         if (!spec->takesValue) {
@@ -109,7 +129,7 @@ bool LmdCommandLine::acceptValue(const std::string& name, std::string& value) {
             value = v;
             return true;
         }
-        errors_.push_back("Option '--mcp' takes on or off, not '" + value + "'.");
+        errors_.push_back("Option '--mcp' takes on or off, not '" + shown(value) + "'.");
         return false;
     }
     if (name == "mcp-port") {
@@ -122,7 +142,7 @@ bool LmdCommandLine::acceptValue(const std::string& name, std::string& value) {
             value = std::to_string(port);   // "050000" becomes "50000"
             return true;
         }
-        errors_.push_back("Option '--mcp-port' takes a port number from 1024 to 65535, not '" + value + "'.");
+        errors_.push_back("Option '--mcp-port' takes a port number from 1024 to 65535, not '" + shown(value) + "'.");
         return false;
     }
     return true;

@@ -1,5 +1,6 @@
 #include "services/LmdCommandLine.h"
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -67,6 +68,17 @@ TEST(LmdCommandLine, BadSpellingsAndValuesAreReportedAndLeftOut) {
     EXPECT_EQ(mixed.errors().size(), 2u);
     EXPECT_EQ(mixed.get("mcp", ""), "on");
     EXPECT_EQ(mixed.get("mcp-port", ""), "");
+}
+
+// Found by fuzzing: an argument holding a line break made an error span two lines.
+TEST(LmdCommandLine, ErrorsQuoteControlCharactersAsEscapes) {
+    const LmdCommandLine line({std::string("--mcp-p?\x83\n", 10), "--mcp=o\tn", std::string("-x\0\x7f", 4)});
+    ASSERT_EQ(line.errors().size(), 3u);
+    EXPECT_EQ(line.errors()[0], "Unknown option '--mcp-p?\x83\\n'. Run with --help to see the options.");
+    EXPECT_EQ(line.errors()[1], "Option '--mcp' takes on or off, not 'o\\tn'.");
+    EXPECT_EQ(line.errors()[2], "Unknown option '-x\\x00\\x7F'. Options are written with two dashes, as in --mcp on.");
+    const std::string text = line.errorText();
+    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 2); // between the three, none inside one
 }
 
 TEST(LmdCommandLine, ToleratesOddArgv) {
