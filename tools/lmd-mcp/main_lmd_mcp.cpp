@@ -23,17 +23,16 @@
 #include <vector>
 
 #include <httplib.h>
-#include <nlohmann/json.hpp>
+
+#include "mcp/LmdMcpBridgeRelay.h"
 
 namespace {
-using json = nlohmann::json;
+using Lumenda3D::LmdMcpBridgeRelay;
 
 // Loopback either answers or refuses at once; this only bounds a machine under heavy load.
 constexpr int kConnectTimeoutSeconds = 2;
 // A tool call may wait up to 120 s for the user and 10 s for the editor's main thread.
 constexpr int kReadTimeoutSeconds = 300;
-constexpr int kNotReachableCode = -32000;
-constexpr int kBadAnswerCode = -32603;
 
 std::mutex outputMutex;
 
@@ -44,67 +43,33 @@ void writeLine(const std::string& line) {
     std::fflush(stdout);
 }
 
-void writeError(const json& id, int code, const std::string& message) {
-    json error = {{"jsonrpc", "2.0"}, {"id", id}, {"error", {{"code", code}, {"message", message}}}};
-    writeLine(error.dump());
-}
-
-std::string notReachableText(int port) {
-    return "The Lumenda3D editor is not reachable at http://127.0.0.1:" + std::to_string(port) +
-           "/mcp. Start the Lumenda3D editor and enable its MCP server (Settings > MCP Server, port " +
-           std::to_string(port) + "; or start it with --mcp on --mcp-port " + std::to_string(port) +
-           "), then retry.";
-}
-
-// Relays one message. A request is a message with a non-null id; a line that isn't JSON is
-// passed on too, so that the editor answers it with its own parse error.
-void relay(const std::string& line, int port) {
-    const json message = json::parse(line, nullptr, false);
-    bool isRequest = true;
-    json id = nullptr;
-    if (!message.is_discarded() && message.is_object()) {
-        auto it = message.find("id");
-        isRequest = it != message.end() && !it->is_null();
-        if (isRequest)
-            id = *it;
-    }
-
+LmdMcpBridgeRelay::Reply post(const std::string& body, int port) {
     httplib::Client client("127.0.0.1", port);
     client.set_connection_timeout(kConnectTimeoutSeconds, 0);
     client.set_read_timeout(kReadTimeoutSeconds, 0);
     client.set_write_timeout(kReadTimeoutSeconds, 0);
     client.set_keep_alive(false);
-    httplib::Result result = client.Post("/mcp", line, "application/json");
+    httplib::Result result = client.Post("/mcp", body, "application/json");
+    LmdMcpBridgeRelay::Reply reply;
     if (!result) {
-        std::fprintf(stderr, "lmd-mcp: %s (%s)\n", notReachableText(port).c_str(),
-                     httplib::to_string(result.error()).c_str());
-        if (isRequest)
-            writeError(id, kNotReachableCode, notReachableText(port));
-        return;
+        reply.failure = httplib::to_string(result.error());
+        return reply;
     }
-    if (result->status == 200 && !result->body.empty()) {
-        // The editor answers with compact JSON; re-serialise anything else so that one reply
-        // stays one line.
-        if (result->body.find('\n') == std::string::npos) {
-            writeLine(result->body);
-        } else {
-            const json reply = json::parse(result->body, nullptr, false);
-            if (!reply.is_discarded())
-                writeLine(reply.dump());
-            else if (isRequest)
-                writeError(id, kBadAnswerCode, "The editor's answer was not valid JSON.");
-        }
-        return;
-    }
-    if (result->status == 202 || (result->status == 200 && result->body.empty())) {
-        if (isRequest)
-            writeError(id, kBadAnswerCode, "The editor accepted the message but sent no reply.");
-        return;
-    }
-    std::fprintf(stderr, "lmd-mcp: HTTP %d: %s\n", result->status, result->body.c_str());
-    if (isRequest)
-        writeError(id, kBadAnswerCode,
-                   "The editor refused the message (HTTP " + std::to_string(result->status) + "): " + result->body);
+    reply.reached = true;
+    reply.status = result->status;
+    reply.body = result->body;
+    return reply;
+}
+
+// Relays one message and writes what comes of it (LmdMcpBridgeRelay decides what that is).
+void relay(const std::string& line, int port) {
+    std::string diagnostic;
+    const std::string out = LmdMcpBridgeRelay::relay(
+        line, port, [port](const std::string& body) { return post(body, port); }, &diagnostic);
+    if (!diagnostic.empty())
+        std::fprintf(stderr, "%s\n", diagnostic.c_str());
+    if (!out.empty())
+        writeLine(out);
 }
 
 bool parsePort(const char* text, int& port) {
@@ -152,9 +117,7 @@ int main(int argc, char** argv) {
     std::vector<Worker> workers;
     std::string line;
     while (std::getline(std::cin, line)) {
-        if (!line.empty() && line.back() == '\r')
-            line.pop_back();
-        if (line.find_first_not_of(" \t") == std::string::npos)
+        if (!LmdMcpBridgeRelay::normaliseLine(line))
             continue;
         // Join the relays that have ended, so a long session doesn't pile up finished threads.
         for (auto it = workers.begin(); it != workers.end();) {
