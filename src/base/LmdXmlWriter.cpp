@@ -92,9 +92,20 @@ void appendEscaped(Out& out, const char* s, const bool* table) {
 
 void appendIndent(Out& out, int depth) { out.append(static_cast<size_t>(depth) * 2, ' '); }
 
+// A text node without text (the parser leaves one for a reference to character 0) writes
+// nothing and reads back as nothing, so it counts as no child at all.
+bool isEmptyText(const pugi::xml_node& node) { return node.type() == pugi::node_pcdata && !*node.value(); }
+
 bool hasTextChild(const pugi::xml_node& node) {
     for (pugi::xml_node child = node.first_child(); child; child = child.next_sibling())
-        if (child.type() == pugi::node_pcdata || child.type() == pugi::node_cdata)
+        if ((child.type() == pugi::node_pcdata && !isEmptyText(child)) || child.type() == pugi::node_cdata)
+            return true;
+    return false;
+}
+
+bool hasWrittenChild(const pugi::xml_node& node) {
+    for (pugi::xml_node child = node.first_child(); child; child = child.next_sibling())
+        if (!isEmptyText(child))
             return true;
     return false;
 }
@@ -138,7 +149,7 @@ void writeNode(Out& out, const pugi::xml_node& node, const LmdXmlWriteOptions& o
             appendEscaped(out, a.value(), kEscapes.attr);
             out.push_back('"');
         }
-        if (!node.first_child()) {
+        if (!hasWrittenChild(node)) {
             out.append(" />");
             if (pretty)
                 out.push_back('\n');

@@ -120,6 +120,18 @@ TEST(LmdGameDocument, ValuesSurviveTheRoundTripByteForByte) {
     EXPECT_EQ(again.getSourceXmlString(false, true), doc.getSourceXmlString(false, true));
 }
 
+// Found by fuzzing: "&#0;" leaves an element a text node without text, which was written as
+// <e></e> and read back as <e />, so the saved form was not a fixed point.
+TEST(LmdGameDocument, AnEmptyTextNodeIsWrittenAsNoChild) {
+    LmdGameDocument doc;
+    ASSERT_TRUE(doc.setXmlSourceString("<KiteBench3D><e>&#0;</e><f>&#0;<g/></f></KiteBench3D>"));
+    const std::string stored = doc.getSourceXmlString(false, true);
+    EXPECT_EQ(stored, "<KiteBench3D>\n  <e />\n  <f>\n    <g />\n  </f>\n</KiteBench3D>\n");
+    LmdGameDocument again;
+    ASSERT_TRUE(again.setXmlSourceString(stored));
+    EXPECT_EQ(again.getSourceXmlString(false, true), stored);
+}
+
 TEST(LmdGameDocument, LocalAssetsAndTheAssetList) {
     LmdGameDocument doc;
     ASSERT_TRUE(doc.setXmlSourceString(kGame));
