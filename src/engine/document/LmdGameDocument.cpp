@@ -42,10 +42,21 @@ bool LmdGameDocument::parse(const std::string& xml, pugi::xml_document& out, std
             *error = std::string(result.description()) + " at offset " + std::to_string(result.offset);
         return false;
     }
-    if (!out.document_element()) {
+    const pugi::xml_node root = out.document_element();
+    if (!root) {
         if (error)
             *error = "the text holds no root element";
         return false;
+    }
+    // pugixml reads elements after the root too; XML allows one, and everything that reads a
+    // game (ids, validation, the engine) looks at the first only.
+    for (pugi::xml_node next = root.next_sibling(); next; next = next.next_sibling()) {
+        if (next.type() == pugi::node_element) {
+            if (error)
+                *error = "the text holds more than one root element (<" + std::string(next.name()) + "> after </" +
+                         root.name() + ">)";
+            return false;
+        }
     }
     return true;
 }

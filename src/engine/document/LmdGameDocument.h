@@ -70,7 +70,8 @@ public:
     using ReplacedCallback = std::function<void(std::unique_ptr<pugi::xml_document> previous)>;
     void setOnReplaced(ReplacedCallback callback) { onReplaced_ = std::move(callback); }
 
-    // Parses game text with the document's rules; false and `error` on bad text.
+    // Parses game text with the document's rules; false and `error` on bad text: text that is not
+    // well-formed, or that holds no root element or more than one.
     static bool parse(const std::string& xml, pugi::xml_document& out, std::string* error = nullptr);
     // Whether the text would load (parse() without keeping the result).
     static bool isValidText(const std::string& xml);

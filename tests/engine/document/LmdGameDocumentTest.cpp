@@ -1,4 +1,5 @@
 #include "engine/document/LmdGameDocument.h"
+#include "engine/editing/LmdSourceFiles.h"
 
 #include <gtest/gtest.h>
 
@@ -130,6 +131,19 @@ TEST(LmdGameDocument, AnEmptyTextNodeIsWrittenAsNoChild) {
     LmdGameDocument again;
     ASSERT_TRUE(again.setXmlSourceString(stored));
     EXPECT_EQ(again.getSourceXmlString(false, true), stored);
+}
+
+// Found by fuzzing: pugixml reads "<D/><D/>" as two top-level elements; only the first got ids,
+// was validated and reached the engine, while the saved form kept both.
+TEST(LmdGameDocument, TextWithMoreThanOneRootElementIsRefused) {
+    LmdGameDocument doc;
+    ASSERT_TRUE(doc.setXmlSourceString("<KiteBench3D/>"));
+    std::string error;
+    EXPECT_FALSE(doc.setXmlSourceString("<KiteBench3D><Level name=\"a\"/></KiteBench3D>\n<Evil/>", &error));
+    EXPECT_EQ(error, "the text holds more than one root element (<Evil> after </KiteBench3D>)");
+    EXPECT_EQ(doc.getSourceXmlString(false, true), "<KiteBench3D />\n");
+    EXPECT_FALSE(LmdSourceFiles::getInstance().isXmlSourceStringValid("<D/><D/>"));
+    EXPECT_TRUE(LmdSourceFiles::getInstance().isXmlSourceStringValid("<D/>\n"));
 }
 
 TEST(LmdGameDocument, LocalAssetsAndTheAssetList) {
