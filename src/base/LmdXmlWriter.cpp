@@ -90,6 +90,27 @@ void appendEscaped(Out& out, const char* s, const bool* table) {
     }
 }
 
+// Text of nothing but white space is dropped by the parser unless it is written as character
+// references, which the parser keeps.
+bool isBlank(const char* s) {
+    for (; *s; ++s) {
+        if (*s != ' ' && *s != '\t' && *s != '\n' && *s != '\r')
+            return false;
+    }
+    return true;
+}
+
+void appendBlank(Out& out, const char* s) {
+    for (; *s; ++s) {
+        switch (*s) {
+        case ' ': out.append("&#32;", 5); break;
+        case '\t': out.append("&#9;", 4); break;
+        case '\n': out.append("&#10;", 5); break;
+        default: out.append("&#13;", 5); break;
+        }
+    }
+}
+
 void appendIndent(Out& out, int depth) { out.append(static_cast<size_t>(depth) * 2, ' '); }
 
 // A text node without text (the parser leaves one for a reference to character 0) writes
@@ -171,7 +192,10 @@ void writeNode(Out& out, const pugi::xml_node& node, const LmdXmlWriteOptions& o
         return;
     }
     case pugi::node_pcdata:
-        appendEscaped(out, node.value(), kEscapes.text);
+        if (isBlank(node.value()))
+            appendBlank(out, node.value());
+        else
+            appendEscaped(out, node.value(), kEscapes.text);
         return;
     case pugi::node_cdata:
         appendCdata(out, node.value());

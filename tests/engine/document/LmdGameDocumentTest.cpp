@@ -133,6 +133,19 @@ TEST(LmdGameDocument, AnEmptyTextNodeIsWrittenAsNoChild) {
     EXPECT_EQ(again.getSourceXmlString(false, true), stored);
 }
 
+// Found by fuzzing: a text of white space only ("&#10;") was written as it stands, and the parser
+// drops such text, so the element lost it on the next load.
+TEST(LmdGameDocument, TextOfWhiteSpaceOnlySurvivesTheRoundTrip) {
+    LmdGameDocument doc;
+    ASSERT_TRUE(doc.setXmlSourceString("<KiteBench3D><t>&#10;</t><u>&#32;&#9;<v/> x </u></KiteBench3D>"));
+    const std::string stored = doc.getSourceXmlString(false, true);
+    EXPECT_EQ(stored, "<KiteBench3D>\n  <t>&#10;</t>\n  <u>&#32;&#9;<v /> x </u>\n</KiteBench3D>\n");
+    LmdGameDocument again;
+    ASSERT_TRUE(again.setXmlSourceString(stored));
+    EXPECT_STREQ(again.root().child("t").child_value(), "\n");
+    EXPECT_EQ(again.getSourceXmlString(false, true), stored);
+}
+
 // Found by fuzzing: pugixml reads "<D/><D/>" as two top-level elements; only the first got ids,
 // was validated and reached the engine, while the saved form kept both.
 TEST(LmdGameDocument, TextWithMoreThanOneRootElementIsRefused) {
