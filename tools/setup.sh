@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs what Lumenda3D needs on Debian 12, builds it, and either runs it or tests it.
 #   tools/setup.sh run    install, build, register Lumenda3DApp:// links, start the editor
-#   tools/setup.sh test   install, build, run every test (also under ASan/UBSan)
+#   tools/setup.sh test   install, build, run every test (also under ASan/UBSan), fuzz briefly
 #   tools/setup.sh build  install and build only
 #   tools/setup.sh cloud       start only the local cloud server (lumenda3d-cloud) in the background
 #   tools/setup.sh cloud-stop  stop that server
@@ -65,6 +65,18 @@ run_tests() {
   local home; home="$(mktemp -d)"
   HOME="$home" XDG_CACHE_HOME="$home/.cache" ctest --test-dir "$dir" --output-on-failure -j "$jobs"
   rm -rf "$home"
+}
+
+# Every fuzz target for a few seconds (fuzz/, docs/building.md "Fuzzing"): a build folder of its
+# own, with clang, that compiles only what the targets reach; then each target replays its seed
+# corpus and kept findings and mutates for a few seconds, as many at a time as there are cores.
+# It runs after the other tests, so it never competes with them for the machine.
+fuzz_briefly() {
+  echo "== Building the fuzz targets (build-fuzz)"
+  CC=clang CXX=clang++ cmake -S . -B build-fuzz -G Ninja -DLMD_FUZZ=ON >/dev/null
+  cmake --build build-fuzz -j "$jobs"
+  echo "== Fuzzing every target briefly (build-fuzz)"
+  ctest --test-dir build-fuzz --output-on-failure -j "$jobs"
 }
 
 # Registers the editor for "Lumenda3DApp://" links, for this user only: a desktop entry under
@@ -207,6 +219,7 @@ case "$mode" in
     run_tests build
     build build-asan -DLMD_SANITIZE=ON -DLMD_BUILD_BENCH=OFF -DCMAKE_BUILD_TYPE=Debug
     ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 run_tests build-asan
+    fuzz_briefly
     ;;
   *)
     echo "usage: tools/setup.sh run|test|build|cloud|cloud-stop" >&2

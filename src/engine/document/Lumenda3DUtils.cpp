@@ -16,6 +16,8 @@ int Lumenda3DUtils::getNextId() { return nextId.fetch_add(1); }
 
 int Lumenda3DUtils::reserveIds(int count) { return nextId.fetch_add(count < 0 ? 0 : count); }
 
+void Lumenda3DUtils::restartIdsForTesting(int next) { nextId.store(next); }
+
 std::string Lumenda3DUtils::getNextIdStr() { return std::to_string(getNextId()); }
 
 std::string Lumenda3DUtils::formatFloat(float value) {

@@ -12,6 +12,9 @@ public:
     static std::string getNextIdStr();
     // Reserves `count` consecutive ids at once and returns the first.
     static int reserveIds(int count);
+    // For tests and fuzz targets only, which must give the same ids to the same input every
+    // time: the next id handed out is `next` again. The editor never calls it.
+    static void restartIdsForTesting(int next = 1);
 
     // Shortest decimal text that reads back as the same float ("1.1", not "1.10000002").
     static std::string formatFloat(float value);
