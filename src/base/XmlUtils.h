@@ -14,6 +14,11 @@ public:
     static std::string getXmlNodeString(const pugi::xml_node& node);
     // Every child of the document.
     static std::string getXmlString(const pugi::xml_document& document);
+
+    // An attribute that an element of the tree under `node` (the node included) carries twice:
+    // XML forbids it, pugixml reads it. False when there is none; otherwise true, with
+    // `description` saying which, as in "<Move> has the attribute 'id' twice".
+    static bool findRepeatedAttribute(const pugi::xml_node& node, std::string& description);
 };
 
 } // namespace Lumenda3D

@@ -1,5 +1,7 @@
 #include "services/XmlMerge.h"
 
+#include "base/XmlUtils.h"
+
 #include <cctype>
 #include <cstring>
 #include <unordered_map>
@@ -128,6 +130,11 @@ bool parseElement(const json& op, pugi::xml_document& scratch, pugi::xml_node& e
     }
     if (elements != 1) {
         why = elements == 0 ? "'xml' holds no element" : "'xml' must hold exactly one element (wrap several in separate inserts)";
+        return false;
+    }
+    std::string repeated;
+    if (XmlUtils::findRepeatedAttribute(element, repeated)) {
+        why = "'xml' is not well-formed: " + repeated;
         return false;
     }
     stripIds(element);

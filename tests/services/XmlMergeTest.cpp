@@ -83,6 +83,24 @@ TEST_F(XmlMergeTest, DeleteRemovesTheSubtreeButNeverTheRoot) {
     EXPECT_NE(error.find("root element can't be deleted"), std::string::npos);
 }
 
+// Found by fuzzing: pugixml reads an attribute given twice, and only the first "id" was dropped
+// from new XML, so an edit could bring in a second element with an existing id.
+TEST_F(XmlMergeTest, NewXmlWithAnAttributeGivenTwiceIsRefused) {
+    const std::string before = [&] {
+        std::ostringstream out;
+        doc.save(out);
+        return out.str();
+    }();
+    EXPECT_EQ(apply({{{"op", "replace"}, {"id", "6"}, {"xml", R"(<Show id="5" id="7"/>)"}},
+                     {{"op", "insert"}, {"parentId", "2"}, {"xml", R"(<Box name="a"><Hide x="1" x="2"/></Box>)"}}}),
+              0);
+    EXPECT_EQ(error, "op 1 (replace): 'xml' is not well-formed: <Show> has the attribute 'id' twice; "
+                     "op 2 (insert): 'xml' is not well-formed: <Hide> has the attribute 'x' twice");
+    std::ostringstream after;
+    doc.save(after);
+    EXPECT_EQ(after.str(), before);
+}
+
 TEST_F(XmlMergeTest, BadOperationsAreReportedAndSkipped) {
     const json ops = {
         42,

@@ -1,6 +1,7 @@
 #include "engine/document/LmdGameDocument.h"
 
 #include "base/LmdXmlWriter.h"
+#include "base/XmlUtils.h"
 #include "engine/document/Lumenda3DUtils.h"
 #include "engine/schema/CodeSchema.h"
 
@@ -48,8 +49,15 @@ bool LmdGameDocument::parse(const std::string& xml, pugi::xml_document& out, std
             *error = "the text holds no root element";
         return false;
     }
-    // pugixml reads elements after the root too; XML allows one, and everything that reads a
-    // game (ids, validation, the engine) looks at the first only.
+    // pugixml reads what XML forbids: an attribute given twice (only the first would be seen,
+    // and an id given twice survived the numbering), and elements after the root, which
+    // everything that reads a game (ids, validation, the engine) ignores.
+    std::string repeated;
+    if (XmlUtils::findRepeatedAttribute(out, repeated)) {
+        if (error)
+            *error = "the element " + repeated;
+        return false;
+    }
     for (pugi::xml_node next = root.next_sibling(); next; next = next.next_sibling()) {
         if (next.type() == pugi::node_element) {
             if (error)

@@ -159,6 +159,17 @@ TEST(LmdGameDocument, TextWithMoreThanOneRootElementIsRefused) {
     EXPECT_TRUE(LmdSourceFiles::getInstance().isXmlSourceStringValid("<D/>\n"));
 }
 
+// Found by fuzzing: pugixml reads an attribute given twice; a second id survived the numbering and
+// the agent form then held it too, which other XML readers refuse.
+TEST(LmdGameDocument, TextWithAnAttributeGivenTwiceIsRefused) {
+    LmdGameDocument doc;
+    std::string error;
+    EXPECT_FALSE(doc.setXmlSourceString("<KiteBench3D><Level name=\"a\"><Move id=\"\" id=\"4\"/></Level></KiteBench3D>", &error));
+    EXPECT_EQ(error, "the element <Move> has the attribute 'id' twice");
+    EXPECT_FALSE(LmdSourceFiles::getInstance().isXmlSourceStringValid("<A b=\"1\" c=\"2\" b=\"3\"/>"));
+    EXPECT_TRUE(LmdSourceFiles::getInstance().isXmlSourceStringValid("<A b=\"1\"><A b=\"2\"/></A>"));
+}
+
 TEST(LmdGameDocument, LocalAssetsAndTheAssetList) {
     LmdGameDocument doc;
     ASSERT_TRUE(doc.setXmlSourceString(kGame));
