@@ -32,15 +32,22 @@ void checkIds(const LmdGameDocument& doc, const pugi::xml_node& node, std::set<i
     }
 }
 
+pugi::xml_node nextElement(pugi::xml_node n) {
+    while (n && n.type() != pugi::node_element)
+        n = n.next_sibling();
+    return n;
+}
+
+// Element by element: text nodes may merge on the way (a skipped processing instruction leaves
+// two side by side), elements may not.
 void checkAgentIds(const pugi::xml_node& agent, const pugi::xml_node& live) {
-    pugi::xml_node a = agent.first_child(), l = live.first_child();
-    for (; a && l; a = a.next_sibling(), l = l.next_sibling()) {
-        if (l.type() != pugi::node_element)
-            continue;
-        require(std::string(a.attribute("id").value()) == l.attribute("id").value(),
-                "the agent form carries the document's ids", l.name());
+    pugi::xml_node a = nextElement(agent.first_child()), l = nextElement(live.first_child());
+    for (; a && l; a = nextElement(a.next_sibling()), l = nextElement(l.next_sibling())) {
+        require(std::string(a.name()) == l.name() && std::string(a.attribute("id").value()) == l.attribute("id").value(),
+                "the agent form carries the document's elements and ids", l.name());
         checkAgentIds(a, l);
     }
+    require(!a && !l, "the agent form has the document's elements, no more and no fewer");
 }
 
 std::string savedFormOf(const std::string& text, const char* form) {
