@@ -2,6 +2,7 @@
 
 #include "base/LmdValueParser.h"
 
+#include <algorithm>
 #include <cctype>
 #include <charconv>
 #include <cmath>
@@ -164,6 +165,7 @@ struct Ast {
     std::string text; // name, string, property, function, operator
     std::vector<std::unique_ptr<Ast>> kids;
     size_t pos = 0;
+    int height = 1; // levels of the tree from here down
 };
 using AstPtr = std::unique_ptr<Ast>;
 
@@ -249,10 +251,25 @@ private:
         return parseOr();
     }
 
+    // Gives `node` its kid and keeps the tree's height within kMaxDepth. Chains of operators
+    // (a - b - c - ...) are built in loops, not by recursion, so the depth guard doesn't see them,
+    // but every operation nests one level deeper in the tree and in the Lua that is written, and
+    // Lua's own parser refuses a few hundred levels.
+    bool adopt(Ast& node, AstPtr kid) {
+        node.height = std::max(node.height, kid->height + 1);
+        node.kids.push_back(std::move(kid));
+        if (node.height <= kMaxDepth)
+            return true;
+        if (error_.empty())
+            error_ = "the expression is too deep: at most " + std::to_string(kMaxDepth) +
+                     " operations may build on one another (split it with a Var)";
+        return false;
+    }
+
     AstPtr binary(const std::string& op, AstPtr left, AstPtr right, size_t pos) {
         AstPtr node = makeAst(Ast::Type::Binary, pos, op);
-        node->kids.push_back(std::move(left));
-        node->kids.push_back(std::move(right));
+        if (!adopt(*node, std::move(left)) || !adopt(*node, std::move(right)))
+            return nullptr;
         return node;
     }
 
@@ -295,7 +312,8 @@ private:
             if (!operand)
                 return nullptr;
             AstPtr node = makeAst(Ast::Type::Not, pos);
-            node->kids.push_back(std::move(operand));
+            if (!adopt(*node, std::move(operand)))
+                return nullptr;
             return node;
         }
         return parseComparison();
@@ -367,7 +385,8 @@ private:
             if (op.text == "+")
                 return operand;
             AstPtr node = makeAst(Ast::Type::Negate, op.pos);
-            node->kids.push_back(std::move(operand));
+            if (!adopt(*node, std::move(operand)))
+                return nullptr;
             return node;
         }
         return parsePrimary();
@@ -429,7 +448,8 @@ private:
                     AstPtr arg = parseExpression();
                     if (!arg)
                         return nullptr;
-                    call->kids.push_back(std::move(arg));
+                    if (!adopt(*call, std::move(arg)))
+                        return nullptr;
                     if (isOp(",")) {
                         ++at_;
                         continue;
@@ -455,7 +475,8 @@ private:
             }
             ++at_;
             AstPtr item = makeAst(Ast::Type::Index, name.pos, name.text);
-            item->kids.push_back(std::move(index));
+            if (!adopt(*item, std::move(index)))
+                return nullptr;
             node = std::move(item);
         }
         if (isOp(".")) {
@@ -466,7 +487,8 @@ private:
             }
             AstPtr property = makeAst(Ast::Type::Property, name.pos, peek().text);
             ++at_;
-            property->kids.push_back(std::move(node));
+            if (!adopt(*property, std::move(node)))
+                return nullptr;
             node = std::move(property);
             if (isOp(".") || isOp("[")) {
                 error_ = "a property has no parts of its own ('" + peek().text + "' at character " +

@@ -142,6 +142,31 @@ TEST(LmdLuaExpression, SyntaxErrorsSayWhatAndWhere) {
     EXPECT_EQ(LmdLuaExpression::translate(deep + "1", scope).error, "the expression is nested too deeply");
 }
 
+// Found by fuzzing: a long chain of operations (score - 1 - 1 - ...) is built in a loop, so the
+// nesting guard never saw it, yet every operation nests one level deeper in the written Lua; Lua
+// refused the result ("C stack overflow"), and a chain of many thousands would have overflowed
+// the translator's own stack.
+TEST(LmdLuaExpression, LongChainsOfOperationsAreRefusedBeforeLuaRefusesThem) {
+    TestScope scope;
+    auto chain = [](int operations, const char* op) {
+        std::string text = "score";
+        for (int i = 0; i < operations; ++i)
+            text += std::string(" ") + op + " 1";
+        return text;
+    };
+    for (const char* op : {"-", "*", "+"}) {
+        const LmdLuaExpression::Result fits = LmdLuaExpression::translate(chain(39, op), scope);
+        ASSERT_TRUE(fits.ok) << fits.error;
+        lua_State* L = luaL_newstate();
+        EXPECT_EQ(luaL_loadstring(L, ("local G, add = {}, nil\nreturn " + fits.lua).c_str()), LUA_OK) << op;
+        lua_close(L);
+        EXPECT_EQ(LmdLuaExpression::translate(chain(40, op), scope).error,
+                  "the expression is too deep: at most 40 operations may build on one another (split it with a Var)");
+    }
+    EXPECT_FALSE(LmdLuaExpression::translate(chain(200000, "-"), scope).ok);
+    EXPECT_FALSE(LmdLuaExpression::translateCondition("not " + chain(45, "-") + " > 1", scope).ok);
+}
+
 TEST(LmdLuaExpression, AssignablesAreVariablesPropertiesOrItems) {
     TestScope scope;
     LmdLuaExpression::Assignable out;
