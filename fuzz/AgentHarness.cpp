@@ -61,7 +61,7 @@ AgentHarness::AgentHarness() {
     if (!server_->start(0))
         fail("the agent server starts on a free loopback port", server_->http().lastError());
     for (int i = 0; i < 5; ++i)
-        server_->logs().messageLogged("line " + std::to_string(i), static_cast<LmdLogRingBuffer::Level>(1 + i % 4));
+        server_->logs().record("line " + std::to_string(i), static_cast<LmdLogRingBuffer::Level>(1 + i % 4));
 }
 
 void AgentHarness::reset() {
