@@ -10,6 +10,9 @@
 
 #include "base/LmdLog.h"
 #include "base/LmdPaths.h"
+#include "blocks/BlocksHelper.h"
+#include "blocks/BlocksPanels.h"
+#include "blocks/Workflow.h"
 #include "chrome/ChromePanels.h"
 #include "chrome/ErrorDialog.h"
 #include "chrome/SourceEditor.h"
@@ -134,7 +137,7 @@ void Lumenda3DEditor::setup() {
     // The dialogs of opening, templates, saving and publishing install their callbacks here
     // (setupDialogCallbacks) once they exist.
     runGuarded("setupMenuCallbacks", [&] { setupMenuCallbacks(); });
-    // The block tree's helper is connected here (setupBlocksHelper) once it exists.
+    runGuarded("setupBlocksHelper", [&] { setupBlocksHelper(); });
     loadInitialProject();
     runGuarded("setup", [&] {
         addEventListener(LmdEventInstanceReactivated,
@@ -229,6 +232,7 @@ void Lumenda3DEditor::drawSetupFailure() {
 void Lumenda3DEditor::registerPanels(AllUI& ui) {
     registerChromePanels(ui);
     registerProjectPanels(ui);
+    blocksHelper = registerBlocksPanels(ui);
     // Clicks that an agent's synthetic input delivers are refused on the permission rows and on
     // the prompt: an agent must not grant itself rights.
     LmdAgentClickGuard guard([] {
@@ -300,7 +304,7 @@ void Lumenda3DEditor::play() {
 void Lumenda3DEditor::stop(std::function<void()> done) {
     LmdRuntime::stop(std::move(done));
     isEditMode = true;
-    // The block tree reloads the document here once it exists.
+    refresh();
     setLevel(getCurLevel());
 }
 
@@ -374,10 +378,14 @@ void Lumenda3DEditor::selectSceneObject(int xmlId) {
 }
 
 void Lumenda3DEditor::selectBlockByXmlId(int xmlId, bool openAttributes) {
-    (void)openAttributes; // the attribute panel opens the block here once it exists
+    // The attribute panel opens the block here (openAttributes) once it exists.
     if (xmlId <= 0)
         return;
     selectSceneObject(xmlId);
+    // The tree shows it: its ancestors open and the list scrolls to it.
+    if (Workflow* workflow = getWorkflow())
+        workflow->revealBlock(xmlId, true);
+    (void)openAttributes;
 }
 
 void Lumenda3DEditor::onBlockSelected(std::shared_ptr<LmdEvent> event) {
@@ -444,8 +452,14 @@ void Lumenda3DEditor::setJoystickVisible(bool visible) {
 void Lumenda3DEditor::initEvents() {
     addEventListener(LmdEventGizmoAttached, [this](std::shared_ptr<LmdEvent> event) { onGizmoAttached(event); },
                      LmdListenerNormal);
-    // Events 16 (the smart copy session ends) and 17 (copy by gizmo) are listened to here once
-    // the block tree's helper exists: both act on blocks.
+    addEventListener(LmdEventGizmoDetached,
+                     [this](std::shared_ptr<LmdEvent>) {
+                         if (blocksHelper)
+                             blocksHelper->resetSmartCopySession();
+                     },
+                     LmdListenerNormal);
+    addEventListener(LmdEventGizmoCopy, [this](std::shared_ptr<LmdEvent> event) { onGizmoCopy(event); },
+                     LmdListenerNormal);
     addEventListener(LmdEventVerticesMoved,
                      [this](std::shared_ptr<LmdEvent> event) { onGizmoVerticesMoved(event); }, LmdListenerNormal);
     addEventListener(LmdEventBlockSelected, [this](std::shared_ptr<LmdEvent> event) { onBlockSelected(event); },

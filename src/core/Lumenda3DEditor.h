@@ -13,6 +13,7 @@
 //   Lumenda3DEditorFrame.cpp       frame loop, drawing, key and mouse routing
 //   Lumenda3DEditorEditing.cpp     loading documents, tabs, copy/paste, undo/redo, agent guard
 //   Lumenda3DEditorGizmo.cpp       the gizmos' events (attached, vertices moved)
+//   Lumenda3DEditorBlocks.cpp      the block editor's wiring (BlocksHelper, tree selection, gizmo copy)
 //   Lumenda3DEditorSession.cpp     session, first project, opening, crash recovery
 //   Lumenda3DEditorSave.cpp        saving, creating, and the agents' open and new project
 //   Lumenda3DEditorCloud.cpp       the person's cloud save, create, publish and unpublish
@@ -36,7 +37,9 @@
 namespace Lumenda3D {
 
 class AllUI;
+class BlocksHelper;
 class ClipboardUtils;
+class Workflow;
 class LmdBase3D;
 struct LmdGizmoVertex;
 
@@ -76,6 +79,9 @@ public:
     LmdCommandRegistry commands;
     // Long work on threads of its own (exports, asset imports), delivered through the frame pump.
     LmdJobService jobs;
+    // The block operations (add, duplicate, copy, paste, delete), made with the block panels and
+    // wired by setupBlocksHelper.
+    std::shared_ptr<BlocksHelper> blocksHelper;
 
     // --- Observers -------------------------------------------------------------------------------
     // Watches the editor frame by frame (see LmdEditorObserver); owned from now on.
@@ -133,6 +139,16 @@ public:
     pugi::xml_node getParentNodeForAddObject(bool asChild);
     // Hides the game's on-screen joysticks while the attribute panel is open (events 20, 21).
     void setJoystickVisible(bool visible);
+
+    // --- The block editor (Lumenda3DEditorBlocks.cpp) -------------------------------------------
+    // Connects BlocksHelper to the engine and the document, and the tree to the document service.
+    void setupBlocksHelper();
+    // The block tree panel; null without one.
+    Workflow* getWorkflow() const;
+    // Rebuilds the block tree from the document's top element.
+    void refresh();
+    // Event 17: copies of the attached object pulled out with the gizmo.
+    void onGizmoCopy(std::shared_ptr<LmdEvent> event);
 
     // --- Gizmo events (Lumenda3DEditorGizmo.cpp) ---------------------------------------------
     // Event 15: an object or element was attached to a gizmo.

@@ -5,6 +5,9 @@
 #include <map>
 #include <utility>
 
+#include "base/LmdLog.h"
+#include "blocks/Block.h"
+#include "blocks/Workflow.h"
 #include "engine/editing/LmdSourceFiles.h"
 #include "engine/gizmo/LmdGizmo.h"
 #include "engine/gizmo/LmdGizmoEvents.h"
@@ -38,12 +41,20 @@ void Lumenda3DEditor::onGizmoAttached(std::shared_ptr<LmdEvent> event) {
     }
     if (xmlId == 0)
         return;
-    // The block tree selects the element's block here once it exists (and logs "GizmoAttached: No
-    // block found for xmlId " with the id when it has none); the attribute panel then shows it.
-    // Until then the pointer is never over the tree's area, where the tree would scroll to the
-    // block, so the hint about sub-objects always applies.
-    if (hasChildren && getGizmo()->getSubObjectMode() != LmdGizmo::SubObjectsByDefault && !BaseUI::isMobileMode())
-        showToast("Shift+click to select a sub-object", 3.0f);
+    Workflow* workflow = getWorkflow();
+    std::shared_ptr<Block> block = workflow ? workflow->getBlockById(xmlId) : nullptr;
+    if (!block) {
+        LmdLog::message("GizmoAttached: No block found for xmlId " + std::to_string(xmlId));
+        return;
+    }
+    block->selectBlock();
+    // Picked in the scene: the tree scrolls to the block (a click in the tree needs no scrolling).
+    if (!workflow->containsScreenPoint(ImGui::GetIO().MousePos)) {
+        workflow->scrollToBlock(block);
+        if (hasChildren && getGizmo()->getSubObjectMode() != LmdGizmo::SubObjectsByDefault && !BaseUI::isMobileMode())
+            showToast("Shift+click to select a sub-object", 3.0f);
+    }
+    // The attribute panel shows the block here once it exists.
 }
 
 void Lumenda3DEditor::onGizmoVerticesMoved(std::shared_ptr<LmdEvent> event) {

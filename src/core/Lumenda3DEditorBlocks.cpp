@@ -1,0 +1,135 @@
+// The block editor's wiring: BlocksHelper's callbacks into the engine and the document, the tree
+// and the palette connected to the document service and the schema, and the gizmo's copy.
+#include "core/Lumenda3DEditor.h"
+
+#include <OgreEntity.h>
+
+#include "blocks/Block.h"
+#include "blocks/BlockPainter.h"
+#include "blocks/BlockTemplate.h"
+#include "blocks/BlockTextureLoader.h"
+#include "blocks/BlocksHelper.h"
+#include "blocks/BlocksPalette.h"
+#include "blocks/Workflow.h"
+#include "chrome/Tabs.h"
+#include "engine/editing/LmdSourceFiles.h"
+#include "engine/gizmo/LmdGizmo.h"
+#include "engine/gizmo/LmdGizmo2D.h"
+#include "engine/gizmo/LmdGizmoEvents.h"
+#include "engine/scene/LmdBase3D.h"
+#include "engine/scene/ScriptParser.h"
+#include "ui/AllUI.h"
+
+namespace Lumenda3D {
+
+Workflow* Lumenda3DEditor::getWorkflow() const {
+    return allUI ? allUI->getPanel<Workflow>().get() : nullptr;
+}
+
+void Lumenda3DEditor::refresh() {
+    if (Workflow* workflow = getWorkflow())
+        if (pugi::xml_document* document = getSourceXml())
+            workflow->loadXml(document->document_element());
+}
+
+void Lumenda3DEditor::setupBlocksHelper() {
+    if (!blocksHelper)
+        return;
+    BlocksHelper& helper = *blocksHelper;
+    helper.setUI(allUI);
+    helper.setScriptParser(getScriptParser());
+    helper.setSourceFiles(sourceFiles);
+    helper.setShowErrorCallback([this](const std::string& text) { showErrorMessage(text); });
+    helper.setRegisterXmlNodeCallback([this](pugi::xml_node& node) { registerXmlNode(node); });
+    helper.setRunPartialSourceCallback([this](pugi::xml_node& node, pugi::xml_node& parent) {
+        // Only what the scene shows needs a partial run; the rest takes effect at the next run.
+        if (shouldRunPartialSource(node.name(), parent))
+            runPartialSource(node, parent);
+    });
+    helper.setConvert2DTo3DCallback([this](ImVec2 screen) { return convert2DTo3D(screen); });
+    helper.setGetSourceXmlCallback([this] { return getSourceXml(); });
+    helper.setGetCurLevelCallback([this] { return getCurLevel(); });
+    helper.setSetLevelCallback([this](const std::string& level) { setLevel(level); });
+    helper.setUpdateScriptCallback(
+        [this](bool restart, std::function<void()> done) { updateScript(restart, std::move(done), true); });
+    helper.setGizmoDetachCallback([this] {
+        if (auto gizmo = getGizmo())
+            gizmo->detach();
+        if (auto gizmo2D = getGizmo2D())
+            gizmo2D->detach();
+    });
+    helper.setClearSelectedObjectsCallback([this] { clearSelectedObjects(); });
+    helper.setSetXmlSourceStringCallback([this](const std::string& xml) { setXmlSourceString(xml); });
+    helper.setStopRenderingCallback([this](bool stop) { stopRendering = stop; });
+    helper.setGetSelectedObjectCallback([this]() -> void* { return getSelectedObject(); });
+    helper.setGetSceneCenterScreenPosCallback([this] { return getSceneCenterScreenPos(); });
+    helper.setGetSelectedObjectIdCallback([this] {
+        LmdBase3D* selected = getSelectedObject();
+        return selected ? selected->getXmlId() : -1;
+    });
+    helper.setGetModelBoxCallback([this](int xmlId, BlocksHelper::ModelBox& box) {
+        LmdBase3D* model = getObjByXmlId(xmlId);
+        if (!model || !model->getEntity())
+            return false;
+        const Ogre::AxisAlignedBox& bounds = model->getEntity()->getBoundingBox();
+        box.infinite = bounds.isInfinite();
+        if (bounds.isFinite()) {
+            box.boxMin = bounds.getMinimum();
+            box.boxMax = bounds.getMaximum();
+        }
+        box.scale = model->getScale();
+        box.orientation = model->getNode() ? model->getNode()->_getDerivedOrientation() : model->getOrientation();
+        return true;
+    });
+
+    std::shared_ptr<ScriptParser> parser = getScriptParser();
+    Block::schema = parser && parser->hasSchema() ? parser->getCodeSchema() : nullptr;
+    std::shared_ptr<BlocksPalette> palette = allUI ? allUI->getPanel<BlocksPalette>() : nullptr;
+    Workflow* workflow = getWorkflow();
+    BlockTextures textures = BlockTextureLoader::load();
+    if (palette) {
+        palette->setSchema(Block::schema);
+        palette->loadCategoriesAndBlocks();
+        palette->setIsRunning([this] { return isRunning(); });
+        palette->setIconSize([textures](const std::string& image) {
+            return textures.icon ? textures.icon(image).size : ImVec2(0, 0);
+        });
+        palette->setIsShown([this] {
+            auto tabs = allUI ? allUI->getPanel<Tabs>() : nullptr;
+            return !tabs || !tabs->isSourceTab();
+        });
+        // Blocks take the colour of their category.
+        Block::setCategoryColors(palette->commandColors());
+    }
+    BlockTemplate::paintPreview = [textures](ImDrawList& list, const Block& block, ImVec2 origin) {
+        BlockPainter::draw(list, block, origin, BlockLayout::Metrics::forScale(BaseUI::getDpiScale()), textures, false);
+    };
+    if (workflow) {
+        workflow->setTextures(textures);
+        workflow->setDocument(sourceFiles, [this] { return getSourceXml(); });
+    }
+    // The scene is shown beside the tree: its centre, drops and placements are in the part of the
+    // window right of the block panels.
+    if (allUI)
+        allUI->setOnTopInset([this](float top, float) {
+            Workflow* tree = getWorkflow();
+            setViewInsets(tree ? tree->getRightEdge() : 0.0f, top);
+        });
+}
+
+void Lumenda3DEditor::onGizmoCopy(std::shared_ptr<LmdEvent> event) {
+    auto copy = std::dynamic_pointer_cast<LmdGizmoCopyEvent>(event);
+    if (!copy || !copy->getObject() || !blocksHelper)
+        return;
+    std::shared_ptr<Block> block = Block::getBlockById(copy->getObject()->getXmlId());
+    if (!block)
+        return;
+    // The dialog that asks how many copies comes with the menu; until then one copy is made.
+    const Ogre::Vector3 direction = copy->getDirection();
+    if (copy->isSmartCopy())
+        blocksHelper->onBlockSmartCopy(block, direction, 1);
+    else
+        blocksHelper->onBlockCopy(block, direction, 1);
+}
+
+} // namespace Lumenda3D
