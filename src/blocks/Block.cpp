@@ -320,7 +320,8 @@ bool Block::matchesChangeFilterRecursive() const {
     return false;
 }
 
-bool Block::addChildBlock(const std::shared_ptr<Block>& child, int index, bool skipXml) {
+bool Block::addChildBlock(std::shared_ptr<Block> child, int index, bool skipXml) {
+    // `child` is held by value: the caller's reference may be into a list this call changes.
     if (!child || child.get() == this || isChildOf(child))
         return false;
     if (index < 0 || index > static_cast<int>(children_.size()))
@@ -342,7 +343,7 @@ bool Block::addChildBlock(const std::shared_ptr<Block>& child, int index, bool s
     return true;
 }
 
-bool Block::removeChildBlock(const std::shared_ptr<Block>& child) {
+bool Block::removeChildBlock(std::shared_ptr<Block> child) {
     auto it = std::find(children_.begin(), children_.end(), child);
     if (it != children_.end()) {
         children_.erase(it);

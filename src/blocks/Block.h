@@ -106,9 +106,9 @@ public:
     // Moves or inserts `child` at `index` of this block's children and, unless skipXml, moves its
     // element in the document to match. False, with nothing changed, for an empty child, a child
     // that is this block or one of its ancestors, or an index outside 0..child count.
-    bool addChildBlock(const std::shared_ptr<Block>& child, int index, bool skipXml);
+    bool addChildBlock(std::shared_ptr<Block> child, int index, bool skipXml);
     // Removes `child` from this block's subtree (the tree only); true when it was found.
-    bool removeChildBlock(const std::shared_ptr<Block>& child);
+    bool removeChildBlock(std::shared_ptr<Block> child);
     bool removeFromParent();
     // Moves `node` to child position `index` of this block's element, through the document service.
     void insertNodeAtIndex(const pugi::xml_node& node, int index);

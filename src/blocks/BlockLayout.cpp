@@ -274,8 +274,10 @@ int BlockLayout::childIndexByY(Block& target, float y) {
             result = static_cast<int>(i) + 1;
             continue;
         }
-        if (y >= t)
+        // Above this child's top (in the gap before it): the place is before it.
+        if (y <= t)
             break;
+        // In its upper half.
         result = static_cast<int>(i);
     }
     // From an index among the shown children to one among all children.
