@@ -19,6 +19,10 @@
 #   close-fault      the same fault while the window closes, after onClose: a clean exit too
 #   screenshot       the product editor (not the test build): --screenshot FILE writes a PNG of the
 #                    starting project and exits 0; an unwritable path exits 1 with a message
+#   blocks           an example game: palette templates dragged into the tree and onto the scene,
+#                    a block deleted with the Delete key and duplicated with Ctrl+D, each undone
+#                    with Ctrl+Z, the document and the live scene checked after every step;
+#                    screenshots of the tree
 #   gizmo            an example game: click an object, drag the gizmo's X arrow (synthetic input),
 #                    the document's x changes and undo puts it back; a vertex drag writes a
 #                    VertexList (undone too); the 2D gizmo moves a text; screenshots
@@ -366,6 +370,70 @@ expect attr Hint y -84
 screenshot $artifacts/editor-gizmo-2d.png
 user-keys escape
 expect gizmo2d none
+quit" "$source_dir/media/examples/platformer.xml"
+  ;;
+
+blocks)
+  run_script blocks "
+until loaded
+frames 10
+screenshot $artifacts/editor-blocks-start.png
+# A template dropped on a block of the tree becomes its first child, and an object of the scene.
+select Ground
+frames 10
+show-template Sphere
+frames 5
+drag-template Sphere block Ground
+expect elements sphere1 1
+until objects sphere1 1
+frames 5
+screenshot $artifacts/editor-blocks-dropped.png
+user-keys ctrl z
+until loaded
+frames 3
+expect elements sphere1 0
+expect objects sphere1 0
+# A template dropped on the scene lands in the first level.
+show-template Cone
+frames 5
+drag-template Cone scene
+expect elements cone1 1
+until objects cone1 1
+user-keys ctrl z
+until loaded
+frames 3
+expect elements cone1 0
+expect objects cone1 0
+# Delete and duplicate from the keyboard, on the selected block.
+select Coin3
+frames 10
+click-block Coin3
+expect selected-block Coin3
+user-keys delete
+frames 3
+until loaded
+frames 3
+expect elements Coin3 0
+expect objects Coin3 0
+user-keys ctrl z
+until loaded
+frames 3
+expect elements Coin3 1
+expect objects Coin3 1
+select Coin2
+frames 10
+click-block Coin2
+user-keys ctrl d
+frames 3
+expect elements Coin2 2
+until objects Coin2 2
+frames 5
+screenshot $artifacts/editor-blocks-duplicated.png
+user-keys ctrl z
+until loaded
+frames 3
+expect elements Coin2 1
+expect objects Coin2 1
 quit" "$source_dir/media/examples/platformer.xml"
   ;;
 

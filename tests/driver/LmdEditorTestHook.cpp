@@ -17,6 +17,10 @@
 #include "base/LmdLog.h"
 #include "chrome/ConfirmDialog.h"
 #include "chrome/ErrorDialog.h"
+#include "blocks/Block.h"
+#include "blocks/BlockTemplate.h"
+#include "blocks/BlocksPalette.h"
+#include "blocks/Workflow.h"
 #include "chrome/Tabs.h"
 #include "chrome/ToastNotification.h"
 #include "chrome/TopBar.h"
@@ -82,6 +86,8 @@ SDL_Keycode keycodeOf(const std::string& name) {
         return SDLK_RETURN;
     if (name == "tab")
         return SDLK_TAB;
+    if (name == "delete")
+        return SDLK_DELETE;
     return SDLK_UNKNOWN;
 }
 
@@ -439,6 +445,48 @@ bool LmdEditorTestHook::start(const Command& command) {
         editor_.editorPaste(true, false, editor_.getSceneCenterScreenPos());
         return true;
     }
+    if (verb == "click-block" || verb == "right-click-block") {
+        // click-block NAME: a person's click on the block of the element named NAME (or, without
+        // such a name, the first element of that tag), scrolled into view first.
+        if (!needs(1))
+            return false;
+        float x = 0, y = 0;
+        if (!findBlockPlace("block", w[1], x, y, error)) {
+            fail(error);
+            return false;
+        }
+        pushPersonClick(x, y, verb == "click-block" ? SDL_BUTTON_LEFT : SDL_BUTTON_RIGHT);
+        return awaitInput();
+    }
+    if (verb == "show-template") {
+        // show-template BLOCKNAME: the palette searches for its caption, so that it is on screen
+        // a frame later.
+        if (!needs(1))
+            return false;
+        auto palette = editor_.allUI ? editor_.allUI->getPanel<BlocksPalette>() : nullptr;
+        BlockTemplate* entry = palette ? palette->findTemplate(w[1]) : nullptr;
+        if (!entry) {
+            fail("no palette template " + w[1]);
+            return false;
+        }
+        palette->setSelectedCategory("All");
+        palette->setSearchText(entry->getDisplayName());
+        return true;
+    }
+    if (verb == "drag-block" || verb == "drag-template") {
+        // drag-block NAME block|scene [TARGET]; drag-template BLOCKNAME block|scene [TARGET]: a
+        // person's drag from a block or a palette template onto a block or the scene.
+        if (!needs(2))
+            return false;
+        float x1 = 0, y1 = 0, x2 = 0, y2 = 0;
+        if (!findBlockPlace(verb == "drag-block" ? "block" : "template", w[1], x1, y1, error) ||
+            !findBlockPlace(w[2], w.size() > 3 ? w[3] : "", x2, y2, error)) {
+            fail(error);
+            return false;
+        }
+        pushPersonDrag(x1, y1, x2, y2);
+        return awaitInput();
+    }
     if (verb == "click-object") {
         if (!needs(1))
             return false;
@@ -600,6 +648,17 @@ bool LmdEditorTestHook::evaluate(const std::vector<std::string>& words, size_t f
         const int count = countElementsNamed(editor_.getSourceXml(), arg(1));
         actual = std::to_string(count) + " element(s) named " + arg(1);
         result = count == std::atoi(arg(2).c_str());
+    } else if (what == "objects") {
+        // objects NAME COUNT: live scene objects of that name, as get_scene_info lists them.
+        int count = 0;
+        for (LmdBase3D* object : editor_.getObjectList())
+            if (object->getName() == arg(1))
+                ++count;
+        actual = std::to_string(count) + " scene object(s) named " + arg(1);
+        result = count == std::atoi(arg(2).c_str());
+    } else if (what == "selected-block") {
+        actual = Block::selectedBlock ? std::string(Block::selectedBlock->getXmlNode().attribute("name").value()) : "(none)";
+        result = Block::selectedBlock && actual == arg(1);
     } else if (what == "vertices") {
         pugi::xml_node node = elementNamed(editor_.getSourceXml(), arg(1));
         int count = 0;
@@ -709,7 +768,85 @@ bool LmdEditorTestHook::findObject(const std::string& name, float& x, float& y, 
     return false;
 }
 
-void LmdEditorTestHook::pushPersonClick(float x, float y) {
+bool LmdEditorTestHook::findBlockPlace(const std::string& kind, const std::string& name, float& x, float& y,
+                                       std::string& error) {
+    Workflow* workflow = editor_.getWorkflow();
+    auto palette = editor_.allUI ? editor_.allUI->getPanel<BlocksPalette>() : nullptr;
+    if (!workflow || !palette) {
+        error = "the block panels are missing";
+        return false;
+    }
+    if (kind == "scene") {
+        const ImVec2 centre = editor_.getSceneCenterScreenPos();
+        x = centre.x;
+        y = centre.y;
+        return true;
+    }
+    if (kind == "template") {
+        BlockTemplate* entry = palette->findTemplate(name);
+        if (!entry) {
+            error = "no palette template " + name;
+            return false;
+        }
+        // Its place in the last frame (show-template brings it into view).
+        const ImVec2 min = entry->getScreenMin(), max = entry->getScreenMax();
+        if (max.x <= min.x || !entry->getPreviewBlock()) {
+            error = "the template " + name + " is not drawn yet";
+            return false;
+        }
+        x = (min.x + max.x) * 0.5f;
+        y = min.y + 12.0f;
+        return true;
+    }
+    pugi::xml_node node = elementNamed(editor_.getSourceXml(), name);
+    if (!node && editor_.getSourceXml())
+        node = editor_.getSourceXml()->find_node([&name](const pugi::xml_node& n) { return name == n.name(); });
+    std::shared_ptr<Block> block = node ? Block::getBlockById(node.attribute("id").as_int(-1)) : nullptr;
+    if (!block) {
+        error = "no block for " + name;
+        return false;
+    }
+    if (!block->wasDrawnThisFrame()) {
+        error = "the block " + name + " is not on screen";
+        return false;
+    }
+    // The caption row: inside the block itself, not one of its children.
+    x = block->windowPos.x + block->windowSize.x * 0.5f;
+    y = block->windowPos.y + 10.0f;
+    return true;
+}
+
+void LmdEditorTestHook::pushPersonDrag(float x1, float y1, float x2, float y2) {
+    SDL_Window* window = editor_.getNativeWindow();
+    const Uint32 windowId = window ? SDL_GetWindowID(window) : 0;
+    auto motion = [windowId](float x, float y) {
+        SDL_Event move{};
+        move.type = SDL_MOUSEMOTION;
+        move.motion.windowID = windowId;
+        move.motion.x = int(x);
+        move.motion.y = int(y);
+        return move;
+    };
+    auto button = [windowId](float x, float y, bool down) {
+        SDL_Event e{};
+        e.type = down ? SDL_MOUSEBUTTONDOWN : SDL_MOUSEBUTTONUP;
+        e.button.windowID = windowId;
+        e.button.button = SDL_BUTTON_LEFT;
+        e.button.state = down ? SDL_PRESSED : SDL_RELEASED;
+        e.button.clicks = 1;
+        e.button.x = int(x);
+        e.button.y = int(y);
+        return e;
+    };
+    personEvents_.emplace_back(frame_ + 1, motion(x1, y1));
+    personEvents_.emplace_back(frame_ + 3, button(x1, y1, true));
+    // Held for 40 frames (past 0.2 s even at 200 frames a second), then moved in six steps.
+    for (int i = 1; i <= 6; ++i)
+        personEvents_.emplace_back(frame_ + 43 + 2 * i, motion(x1 + (x2 - x1) * i / 6, y1 + (y2 - y1) * i / 6));
+    personEvents_.emplace_back(frame_ + 60, button(x2, y2, false));
+}
+
+void LmdEditorTestHook::pushPersonClick(float x, float y, int buttonNumber) {
     SDL_Window* window = editor_.getNativeWindow();
     const Uint32 windowId = window ? SDL_GetWindowID(window) : 0;
     SDL_Event move{};
@@ -720,7 +857,7 @@ void LmdEditorTestHook::pushPersonClick(float x, float y) {
     SDL_Event press{};
     press.type = SDL_MOUSEBUTTONDOWN;
     press.button.windowID = windowId;
-    press.button.button = SDL_BUTTON_LEFT;
+    press.button.button = static_cast<Uint8>(buttonNumber);
     press.button.state = SDL_PRESSED;
     press.button.clicks = 1;
     press.button.x = int(x);

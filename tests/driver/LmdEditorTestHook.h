@@ -82,7 +82,13 @@ private:
     bool awaitQueued(bool queued, const std::string& error);
     void report(const std::string& text);
     void quit();
-    void pushPersonClick(float x, float y);
+    void pushPersonClick(float x, float y, int button = 1);
+    // A person's drag: press at the start, hold past the tree's drag delay, move to the end over
+    // a few frames, release there.
+    void pushPersonDrag(float x1, float y1, float x2, float y2);
+    // Where a block, a palette template or the scene is on screen, for the block commands
+    // ("block NAME", "template BLOCKNAME", "scene"); false with the reason in `error`.
+    bool findBlockPlace(const std::string& kind, const std::string& name, float& x, float& y, std::string& error);
     bool pushPersonKeys(const std::vector<std::string>& names, std::string& error);
     void deliverPersonEvents();
     bool writeScreenshot(const std::string& path, std::string& error);
