@@ -288,6 +288,72 @@ test('get_screenshot shows the edit: the pixels changed', async () => {
     `brighter after the edit: ${averageColour(firstShot).map(Math.round)} -> ${averageColour(shot).map(Math.round)}`);
 });
 
+// Mean RGB difference of two same-sized captures inside a rectangle given in fractions of the image.
+function regionDifference(a, b, x0, y0, x1, y1) {
+  let sum = 0;
+  let count = 0;
+  for (let y = Math.floor(y0 * a.height); y < Math.floor(y1 * a.height); ++y)
+    for (let x = Math.floor(x0 * a.width); x < Math.floor(x1 * a.width); ++x) {
+      const i = (y * a.width + x) * 4;
+      sum += Math.abs(a.data[i] - b.data[i]) + Math.abs(a.data[i + 1] - b.data[i + 1]) + Math.abs(a.data[i + 2] - b.data[i + 2]);
+      ++count;
+    }
+  return sum / (count * 3);
+}
+
+async function windowShot(label) {
+  const result = await call('get_screenshot', { width: 640, height: 400, includeOverlay: true });
+  assert.ok(!result.isError, `get_screenshot failed: ${JSON.stringify(result.content)}`);
+  const bytes = Buffer.from(result.content[0].data, 'base64');
+  if (artifacts) {
+    mkdirSync(artifacts, { recursive: true });
+    writeFileSync(path.join(artifacts, `mcp-e2e-${label}.jpg`), bytes);
+  }
+  return jpeg.decode(bytes, { useTArray: true });
+}
+
+test('select_object on a nested node opens its ancestors and scrolls the block tree to it', async () => {
+  await settled('stopped');
+  const before = await gameXml();
+  const levelId = idOf(before.xml, 'Level');
+  const comments = Array.from({ length: 12 }, (_, i) => `<Comment text="filler ${i}"/>`).join('');
+  const inserted = await callOk('apply_edits', {
+    baseRevision: before.revision,
+    ops: [
+      { op: 'insert', parentId: levelId, xml: `<Group name="Filler" isCollapse="true">${comments}</Group>` },
+      { op: 'insert', parentId: levelId, xml: '<Group name="Outer" x="40" isCollapse="true"><Group name="Inner" isCollapse="true"><Box name="Deep"/></Group></Group>' },
+    ],
+  });
+  assert.match(inserted, /^Applied\./);
+  await settled('stopped');
+  const { xml } = await gameXml();
+  const deepId = idOf(xml, 'Box', 'Deep');
+  await new Promise((r) => setTimeout(r, 500));
+  const shotBefore = await windowShot('tree-before-select');
+
+  const reply = await callOk('select_object', { id: `n${deepId}` });
+  assert.match(reply, /Selection requested/);
+  await new Promise((r) => setTimeout(r, 1500));
+  const shotAfter = await windowShot('tree-after-select');
+  // The tree (left of the scene) shows something else now: its ancestors opened and the list
+  // scrolled down to the block.
+  const tree = regionDifference(shotBefore, shotAfter, 0.13, 0.18, 0.40, 0.97);
+  assert.ok(tree > 8, `the block tree changed (mean difference ${tree.toFixed(1)})`);
+  // Opening for a selection is not an edit: the groups stay closed in the document.
+  const after = await gameXml();
+  assert.equal(after.revision, (await status()).revision);
+  assert.match(after.xml, /<Group\b[^>]*\bname="Outer"[^>]*\bisCollapse="true"/);
+  assert.match(after.xml, /<Group\b[^>]*\bname="Inner"[^>]*\bisCollapse="true"/);
+
+  // The game as it was, for the tests that follow.
+  const cleanup = await callOk('apply_edits', {
+    baseRevision: after.revision,
+    ops: [{ op: 'delete', id: idOf(after.xml, 'Group', 'Outer') }, { op: 'delete', id: idOf(after.xml, 'Group', 'Filler') }],
+  });
+  assert.match(cleanup, /^Applied\./);
+  await settled('stopped');
+});
+
 test('run_game, send_input moves the runner, get_logs with sinceId gives only newer lines, stop_game', async () => {
   const beforeRun = logLines(await callOk('get_logs')).lastId;
   assert.match(await callOk('run_game'), /^Play requested \(asynchronous\)\. Status: \w+ — poll get_status\.$/);
