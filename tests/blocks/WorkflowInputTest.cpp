@@ -263,6 +263,43 @@ TEST_F(WorkflowInputTest, OperationsOnABlockWhoseElementVanishedAreRefusedQuietl
     EXPECT_EQ(scene.text(), before);
 }
 
+TEST_F(WorkflowInputTest, ARightClickDuringADragCancelsItAndOpensTheMenuForWhatIsUnderThePointer) {
+    std::shared_ptr<Block> a = scene.blockNamed("Box");
+    std::shared_ptr<Block> two = scene.workflow->getRootBlock()->getChilds()[1];
+    std::shared_ptr<Block> menuFor;
+    bool menuOpened = false;
+    scene.workflow->setOnContextMenu([&](std::shared_ptr<Block> block) {
+        menuOpened = true;
+        menuFor = block;
+    });
+    const std::string before = scene.text();
+    press(scene.centreOf(*a));
+    scene.frames(15);
+    moveTo(scene.centreOf(*two->getChilds()[0]));
+    ASSERT_TRUE(scene.workflow->isDraggingBlock());
+    scene.ui.setMouseButton(1, true);
+    scene.frame();
+    scene.ui.setMouseButton(1, false);
+    scene.frame();
+    EXPECT_FALSE(scene.workflow->isDraggingBlock());
+    EXPECT_TRUE(menuOpened);
+    EXPECT_EQ(menuFor, two->getChilds()[0]);
+    release();
+    EXPECT_EQ(scene.text(), before);
+}
+
+TEST(WorkflowUnknownElementsTest, ElementsTheSchemaDoesNotKnowAreMovedAndDeletedLikeOthers) {
+    BlocksScene scene(R"(<KiteBench3D><Level name="l"><Thing name="t" odd="1"><Gadget/></Thing></Level><Level name="m"/></KiteBench3D>)");
+    std::shared_ptr<Block> thing = scene.blockNamed("Thing");
+    std::shared_ptr<Block> other = scene.workflow->getRootBlock()->getChilds()[1];
+    ASSERT_TRUE(thing);
+    ASSERT_TRUE(other->addChildBlock(thing, 0, false));
+    EXPECT_STREQ(scene.document.root().last_child().first_child().name(), "Thing");
+    scene.helper->onBlockDelete(scene.blockNamed("Thing"));
+    EXPECT_FALSE(scene.document.root().find_node([](pugi::xml_node n) { return std::string(n.name()) == "Gadget"; }));
+    EXPECT_FALSE(scene.blockNamed("Gadget"));
+}
+
 TEST(WorkflowScrollTest, RevealingADeepBlockOpensItsAncestorsAndScrollsToIt) {
     std::string xml = "<KiteBench3D>";
     for (int i = 0; i < 40; ++i)
