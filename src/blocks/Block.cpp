@@ -104,18 +104,22 @@ void Block::registerId() {
     registered_ = true;
 }
 
-void Block::syncXml() {
+void Block::updateId() {
     const int id = xmlNode_.attribute("id").as_int(-1);
-    if (id != xmlId_) {
-        if (registered_) {
-            auto it = blocksById.find(xmlId_);
-            if (it != blocksById.end() && it->second.get() == this)
-                blocksById.erase(it);
-            registered_ = false;
-        }
-        xmlId_ = id;
-        registerId();
+    if (id == xmlId_ && (registered_ || id == -1 || isDragCopy_))
+        return;
+    if (registered_) {
+        auto it = blocksById.find(xmlId_);
+        if (it != blocksById.end() && it->second.get() == this)
+            blocksById.erase(it);
+        registered_ = false;
     }
+    xmlId_ = id;
+    registerId();
+}
+
+void Block::syncXml() {
+    updateId();
     // The blocks there are, by element.
     std::unordered_map<const void*, std::shared_ptr<Block>> existing;
     existing.reserve(children_.size());
@@ -154,7 +158,7 @@ void Block::loadXml(pugi::xml_node node) {
             child->clear();
         children_.clear();
         hasAiChanges = false;
-        xmlId_ = node.attribute("id").as_int(-1);
+        updateId();
     } else if (!hasAiChanges && aiChangeBorderType() != 0) {
         hasAiChanges = true;
     }

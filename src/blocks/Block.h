@@ -164,6 +164,8 @@ public:
 private:
     void readCommand();
     void registerId();
+    // Follows a new "id" of the element (a reload gives every element a fresh one).
+    void updateId();
 
     std::string name_;
     std::string displayCaption_;

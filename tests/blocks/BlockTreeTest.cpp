@@ -119,7 +119,9 @@ TEST(BlockTreeTest, StructureEditsUpdateInPlaceAndUndoRebuildsWithFreshIds) {
     scene.files.undo();
     scene.frame();
     EXPECT_EQ(childNames(*scene.blockNamed("Level")), (std::vector<std::string>{"Box", "Group"}));
-    // After the reload every block answers to the id its element has now.
+    // After the reload every block answers to the id its element has now, the root too.
+    std::shared_ptr<Block> root = scene.workflow->getRootBlock();
+    EXPECT_EQ(Block::getBlockById(scene.document.root().attribute("id").as_int()), root);
     for (const auto& child : scene.blockNamed("Level")->getChilds())
         EXPECT_EQ(child->getXmlId(), child->getXmlNode().attribute("id").as_int(-2));
     scene.files.redo();
