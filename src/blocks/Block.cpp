@@ -10,25 +10,35 @@
 
 namespace Lumenda3D {
 
-std::unordered_map<int, std::shared_ptr<Block>> Block::blocksById;
-std::shared_ptr<Block> Block::mainBlock;
-std::shared_ptr<Block> Block::selectedBlock;
-std::shared_ptr<Block> Block::mouseHoverBlock;
-std::shared_ptr<Block> Block::pressedBlock;
-std::shared_ptr<Block> Block::dragSource;
-std::shared_ptr<Block> Block::dragTarget;
+namespace {
+
+template <class T>
+T& forever() {
+    return *new T();
+}
+
+} // namespace
+
+std::unordered_map<int, std::shared_ptr<Block>>& Block::blocksById = forever<std::unordered_map<int, std::shared_ptr<Block>>>();
+std::shared_ptr<Block>& Block::mainBlock = forever<std::shared_ptr<Block>>();
+std::shared_ptr<Block>& Block::selectedBlock = forever<std::shared_ptr<Block>>();
+std::shared_ptr<Block>& Block::mouseHoverBlock = forever<std::shared_ptr<Block>>();
+std::shared_ptr<Block>& Block::pressedBlock = forever<std::shared_ptr<Block>>();
+std::shared_ptr<Block>& Block::dragSource = forever<std::shared_ptr<Block>>();
+std::shared_ptr<Block>& Block::dragTarget = forever<std::shared_ptr<Block>>();
 Workflow* Block::workflow = nullptr;
-std::string Block::searchFilter;
+std::string& Block::searchFilter = forever<std::string>();
 bool Block::showOnlyChanges = false;
 bool Block::hasAiChanges = false;
-std::vector<std::function<void(std::shared_ptr<Block>, std::shared_ptr<Block>)>> Block::dragDropDelegate;
+std::vector<std::function<void(std::shared_ptr<Block>, std::shared_ptr<Block>)>>& Block::dragDropDelegate =
+    forever<std::vector<std::function<void(std::shared_ptr<Block>, std::shared_ptr<Block>)>>>();
 LmdSourceFiles* Block::sourceFiles = nullptr;
 const CodeSchema* Block::schema = nullptr;
 int Block::layoutGeneration = 0;
-std::function<void(int)> Block::onSelected = [](int xmlId) {
+std::function<void(int)>& Block::onSelected = *new std::function<void(int)>([](int xmlId) {
     if (Lumenda3DEngine* engine = Lumenda3DEngine::getEngine())
         engine->fireEvents(LmdEventBlockSelected, std::make_shared<LmdBlockSelectedEvent>(xmlId));
-};
+});
 
 namespace {
 

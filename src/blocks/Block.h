@@ -139,25 +139,27 @@ public:
     int borderState = kBorderNormal;
 
     // --- Class-wide state -----------------------------------------------------------------------
-    static std::unordered_map<int, std::shared_ptr<Block>> blocksById;
-    static std::shared_ptr<Block> mainBlock;
-    static std::shared_ptr<Block> selectedBlock;
-    static std::shared_ptr<Block> mouseHoverBlock;
-    static std::shared_ptr<Block> pressedBlock;
-    static std::shared_ptr<Block> dragSource;
-    static std::shared_ptr<Block> dragTarget;
+    // These live until the process ends (never destroyed), so that panels destroyed at exit, in
+    // whatever order, still find them.
+    static std::unordered_map<int, std::shared_ptr<Block>>& blocksById;
+    static std::shared_ptr<Block>& mainBlock;
+    static std::shared_ptr<Block>& selectedBlock;
+    static std::shared_ptr<Block>& mouseHoverBlock;
+    static std::shared_ptr<Block>& pressedBlock;
+    static std::shared_ptr<Block>& dragSource;
+    static std::shared_ptr<Block>& dragTarget;
     static Workflow* workflow;
-    static std::string searchFilter;
+    static std::string& searchFilter;
     static bool showOnlyChanges;
     static bool hasAiChanges;
     // Observers of a completed drop (dragged, target).
-    static std::vector<std::function<void(std::shared_ptr<Block>, std::shared_ptr<Block>)>> dragDropDelegate;
+    static std::vector<std::function<void(std::shared_ptr<Block>, std::shared_ptr<Block>)>>& dragDropDelegate;
     // Where blocks write: the document service of the open game; null writes nothing.
     static LmdSourceFiles* sourceFiles;
     // The command schema the blocks read their icon and attribute display from; may be null.
     static const CodeSchema* schema;
     // Told the id of a block that was selected; by default the engine's event 19.
-    static std::function<void(int xmlId)> onSelected;
+    static std::function<void(int xmlId)>& onSelected;
     // Bumped whenever something that the layout depends on changed.
     static int layoutGeneration;
 
