@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cctype>
 
+#include "base/LmdValueParser.h"
 #include "engine/Lumenda3DEngine.h"
 #include "engine/editing/LmdSourceFiles.h"
 #include "engine/events/LmdEvent.h"
@@ -45,13 +46,6 @@ namespace {
 std::unordered_map<std::string, ImVec4>& categoryColors() {
     static std::unordered_map<std::string, ImVec4> colors;
     return colors;
-}
-
-std::string lowered(const char* text) {
-    std::string out(text ? text : "");
-    for (char& c : out)
-        c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    return out;
 }
 
 } // namespace
@@ -302,16 +296,20 @@ int Block::aiChangeBorderType() const {
 }
 
 bool Block::matchesSearchFilter() const {
-    if (searchFilter.empty())
+    return !searchFilter.empty() && matchesLoweredFilter(LmdValueParser::toLower(searchFilter));
+}
+
+bool Block::matchesLoweredFilter(const std::string& filter) const {
+    if (filter.empty())
         return false;
-    const std::string filter = lowered(searchFilter.c_str());
-    if (lowered(name_.c_str()).find(filter) != std::string::npos)
+    auto holds = [&filter](const char* text) { return LmdValueParser::toLower(text).find(filter) != std::string::npos; };
+    if (holds(name_.c_str()))
         return true;
     for (pugi::xml_attribute a = xmlNode_.first_attribute(); a; a = a.next_attribute())
-        if (lowered(a.name()).find(filter) != std::string::npos)
+        if (holds(a.name()))
             return true;
     for (pugi::xml_attribute a = xmlNode_.first_attribute(); a; a = a.next_attribute())
-        if (lowered(a.value()).find(filter) != std::string::npos)
+        if (holds(a.value()))
             return true;
     return false;
 }
@@ -376,27 +374,27 @@ bool Block::removeFromParent() {
 }
 
 void Block::insertNodeAtIndex(const pugi::xml_node& node, int index) {
-    if (!sourceFiles)
-        return;
+    if (sourceFiles)
+        moveNodeToIndex(*sourceFiles, xmlNode_, node, index);
+}
+
+void Block::moveNodeToIndex(LmdSourceFiles& files, const pugi::xml_node& parent, const pugi::xml_node& node,
+                            int index) {
     if (index <= 0) {
-        sourceFiles->prependMove(xmlNode_, node);
+        files.prependMove(parent, node);
         return;
     }
     // The element before the place, counting elements only and not the moving one itself.
-    pugi::xml_node before;
     int seen = 0;
-    for (pugi::xml_node c = xmlNode_.first_child(); c; c = c.next_sibling()) {
+    for (pugi::xml_node c = parent.first_child(); c; c = c.next_sibling()) {
         if (c.type() != pugi::node_element || c == node)
             continue;
         if (++seen == index) {
-            before = c;
-            break;
+            files.insertMoveAfter(parent, node, c);
+            return;
         }
     }
-    if (before)
-        sourceFiles->insertMoveAfter(xmlNode_, node, before);
-    else
-        sourceFiles->appendMove(xmlNode_, node);
+    files.appendMove(parent, node);
 }
 
 void Block::expandAncestors() {

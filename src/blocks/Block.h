@@ -98,6 +98,8 @@ public:
     // Whether the name, an attribute name or an attribute value contains the search text,
     // ignoring case; an empty search matches nothing.
     bool matchesSearchFilter() const;
+    // The same test with a filter already in lower case (for passes over the whole tree).
+    bool matchesLoweredFilter(const std::string& loweredFilter) const;
     bool matchesSearchFilterRecursive() const;
     bool matchesChangeFilter() const { return aiChangeBorderType() != 0; }
     bool matchesChangeFilterRecursive() const;
@@ -112,6 +114,10 @@ public:
     bool removeFromParent();
     // Moves `node` to child position `index` of this block's element, through the document service.
     void insertNodeAtIndex(const pugi::xml_node& node, int index);
+    // Moves `node` to element position `index` among the other children of `parent` (0: first,
+    // past the end: last), through `files`.
+    static void moveNodeToIndex(LmdSourceFiles& files, const pugi::xml_node& parent, const pugi::xml_node& node,
+                                int index);
     // Opens every ancestor (in memory only).
     void expandAncestors();
     // Makes this block the selected one and tells the engine (event 19) when it has an id.

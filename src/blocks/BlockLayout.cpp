@@ -5,42 +5,16 @@
 #include <cstring>
 #include <sstream>
 
+#include "base/LmdValueParser.h"
 #include "blocks/Block.h"
 #include "ui/BaseUI.h"
 
 namespace Lumenda3D {
 namespace {
 
-std::string lowered(const char* text) {
-    std::string out(text ? text : "");
-    for (char& c : out)
-        c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    return out;
-}
-
-bool contains(const char* text, const std::string& loweredNeedle) {
-    return lowered(text).find(loweredNeedle) != std::string::npos;
-}
-
-// The same test as Block::matchesSearchFilter, with the filter folded once for the whole pass.
-bool matches(const Block& block, const std::string& filter) {
-    if (filter.empty())
-        return false;
-    if (contains(block.getName().c_str(), filter))
-        return true;
-    const pugi::xml_node node = block.getXmlNode();
-    for (pugi::xml_attribute a = node.first_attribute(); a; a = a.next_attribute())
-        if (contains(a.name(), filter))
-            return true;
-    for (pugi::xml_attribute a = node.first_attribute(); a; a = a.next_attribute())
-        if (contains(a.value(), filter))
-            return true;
-    return false;
-}
-
 void markFilters(Block& block, const std::string& filter, bool searching, bool changes) {
     Block::Layout& l = block.layout;
-    l.matchSelf = searching && matches(block, filter);
+    l.matchSelf = searching && block.matchesLoweredFilter(filter);
     l.changeSelf = changes && block.aiChangeBorderType() != 0;
     l.matchBelow = false;
     l.changeBelow = false;
@@ -228,7 +202,7 @@ bool BlockLayout::measure(Block& block, const Metrics& m, const IconSize& iconSi
 }
 
 void BlockLayout::compute(Block& root, const Metrics& metrics, const IconSize& iconSize) {
-    const std::string filter = lowered(Block::searchFilter.c_str());
+    const std::string filter = LmdValueParser::toLower(Block::searchFilter);
     const bool searching = !filter.empty();
     markFilters(root, filter, searching, Block::showOnlyChanges);
     size(root, metrics, iconSize, false, searching);

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "base/LmdLog.h"
+#include "base/LmdValueParser.h"
 #include "base/XmlUtils.h"
 #include "blocks/Block.h"
 #include "blocks/BlockDefaultsTemplate.h"
@@ -24,24 +25,6 @@ int elementIndexOf(const pugi::xml_node& node) {
         if (s.type() == pugi::node_element)
             ++index;
     return index;
-}
-
-// Moves `node`, a child of `parent`, to element position `index` among the other children.
-void moveToIndex(LmdSourceFiles& files, const pugi::xml_node& parent, const pugi::xml_node& node, int index) {
-    if (index <= 0) {
-        files.prependMove(parent, node);
-        return;
-    }
-    int seen = 0;
-    for (pugi::xml_node c = parent.first_child(); c; c = c.next_sibling()) {
-        if (c.type() != pugi::node_element || c == node)
-            continue;
-        if (++seen == index) {
-            files.insertMoveAfter(parent, node, c);
-            return;
-        }
-    }
-    files.appendMove(parent, node);
 }
 
 bool isElementOfDocument(const pugi::xml_node& node) {
@@ -440,10 +423,7 @@ pugi::xml_node BlocksHelper::dropTemplate(const pugi::xml_node& target, const st
         }
         sourceFiles_->setAttribute(node, "id", Lumenda3DUtils::getNextId());
         if (hasName) {
-            std::string base = blockName;
-            for (char& c : base)
-                c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-            sourceFiles_->setAttribute(node, "name", sourceFiles_->getNextAutoName(base));
+            sourceFiles_->setAttribute(node, "name", sourceFiles_->getNextAutoName(LmdValueParser::toLower(blockName)));
         }
         if (registerXmlNode_)
             registerXmlNode_(node);
@@ -456,7 +436,7 @@ pugi::xml_node BlocksHelper::dropTemplate(const pugi::xml_node& target, const st
         // The element entered last; it moves to its place unless that is the end.
         const int count = elementIndexOf(node);
         if (index < count)
-            moveToIndex(*sourceFiles_, target, node, index);
+            Block::moveNodeToIndex(*sourceFiles_, target, node, index);
         // A new child is never hidden in a closed block.
         if (target.attribute("isCollapse").as_bool(false))
             sourceFiles_->setAttribute(target, "isCollapse", false);

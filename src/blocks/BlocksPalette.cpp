@@ -4,6 +4,7 @@
 #include <cctype>
 #include <cstdlib>
 
+#include "base/LmdValueParser.h"
 #include "blocks/Block.h"
 #include "blocks/BlockLayout.h"
 #include "blocks/BlockTemplate.h"
@@ -14,12 +15,6 @@ namespace Lumenda3D {
 namespace {
 
 const ImVec4 kGrey(0.5f, 0.5f, 0.5f, 1.0f);
-
-std::string lowered(std::string text) {
-    for (char& c : text)
-        c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    return text;
-}
 
 ImVec4 times(ImVec4 c, float f) {
     return ImVec4(std::min(1.0f, c.x * f), std::min(1.0f, c.y * f), std::min(1.0f, c.z * f), c.w);
@@ -118,7 +113,7 @@ float BlocksPalette::getWidth() const {
 }
 
 bool BlocksPalette::matchesSearch(const BlockTemplate& entry) const {
-    return search_.empty() || lowered(entry.getDisplayName()).find(lowered(search_)) != std::string::npos;
+    return search_.empty() || LmdValueParser::toLower(entry.getDisplayName()).find(LmdValueParser::toLower(search_)) != std::string::npos;
 }
 
 std::vector<BlockTemplate*> BlocksPalette::getVisibleBlocks() const {
@@ -148,11 +143,7 @@ void BlocksPalette::draw() {
     const bool running = isRunning_ && isRunning_();
     if (!running) {
         const ImVec2 display = ImGui::GetIO().DisplaySize;
-        float top = 0.0f;
-        for (const char* name : {"tabs", "topBar"})
-            if (std::shared_ptr<BaseUI> element = getElementByName(name))
-                top = std::max(top, element->getBottom());
-        top -= 2.0f;
+        const float top = Workflow::topBelowBars(*this);
         ImGui::SetNextWindowPos(ImVec2(0.0f, top), ImGuiCond_Always);
         ImGui::SetNextWindowSize(ImVec2(getWidth(), std::max(0.0f, display.y - top)), ImGuiCond_Always);
         const ImGuiWindowFlags flags = ImGuiWindowFlags_NoTitleBar | ImGuiWindowFlags_NoMove |

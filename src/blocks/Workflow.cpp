@@ -334,14 +334,18 @@ void Workflow::ensureLayout() {
     layoutFontSize_ = fontSize;
 }
 
+float Workflow::topBelowBars(const BaseUI& panel) {
+    float top = 0.0f;
+    for (const char* name : {"tabs", "topBar"})
+        if (std::shared_ptr<BaseUI> element = panel.getElementByName(name))
+            top = std::max(top, element->getBottom());
+    return top - 2.0f;
+}
+
 void Workflow::draw() {
     dpiScale_ = BaseUI::getDpiScale();
     const ImVec2 display = ImGui::GetIO().DisplaySize;
-    float top = 0.0f;
-    for (const char* name : {"tabs", "topBar"})
-        if (std::shared_ptr<BaseUI> element = getElementByName(name))
-            top = std::max(top, element->getBottom());
-    top -= 2.0f;
+    const float top = topBelowBars(*this);
     const float left = palette_ ? palette_->getWidth() : 0.0f;
     ImGui::SetNextWindowPos(ImVec2(left, top), ImGuiCond_Always);
     if (top > 0.0f && top < display.y && display.y - top >= 100.0f) {

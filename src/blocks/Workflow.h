@@ -55,6 +55,8 @@ public:
     // Told the block the user right-clicked (null: the empty tree) before the tree's context menu
     // opens. May be empty.
     void setOnContextMenu(std::function<void(std::shared_ptr<Block>)> f) { onContextMenu_ = std::move(f); }
+    // Where the block panels start: below the tabs and the top bar (their bottom edge, less 2).
+    static float topBelowBars(const BaseUI& panel);
     // Makes this panel the one blocks read their scale from.
     void setWorkflowReference() { Block::workflow = this; }
 

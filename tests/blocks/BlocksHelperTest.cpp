@@ -11,10 +11,7 @@ using Lumenda3D::test::BlocksScene;
 
 namespace {
 
-ScriptParser& parser() {
-    static ScriptParser instance(ScriptParser::defaultSchemaPath());
-    return instance;
-}
+using Lumenda3D::test::schemaParser;
 
 const char* kGame = R"(<KiteBench3D>
   <Level name="one"><Box name="crate" x="1" y="2" z="3"/><Comment text="hi"/></Level>
@@ -24,7 +21,7 @@ const char* kGame = R"(<KiteBench3D>
 class BlocksHelperTest : public ::testing::Test {
 protected:
     BlocksHelperTest() {
-        scene.helper->setScriptParser(std::shared_ptr<ScriptParser>(&parser(), [](ScriptParser*) {}));
+        scene.helper->setScriptParser(test::sharedSchemaParser());
         scene.helper->setRunPartialSourceCallback([this](pugi::xml_node& node, pugi::xml_node&) { built.push_back(node.name()); });
     }
     pugi::xml_node levelOne() const { return scene.document.root().child("Level"); }
@@ -95,18 +92,18 @@ TEST_F(BlocksHelperTest, GizmoCopyMakesCountCopiesAlongTheObjectAsOneStep) {
 TEST_F(BlocksHelperTest, AddWithoutABlockGoesUnderTheRootAtTheSceneCentre) {
     scene.helper->setGetSceneCenterScreenPosCallback([] { return ImVec2(640, 400); });
     scene.helper->setConvert2DTo3DCallback([](ImVec2 p) { return Ogre::Vector3(p.x / 100, 0, p.y / 100); });
-    scene.helper->onBlockAdd(nullptr, parser().getCodeSchema()->getCommand("Sphere"));
+    scene.helper->onBlockAdd(nullptr, schemaParser().getCodeSchema()->getCommand("Sphere"));
     pugi::xml_node sphere = scene.document.root().last_child();
     ASSERT_STREQ(sphere.name(), "Sphere");
     EXPECT_FLOAT_EQ(sphere.attribute("x").as_float(), 6.4f);
     EXPECT_TRUE(scene.block(sphere.attribute("id").as_int()));
     // Inside a block that gives no free position, the defaults stand.
-    scene.helper->onBlockAdd(scene.blockNamed("Box"), parser().getCodeSchema()->getCommand("Sphere"));
+    scene.helper->onBlockAdd(scene.blockNamed("Box"), schemaParser().getCodeSchema()->getCommand("Sphere"));
     EXPECT_STRNE(levelOne().child("Box").child("Sphere").attribute("x").value(), "6.4");
     // Without a parent there is nothing to add to.
     std::string message;
     scene.helper->setShowErrorCallback([&message](const std::string& text) { message = text; });
-    scene.helper->addObject(parser().getCodeSchema()->getCommand("Sphere"), ImVec2(), false);
+    scene.helper->addObject(schemaParser().getCodeSchema()->getCommand("Sphere"), ImVec2(), false);
     EXPECT_TRUE(message.empty());
 }
 

@@ -17,10 +17,7 @@ using Lumenda3D::test::BlocksScene;
 
 namespace {
 
-ScriptParser& parser() {
-    static ScriptParser instance(ScriptParser::defaultSchemaPath());
-    return instance;
-}
+using Lumenda3D::test::schemaParser;
 
 const char* kGame = R"(<KiteBench3D>
   <Var name="score" value="0"/>
@@ -31,10 +28,10 @@ const char* kGame = R"(<KiteBench3D>
 class BlocksPaletteTest : public ::testing::Test {
 protected:
     BlocksPaletteTest() {
-        Block::schema = parser().getCodeSchema();
-        scene.palette->setSchema(parser().getCodeSchema());
+        Block::schema = schemaParser().getCodeSchema();
+        scene.palette->setSchema(schemaParser().getCodeSchema());
         scene.palette->loadCategoriesAndBlocks();
-        scene.helper->setScriptParser(std::shared_ptr<ScriptParser>(&parser(), [](ScriptParser*) {}));
+        scene.helper->setScriptParser(test::sharedSchemaParser());
         scene.helper->setConvert2DTo3DCallback([](ImVec2) { return Ogre::Vector3(1.5f, 0.0f, -2.0f); });
         scene.frames(2);
     }

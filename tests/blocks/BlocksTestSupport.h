@@ -10,6 +10,7 @@
 #include "blocks/Workflow.h"
 #include "engine/document/LmdGameDocument.h"
 #include "engine/editing/LmdSourceFiles.h"
+#include "engine/scene/ScriptParser.h"
 #include "ui/AllUI.h"
 
 #include <imgui_internal.h>
@@ -32,6 +33,17 @@ public:
         ImGui::End();
     }
 };
+
+// The game language of media/codeSchema.xml, loaded once.
+inline ScriptParser& schemaParser() {
+    static ScriptParser instance(ScriptParser::defaultSchemaPath());
+    return instance;
+}
+
+// The parser as the helper holds it, without owning it.
+inline std::shared_ptr<ScriptParser> sharedSchemaParser() {
+    return std::shared_ptr<ScriptParser>(&schemaParser(), [](ScriptParser*) {});
+}
 
 class BlocksScene {
 public:
