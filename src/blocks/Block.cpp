@@ -1,7 +1,6 @@
 #include "blocks/Block.h"
 
 #include <algorithm>
-#include <cctype>
 
 #include "base/LmdValueParser.h"
 #include "engine/Lumenda3DEngine.h"

@@ -1,5 +1,6 @@
 #include "blocks/BlockDefaultsTemplate.h"
 
+#include <cctype>
 #include <fstream>
 #include <memory>
 #include <sstream>

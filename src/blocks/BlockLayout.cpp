@@ -1,7 +1,6 @@
 #include "blocks/BlockLayout.h"
 
 #include <algorithm>
-#include <cctype>
 #include <cstring>
 #include <sstream>
 

@@ -1,7 +1,6 @@
 #include "blocks/BlocksHelper.h"
 
 #include <algorithm>
-#include <cctype>
 #include <limits>
 #include <vector>
 

@@ -1,7 +1,6 @@
 #include "blocks/BlocksPalette.h"
 
 #include <algorithm>
-#include <cctype>
 #include <cstdlib>
 
 #include "base/LmdValueParser.h"
