@@ -156,6 +156,7 @@ void Block::syncXml() {
 
 void Block::loadXml(pugi::xml_node node) {
     xmlNode_ = node;
+    alive_ = true;
     if (isMainBlock_) {
         for (auto& child : children_)
             child->clear();
@@ -178,6 +179,7 @@ void Block::loadXml(pugi::xml_node node) {
 }
 
 void Block::clear() {
+    alive_ = false;
     if (registered_) {
         auto it = blocksById.find(xmlId_);
         if (it != blocksById.end() && it->second.get() == this)
@@ -231,18 +233,9 @@ bool Block::isChildOf(const std::shared_ptr<Block>& other) const {
 }
 
 bool Block::isAlive() const {
-    if (!xmlNode_)
-        return false;
-    // A node of a document that was replaced is not reachable from the live root any more.
-    pugi::xml_node top = xmlNode_;
-    while (top.parent())
-        top = top.parent();
-    if (top.type() != pugi::node_document)
-        return false;
-    if (Lumenda3DEngine* engine = Lumenda3DEngine::getEngine())
-        if (pugi::xml_document* live = engine->getSourceXml())
-            return top == *live;
-    return true;
+    // A block whose element left the document (a removal, a reload) was cleared by the tree; its
+    // handle may point into a document that no longer exists, so it is never read then.
+    return alive_ && xmlNode_;
 }
 
 int Block::indexInParent() const {

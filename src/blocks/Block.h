@@ -189,6 +189,7 @@ private:
     bool collapsed_ = false;
     bool collapseInXml_ = false;  // "isCollapse" as last read
     bool registered_ = false;
+    bool alive_ = true;  // false once cleared: its element left the tree
 };
 
 } // namespace Lumenda3D

@@ -256,8 +256,9 @@ void Lumenda3DEditor::registerCommands() {
                   [this, canEdit] { return canEdit() && sourceFiles->canRedo(); }, "", [this] { doRedo(); }});
     // The selected scene object's element, copied and pasted with the keys (the menus list the
     // same commands). Only in the edit scene: the Source tab's text field takes Ctrl+C and Ctrl+V
-    // itself, and a running game is not edited.
-    auto inEditScene = [this] { return isEditMode && !isRunning(); };
+    // itself, the block tree takes them for its blocks while the pointer is on it, and a running
+    // game is not edited.
+    auto inEditScene = [this] { return isEditMode && !isRunning() && !isPointerOnBlockTree(); };
     commands.add({kCopyObjectCommand, "Copy Object", {"Ctrl+C"},
                   [this, inEditScene] { return inEditScene() && getSelectedObject() != nullptr; }, "",
                   [this] { editorCopy(true); }});

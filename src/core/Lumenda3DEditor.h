@@ -145,6 +145,8 @@ public:
     void setupBlocksHelper();
     // The block tree panel; null without one.
     Workflow* getWorkflow() const;
+    // Whether the pointer is on the block tree, whose keys then act on blocks.
+    bool isPointerOnBlockTree() const;
     // Rebuilds the block tree from the document's top element.
     void refresh();
     // Event 17: copies of the attached object pulled out with the gizmo.

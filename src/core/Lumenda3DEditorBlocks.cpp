@@ -26,6 +26,11 @@ Workflow* Lumenda3DEditor::getWorkflow() const {
     return allUI ? allUI->getPanel<Workflow>().get() : nullptr;
 }
 
+bool Lumenda3DEditor::isPointerOnBlockTree() const {
+    Workflow* workflow = getWorkflow();
+    return workflow && ImGui::GetCurrentContext() && workflow->containsScreenPoint(ImGui::GetIO().MousePos);
+}
+
 void Lumenda3DEditor::refresh() {
     if (Workflow* workflow = getWorkflow())
         if (pugi::xml_document* document = getSourceXml())

@@ -53,7 +53,7 @@ public:
         files.attachDocument(&document);
         files.setHistoryEnabled(true);
         // Undo hands back the text; the editor reloads it, as here.
-        files.setOnSnapshotApplied([this](const std::string& text) { document.setXmlSourceString(text); });
+        files.setOnSnapshotApplied([this](const std::string& text) { return document.setXmlSourceString(text); });
         container->setElement("tabs", strip);
         container->setElement(Workflow::kName, workflow);
         container->setElement(BlocksPalette::kName, palette);

@@ -434,6 +434,20 @@ until loaded
 frames 3
 expect elements Coin2 1
 expect objects Coin2 1
+# Ctrl+C and Ctrl+V on the tree copy the block and paste it behind the selected one, once.
+click-block Coin2
+user-keys ctrl c
+select Coin4
+frames 10
+click-block Coin4
+user-keys ctrl v
+frames 3
+expect elements Coin2 2
+until objects Coin2 2
+user-keys ctrl z
+until loaded
+frames 3
+expect elements Coin2 1
 quit" "$source_dir/media/examples/platformer.xml"
   ;;
 
