@@ -25,7 +25,7 @@ std::shared_ptr<BlocksHelper> registerBlocksPanels(AllUI& ui) {
         Workflow* tree = workflow.get();
         auto selected = [tree] { return tree->hasSelection(); };
         // Keys reach these from the tree itself (Delete, Ctrl+C, Ctrl+V, Ctrl+D while the pointer
-        // or the focus is on it), so they carry no shortcut of the registry's, which would take
+        // is on it), so they carry no shortcut of the registry's, which would take
         // the keys from every other panel.
         commands->add({"blocks.delete", "Delete Block", {}, selected, "", [tree] { tree->deleteSelected(); }});
         commands->add({"blocks.duplicate", "Duplicate Block", {}, selected, "", [tree] { tree->duplicateSelected(); }});

@@ -253,9 +253,9 @@ void Workflow::drawDragPreview() {
 
 void Workflow::handleKeys() {
     const ImGuiIO& io = ImGui::GetIO();
-    // The tree's keys while the pointer or the focus is on the panel and no text is being typed.
-    const bool focused = ImGui::IsWindowFocused(ImGuiFocusedFlags_RootAndChildWindows);
-    if (io.WantTextInput || (!areaHovered_ && !focused) || ImGui::IsPopupOpen("", ImGuiPopupFlags_AnyPopupId))
+    // The tree's keys while the pointer is on it and no text is being typed; elsewhere the same
+    // keys act on the scene's objects.
+    if (io.WantTextInput || !areaHovered_ || ImGui::IsPopupOpen("", ImGuiPopupFlags_AnyPopupId))
         return;
     if (keyPressed(ImGui::GetKeyIndex(ImGuiKey_Delete)))
         deleteSelected();
