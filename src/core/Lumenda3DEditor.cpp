@@ -58,9 +58,12 @@ Lumenda3DEditor::Lumenda3DEditor(const std::string& appName) : LmdRuntime(claimE
     // The editing layer: the document service with undo and auto-save, the gizmos, selection.
     LmdEditTools::install(*this);
     registerCommands();
-    // The log's state must outlive the application object, which may be destroyed at process
-    // exit and still log on the way: making it now puts its destruction after ours.
+    // The log's state and the cloud services must outlive the application object, which may be
+    // destroyed at process exit and still log and cancel cloud requests on the way: making them
+    // now puts their destruction after ours.
     LmdLog::removeSink(0);
+    ResourceLoader::getInstance();
+    AuthenticationManager::getInstance();
 }
 
 Lumenda3DEditor::~Lumenda3DEditor() {
