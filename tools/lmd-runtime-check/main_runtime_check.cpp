@@ -264,10 +264,21 @@ void screenshot(CheckApp& app, const fs::path& folder, const std::string& name) 
     expect(mean > 15 && deviation > 12, line);
 }
 
+// Holds the keys down for `seconds` of game time, then lets them go. A hold queued as one wall-time
+// span would give the game less time than asked on a loaded machine (slow frames advance the game
+// by at most 0.1 s each), so the hold is measured in frames played, as playFor does.
 void keys(CheckApp& app, const std::vector<std::string>& names, float seconds) {
-    std::string error;
-    expect(app.queueSyntheticKeys(names, seconds, error), "synthetic keys queued " + error);
-    settleInput(app);
+    auto queue = [&](int op) {
+        std::vector<LmdInputStep> steps(names.size());
+        for (size_t i = 0; i < names.size(); ++i)
+            steps[i].op = op, steps[i].key = names[i];
+        std::string error;
+        expect(app.queueSyntheticSequence(steps, error), "synthetic keys queued " + error);
+        settleInput(app);
+    };
+    queue(LmdInputStep::KeyDown);
+    runFor(app, seconds);
+    queue(LmdInputStep::KeyUp);
 }
 
 void clickAt(CheckApp& app, int x, int y) {

@@ -232,18 +232,13 @@ LmdHistoryRecord spliceRecord(const pugi::xml_node& parent, uint32_t index) {
 }
 } // namespace
 
-pugi::xml_node LmdSourceFiles::appendChild(const pugi::xml_node& parent, const char* elementName) {
-    if (!parent || !elementName || !*elementName)
-        return pugi::xml_node();
-    pugi::xml_node p = parent;
-    if (!inDocument(parent))
-        return p.append_child(elementName);
-    LmdHistoryStep* step = stepForStructure();
-    pugi::xml_node created = p.append_child(elementName);
+// Records a node just inserted into the document in the open history step (if any) and
+// announces the change; returns the node, or the null node when the insertion failed.
+pugi::xml_node LmdSourceFiles::recordInserted(LmdHistoryStep* step, const pugi::xml_node& created) {
     if (!created)
         return created;
     if (step) {
-        LmdHistoryRecord r = spliceRecord(p, LmdXmlTreeOps::childIndex(created));
+        LmdHistoryRecord r = spliceRecord(created.parent(), LmdXmlTreeOps::childIndex(created));
         r.insertedCount = 1;
         r.insertedXml = LmdXmlTreeOps::fragmentOf(created, 1);
         step->records.push_back(std::move(r));
@@ -252,6 +247,17 @@ pugi::xml_node LmdSourceFiles::appendChild(const pugi::xml_node& parent, const c
     }
     afterChange(LmdDocumentChange::Kind::Structure, created);
     return created;
+}
+
+pugi::xml_node LmdSourceFiles::appendChild(const pugi::xml_node& parent, const char* elementName) {
+    if (!parent || !elementName || !*elementName)
+        return pugi::xml_node();
+    pugi::xml_node p = parent;
+    if (!inDocument(parent))
+        return p.append_child(elementName);
+    LmdHistoryStep* step = stepForStructure();
+    pugi::xml_node created = p.append_child(elementName);
+    return recordInserted(step, created);
 }
 
 pugi::xml_node LmdSourceFiles::insertCopyAfter(const pugi::xml_node& parent, const pugi::xml_node& source,
@@ -265,18 +271,7 @@ pugi::xml_node LmdSourceFiles::insertCopyAfter(const pugi::xml_node& parent, con
         return after ? p.insert_copy_after(source, after) : p.append_copy(source);
     LmdHistoryStep* step = stepForStructure();
     pugi::xml_node created = after ? p.insert_copy_after(source, after) : p.append_copy(source);
-    if (!created)
-        return created;
-    if (step) {
-        LmdHistoryRecord r = spliceRecord(p, LmdXmlTreeOps::childIndex(created));
-        r.insertedCount = 1;
-        r.insertedXml = LmdXmlTreeOps::fragmentOf(created, 1);
-        step->records.push_back(std::move(r));
-        history_.stepChanged();
-        joinNodes_.push_back(created);
-    }
-    afterChange(LmdDocumentChange::Kind::Structure, created);
-    return created;
+    return recordInserted(step, created);
 }
 
 pugi::xml_node LmdSourceFiles::appendCopy(const pugi::xml_node& parent, const pugi::xml_node& source) {

@@ -164,6 +164,7 @@ private:
     bool inDocument(const pugi::xml_node& node) const;
     void setAttributeText(const pugi::xml_node& node, const char* name, const std::string& value);
     LmdHistoryStep* stepForStructure();
+    pugi::xml_node recordInserted(LmdHistoryStep* step, const pugi::xml_node& created);
     LmdHistoryStep* stepForAttribute(const pugi::xml_node& node, const char* name, bool foldable);
     bool isCreatedInJoinWindow(const pugi::xml_node& node) const;
     // Marks the document changed (version, auto-save) and tells the listeners, or keeps the news
