@@ -47,16 +47,21 @@ void LmdAutoSaver::noteChange(Clock::time_point now) {
     lastChange_ = now;
 }
 
+AutoSaveSnapshot LmdAutoSaver::snapshotNow(const std::function<std::string()>& produceXml) const {
+    AutoSaveSnapshot snapshot;
+    snapshot.xml = produceXml();
+    snapshot.projectName = projectName_;
+    snapshot.timestamp = static_cast<int64_t>(std::time(nullptr));
+    return snapshot;
+}
+
 void LmdAutoSaver::update(const std::function<std::string()>& produceXml, Clock::time_point now) {
     if (!enabled_ || !dirty_)
         return;
     if (now - lastChange_ < quiet_ && now - firstChange_ < longest_)
         return;
     dirty_ = false;
-    AutoSaveSnapshot snapshot;
-    snapshot.xml = produceXml();
-    snapshot.projectName = projectName_;
-    snapshot.timestamp = static_cast<int64_t>(std::time(nullptr));
+    AutoSaveSnapshot snapshot = snapshotNow(produceXml);
     if (!snapshot.xml.empty())
         queue(std::move(snapshot));
 }
@@ -95,10 +100,7 @@ void LmdAutoSaver::endSession(bool unsavedWork, const std::function<std::string(
     if (!enabled_ || (!dirty_ && !ownBackup))
         return;
     dirty_ = false;
-    AutoSaveSnapshot snapshot;
-    snapshot.xml = produceXml();
-    snapshot.projectName = projectName_;
-    snapshot.timestamp = static_cast<int64_t>(std::time(nullptr));
+    AutoSaveSnapshot snapshot = snapshotNow(produceXml);
     snapshot.closedNormally = true;
     if (snapshot.xml.empty())
         return;

@@ -79,6 +79,8 @@ private:
         AutoSaveSnapshot snapshot;
         uint64_t generation = 0;
     };
+    // The document as it is now, with this project's name and the time.
+    AutoSaveSnapshot snapshotNow(const std::function<std::string()>& produceXml) const;
     void queue(AutoSaveSnapshot snapshot);
     void run();
     void ensureThread();
