@@ -8,6 +8,8 @@
 #include <OgreRoot.h>
 #include <OgreSceneNode.h>
 
+#include "attributes/AttributesEditor.h"
+#include "attributes/AttributesPanels.h"
 #include "base/LmdLog.h"
 #include "base/LmdPaths.h"
 #include "blocks/BlocksHelper.h"
@@ -236,6 +238,7 @@ void Lumenda3DEditor::registerPanels(AllUI& ui) {
     registerChromePanels(ui);
     registerProjectPanels(ui);
     blocksHelper = registerBlocksPanels(ui);
+    attributesEditor = registerAttributesPanels(ui);
     // Clicks that an agent's synthetic input delivers are refused on the permission rows and on
     // the prompt: an agent must not grant itself rights.
     LmdAgentClickGuard guard([] {
@@ -300,7 +303,8 @@ void Lumenda3DEditor::onClose() {
 }
 
 void Lumenda3DEditor::play() {
-    // The attribute panel is closed here once it exists.
+    if (attributesEditor)
+        attributesEditor->close();
     LmdRuntime::play();
     isEditMode = false;
 }
@@ -317,7 +321,8 @@ void Lumenda3DEditor::pause() {
 }
 
 void Lumenda3DEditor::clear() {
-    // The attribute panel is closed here once it exists.
+    if (attributesEditor)
+        attributesEditor->close();
     LmdRuntime::clear();
 }
 
@@ -382,23 +387,29 @@ void Lumenda3DEditor::selectSceneObject(int xmlId) {
 }
 
 void Lumenda3DEditor::selectBlockByXmlId(int xmlId, bool openAttributes) {
-    // The attribute panel opens the block here (openAttributes) once it exists.
     if (xmlId <= 0)
         return;
     selectSceneObject(xmlId);
     // The tree shows it: its ancestors open and the list scrolls to it.
-    if (Workflow* workflow = getWorkflow())
-        workflow->revealBlock(xmlId, true);
-    (void)openAttributes;
+    Workflow* workflow = getWorkflow();
+    if (!workflow)
+        return;
+    workflow->revealBlock(xmlId, true);
+    if (openAttributes && attributesEditor)
+        if (std::shared_ptr<Block> block = workflow->getBlockById(xmlId))
+            attributesEditor->setBlock(block, true);
 }
 
 void Lumenda3DEditor::onBlockSelected(std::shared_ptr<LmdEvent> event) {
     auto selected = std::dynamic_pointer_cast<LmdBlockSelectedEvent>(event);
     if (!selected || selected->getXmlId() == -1)
         return;
-    // The block of the id is looked up in the block tree here once it exists, and shown in the
-    // attribute panel after the selection (also when it has no scene object).
+    // Shown in the attribute panel after the selection, also when it has no scene object.
     selectSceneObject(selected->getXmlId());
+    Workflow* workflow = getWorkflow();
+    if (std::shared_ptr<Block> block = workflow ? workflow->getBlockById(selected->getXmlId()) : nullptr)
+        if (attributesEditor)
+            attributesEditor->setBlock(block, true);
 }
 
 bool Lumenda3DEditor::hasSelectableChildObjects(LmdBase3D* object) {

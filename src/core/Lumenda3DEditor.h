@@ -37,6 +37,7 @@
 namespace Lumenda3D {
 
 class AllUI;
+class AttributesEditor;
 class BlocksHelper;
 class ClipboardUtils;
 class Workflow;
@@ -82,6 +83,8 @@ public:
     // The block operations (add, duplicate, copy, paste, delete), made with the block panels and
     // wired by setupBlocksHelper.
     std::shared_ptr<BlocksHelper> blocksHelper;
+    // The attribute panel of the selected block, made with the panels.
+    std::shared_ptr<AttributesEditor> attributesEditor;
 
     // --- Observers -------------------------------------------------------------------------------
     // Watches the editor frame by frame (see LmdEditorObserver); owned from now on.

@@ -4,6 +4,7 @@
 
 #include <OgreEntity.h>
 
+#include "attributes/AttributesEditor.h"
 #include "blocks/Block.h"
 #include "blocks/BlockPainter.h"
 #include "blocks/BlockTemplate.h"
@@ -38,6 +39,20 @@ void Lumenda3DEditor::refresh() {
 }
 
 void Lumenda3DEditor::setupBlocksHelper() {
+    // The attribute panel's pickers create blocks (a missing sound) and select them.
+    if (attributesEditor) {
+        attributesEditor->setCreateBlockCallback(
+            [this](const std::string& name, const std::map<std::string, std::string>& attributes) {
+                return createBlock(name, attributes);
+            });
+        attributesEditor->setSelectBlockCallback([this](int xmlId) {
+            Workflow* workflow = getWorkflow();
+            if (std::shared_ptr<Block> block = workflow ? workflow->getBlockById(xmlId) : nullptr) {
+                attributesEditor->setBlock(block, true);
+                block->selectBlock();
+            }
+        });
+    }
     if (!blocksHelper)
         return;
     BlocksHelper& helper = *blocksHelper;

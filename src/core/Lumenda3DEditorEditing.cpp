@@ -4,6 +4,7 @@
 
 #include <OgreSceneNode.h>
 
+#include "attributes/AttributesEditor.h"
 #include "base/XmlUtils.h"
 #include "chrome/SourceEditor.h"
 #include "chrome/Tabs.h"
@@ -20,7 +21,10 @@ namespace Lumenda3D {
 bool Lumenda3DEditor::loadScript(std::string xml, bool preserveView) {
     if (isAgentDrivenAction(kLoadProjectAction))
         return false;
-    // The attribute panel lets go of its block here once it exists.
+    // Another project: the attribute panel lets go of its block. An edit of the open game (undo,
+    // an agent's change) keeps it: the panel finds its element in the new document.
+    if (!preserveView && attributesEditor)
+        attributesEditor->setBlock(nullptr, false);
 
     // The view to put back after the rebuild: the camera node, and the editor camera's own
     // orbit state, which would otherwise move the node back at the next gesture.
@@ -70,7 +74,8 @@ bool Lumenda3DEditor::applyAiEditedXml(const std::string& xml) {
 bool Lumenda3DEditor::onTabChange(std::string tabName) {
     if (tabName == Tabs::kSource) {
         isEditMode = false;
-        // The attribute panel closes here once it exists.
+        if (attributesEditor)
+            attributesEditor->close();
         setSourceText(getSourceXmlString(false, true));
         return true;
     }

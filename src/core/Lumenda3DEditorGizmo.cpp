@@ -5,6 +5,7 @@
 #include <map>
 #include <utility>
 
+#include "attributes/AttributesEditor.h"
 #include "base/LmdLog.h"
 #include "blocks/Block.h"
 #include "blocks/Workflow.h"
@@ -54,7 +55,8 @@ void Lumenda3DEditor::onGizmoAttached(std::shared_ptr<LmdEvent> event) {
         if (hasChildren && getGizmo()->getSubObjectMode() != LmdGizmo::SubObjectsByDefault && !BaseUI::isMobileMode())
             showToast("Shift+click to select a sub-object", 3.0f);
     }
-    // The attribute panel shows the block here once it exists.
+    if (attributesEditor)
+        attributesEditor->setBlock(block, true);
 }
 
 void Lumenda3DEditor::onGizmoVerticesMoved(std::shared_ptr<LmdEvent> event) {

@@ -34,7 +34,8 @@ constexpr int kFeatureRank = 4;
 // Feature pairs (from, to) that are allowed to include one another. A feature that truly builds
 // on another one is named here, with the reason, rather than reaching past the layers.
 const std::set<std::pair<std::string, std::string>>& allowedFeaturePairs() {
-    static const std::set<std::pair<std::string, std::string>> pairs = {};
+    // The attribute panel edits the selected block: it shows a Block and places itself by the tree.
+    static const std::set<std::pair<std::string, std::string>> pairs = {{"attributes", "blocks"}};
     return pairs;
 }
 
