@@ -11,7 +11,11 @@
 #include "attributes/ColorInput.h"
 #include "attributes/NumberInput.h"
 #include "attributes/OptionsPicker.h"
+#include "attributes/SceneNodePicker.h"
 #include "attributes/StringInput.h"
+#include "attributes/TargetObjectPicker.h"
+#include "attributes/ValuesDialogPicker.h"
+#include "attributes/VarPicker.h"
 #include "base/LmdValueParser.h"
 #include "blocks/Block.h"
 #include "blocks/Workflow.h"
@@ -76,6 +80,22 @@ void AttributesEditor::initializeRenderers() {
     addRenderer("color", std::make_unique<ColorInput>());
     addRenderer("button", std::make_unique<ButtonInput>());
     addRenderer("optionsPicker", std::make_unique<OptionsPicker>());
+    addRenderer("valuesDialogPicker", std::make_unique<ValuesDialogPicker>());
+    addRenderer("picker", std::make_unique<VarPicker>());
+    // Pickers of what the game already has, listed from the document when they open.
+    addRenderer("functionPicker", std::make_unique<SceneNodePicker>("", "", "Search functions...", "//Function[@name]"));
+    addRenderer("soundPicker", std::make_unique<SceneNodePicker>("", "", "Search sounds...", "//LoadSound[@name]"));
+    addRenderer("arrayPicker", std::make_unique<SceneNodePicker>("", "", "Search arrays...", "//Array[@name]"));
+    addRenderer("levelPicker", std::make_unique<SceneNodePicker>("", "", "Search levels...", "/*/Level[@name]"));
+    addRenderer("skyBoxPicker", std::make_unique<SceneNodePicker>("SkyBox", "Add", "Search sky boxes...", "//SkyBox[@name]"));
+    addRenderer("joystickPicker",
+                std::make_unique<SceneNodePicker>("Joystick", "Add", "Search joysticks...", "//Joystick[@name]"));
+    addRenderer("fogPicker", std::make_unique<SceneNodePicker>("Fog", "Add", "Search fogs...", "//Fog[@name]"));
+    addRenderer("targetObjectAll", std::make_unique<TargetObjectPicker>(true, true));
+    addRenderer("targetObjectPicker", std::make_unique<TargetObjectPicker>(true, false));
+    addRenderer("lookAtObjectPicker", std::make_unique<TargetObjectPicker>(false, false));
+    addRenderer("collisionPicker", std::make_unique<CollisionPicker>());
+    addNamedRenderer("fog", std::make_unique<SceneNodePicker>("Fog", "Add", "Search fogs...", "//Fog[@name]"));
 }
 
 void AttributesEditor::addRenderer(const std::string& type, std::unique_ptr<AttributeRendererBase> renderer) {

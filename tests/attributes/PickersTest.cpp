@@ -1,0 +1,107 @@
+// The pickers driven with real clicks: they list what the document holds when they open, write
+// the chosen name, put the value at opening back on "Cancel", and mark a name that is gone.
+#include "AttributesTestSupport.h"
+#include "TestDataRoot.h"
+
+#include "attributes/PickerBase.h"
+#include "attributes/SceneNodePicker.h"
+
+#include <gtest/gtest.h>
+
+namespace Lumenda3D {
+namespace {
+
+const char* kGame = R"(<KiteBench3D>
+  <Var name="score"/>
+  <LoadSound name="jump" fileName="jump.wav"/><LoadSound name="coin" fileName="coin.wav"/>
+  <LoadSound name="jump" fileName="again.wav"/><LoadSound fileName="nameless.wav"/>
+  <Level name="One">
+    <Var name="lives"/>
+    <Box name="crate"/><Text2D name="title"/>
+    <Events><Level name="Nested"/><PlaySound sound="jump"/><Set var="lives"/></Events>
+    <Camera name="cam"/>
+    <GoToLevel level="One"/>
+  </Level>
+  <Level name="Two"><Var name="elsewhere"/></Level>
+</KiteBench3D>)";
+
+class PickersTest : public test::PanelTest {
+protected:
+    void frames(int count = 2) {
+        for (int i = 0; i < count; ++i)
+            scene.frame();
+    }
+    void clickWidget(const std::string& label) { clickItem(*scene.panel, label, [this] { scene.panel->draw(); }); }
+    // Opens the picker of `attribute` and returns what it lists.
+    std::vector<std::string> open(const std::string& attribute) {
+        clickWidget("...##" + attribute);
+        frames();
+        auto* picker = dynamic_cast<SceneNodePicker*>(scene.panel->rendererFor(
+            test::attributesSchemaParser().getCodeSchema()->getAttribute(scene.panel->getNode().name(), attribute)));
+        return picker ? picker->getItems() : std::vector<std::string>{"<not a list picker>"};
+    }
+    bool popupOpen(const std::string& attribute) {
+        ImGuiContext& g = *ImGui::GetCurrentContext();
+        for (const ImGuiPopupData& popup : g.OpenPopupStack)
+            if (popup.Window && std::string(popup.Window->Name).find(PickerBase::popupId(attribute)) != std::string::npos)
+                return true;
+        return false;
+    }
+
+    test::TestDataRoot root;
+    test::AttributesScene scene{kGame, ui};
+};
+
+
+
+TEST_F(PickersTest, TheSoundPickerListsEachNamedSoundOnceAndWritesTheChoice) {
+    scene.show("PlaySound");
+    EXPECT_EQ(open("sound"), (std::vector<std::string>{"coin", "jump"}));
+    clickWidget("coin##item");
+    EXPECT_EQ(scene.value("PlaySound", "sound"), "coin");
+    EXPECT_FALSE(popupOpen("sound"));
+    scene.files.undo();
+    frames();
+    EXPECT_EQ(scene.value("PlaySound", "sound"), "jump");
+}
+
+TEST_F(PickersTest, CancelPutsBackTheValueAtOpeningAfterAClear) {
+    scene.show("PlaySound");
+    open("sound");
+    clickWidget("Clear##clear_sound");
+    EXPECT_FALSE(scene.element("PlaySound").attribute("sound"));
+    EXPECT_TRUE(popupOpen("sound"));
+    clickWidget("Cancel##sound");
+    EXPECT_EQ(scene.value("PlaySound", "sound"), "jump");
+    EXPECT_FALSE(popupOpen("sound"));
+}
+
+TEST_F(PickersTest, LevelsAreTopLevelOnlyAndObjectsPutTheCameraFirst) {
+    scene.show("GoToLevel");
+    EXPECT_EQ(open("level"), (std::vector<std::string>{"One", "Two"}));
+    clickWidget("Cancel##level");
+
+    scene.show("Camera");  // follow: objects without the camera or 2D elements
+    EXPECT_EQ(open("follow"), (std::vector<std::string>{"crate"}));
+}
+
+TEST_F(PickersTest, TheVariablePickerOffersTheDeclarationsInScope) {
+    scene.show("Set");
+    EXPECT_EQ(open("var"), (std::vector<std::string>{"lives", "score"}));
+}
+
+TEST_F(PickersTest, ANameThatIsGoneIsShownMarkedAndTheListSaysWhenItIsEmpty) {
+    scene.show("PlaySound");
+    for (pugi::xml_node sound = scene.element("LoadSound"); sound; sound = scene.element("LoadSound"))
+        scene.files.removeChild(sound.parent(), sound);
+    frames();
+    EXPECT_EQ(scene.value("PlaySound", "sound"), "jump");
+    EXPECT_TRUE(open("sound").empty());
+    EXPECT_TRUE(popupOpen("sound"));
+    clickWidget("Ok##sound");
+    EXPECT_FALSE(popupOpen("sound"));
+    EXPECT_EQ(scene.value("PlaySound", "sound"), "jump");
+}
+
+} // namespace
+} // namespace Lumenda3D
