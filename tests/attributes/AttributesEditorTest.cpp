@@ -3,6 +3,7 @@
 // restores it, "showWhen" follows the live values, and edits from elsewhere show at once without
 // taking the user's field away.
 #include "AttributesTestSupport.h"
+#include "PanelTestSupport.h"
 #include "TestDataRoot.h"
 
 #include "attributes/OptionsPicker.h"

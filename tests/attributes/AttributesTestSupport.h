@@ -2,7 +2,7 @@
 // What the attribute panel's tests and benchmark share: an engine that records what the live
 // scene is told instead of building one, its document under the document service (undo on), and
 // the panel on the real schema, drawn with the headless ImGui harness.
-#include "PanelTestSupport.h"
+#include "ImGuiHarness.h"
 
 #include "attributes/AttributesEditor.h"
 #include "blocks/Block.h"

@@ -1,6 +1,7 @@
 // The pickers driven with real clicks: they list what the document holds when they open, write
 // the chosen name, put the value at opening back on "Cancel", and mark a name that is gone.
 #include "AttributesTestSupport.h"
+#include "PanelTestSupport.h"
 #include "TestDataRoot.h"
 
 #include "attributes/PickerBase.h"
