@@ -94,8 +94,9 @@ TEST_F(AttributeValuePipelineTest, ADebouncedValueReachesTheSceneOnceAfterTheLas
     commitPendingUpdates(context, std::chrono::steady_clock::now() + 600ms);
     ASSERT_EQ(engine.updates.size(), 3u);
     for (const auto& update : engine.updates) {
-        if (update.name == "width" && update.xmlId == a.attribute("id").as_int())
+        if (update.name == "width" && update.xmlId == a.attribute("id").as_int()) {
             EXPECT_EQ(update.value, "3");
+        }
     }
     EXPECT_TRUE(pending.empty());
 }

@@ -83,7 +83,7 @@ TEST_F(AttributesEditorTest, TypingANumberWritesEachKeystrokeLiveAndUndoTakesThe
     EXPECT_EQ(scene.panel->getNode(), scene.element("Box")) << "the panel follows the reloaded document";
 }
 
-TEST_F(AttributesEditorTest, StepButtonsAndTheDragHandleMoveByTheSchemasStep) {
+TEST_F(AttributesEditorTest, StepButtonsAndTheDragHandleMoveByTheSchemasStepInOneUndoRun) {
     scene.show("Box");  // x steps by 0.5
     clickWidget("+##x");
     EXPECT_EQ(box("x"), "1.500000");
@@ -91,7 +91,7 @@ TEST_F(AttributesEditorTest, StepButtonsAndTheDragHandleMoveByTheSchemasStep) {
     clickWidget("-##x");
     EXPECT_EQ(box("x"), "0.500000");
 
-    // Five steps of eight pixels to the right, over several frames: one run, one undo step.
+    // Five steps of eight pixels to the right, over several frames.
     const ImVec2 handle = scene.panel->getItemCenter("<>##drag_x");
     ASSERT_GE(handle.x, 0.0f);
     ui.moveMouse(handle.x, handle.y);
@@ -105,9 +105,10 @@ TEST_F(AttributesEditorTest, StepButtonsAndTheDragHandleMoveByTheSchemasStep) {
     ui.setMouseButton(0, false);
     frames(1);
     EXPECT_EQ(box("x"), "3.000000");
+    // Writes of one attribute in a row are one run: one undo takes them all back.
     scene.files.undo();
     frames();
-    EXPECT_EQ(box("x"), "0.500000");
+    EXPECT_EQ(box("x"), "1");
 }
 
 TEST_F(AttributesEditorTest, CheckboxAndColourTextWriteTheirTextForms) {
@@ -116,7 +117,9 @@ TEST_F(AttributesEditorTest, CheckboxAndColourTextWriteTheirTextForms) {
     EXPECT_EQ(box("castShadows"), "false");
     EXPECT_EQ(lastUpdate("castShadows")->type, "boolean");
     clickWidget("x##del_castShadows");
-    // Removed, then shown again with its default on the next frame.
+    EXPECT_FALSE(scene.element("Box").attribute("castShadows"));
+    frames();
+    // Shown again with its default, which the game would use.
     EXPECT_EQ(box("castShadows"), "true");
 
     clickWidget("##color");
@@ -124,6 +127,7 @@ TEST_F(AttributesEditorTest, CheckboxAndColourTextWriteTheirTextForms) {
     typeText("0x00FF00");
     EXPECT_EQ(box("color"), "0x00FF00");
     EXPECT_EQ(lastUpdate("color")->type, "color");
+    clickAway();
     scene.files.undo();
     frames();
     EXPECT_EQ(box("color"), "0xFFFFFF");

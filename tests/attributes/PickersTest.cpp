@@ -19,7 +19,7 @@ const char* kGame = R"(<KiteBench3D>
   <Level name="One">
     <Var name="lives"/>
     <Box name="crate"/><Text2D name="title"/>
-    <Events><Level name="Nested"/><PlaySound sound="jump"/><Set var="lives"/></Events>
+    <Events><Level name="Nested"/><PlaySound sound="jump"/><Set var="lives"/><LookAt lookAt="crate"/></Events>
     <Camera name="cam"/>
     <GoToLevel level="One"/>
   </Level>
@@ -82,8 +82,9 @@ TEST_F(PickersTest, LevelsAreTopLevelOnlyAndObjectsPutTheCameraFirst) {
     EXPECT_EQ(open("level"), (std::vector<std::string>{"One", "Two"}));
     clickWidget("Cancel##level");
 
-    scene.show("Camera");  // follow: objects without the camera or 2D elements
-    EXPECT_EQ(open("follow"), (std::vector<std::string>{"crate"}));
+    // Something looks at a 3D object (cameras are among them), never at the view's camera or a 2D element.
+    scene.show("LookAt");
+    EXPECT_EQ(open("lookAt"), (std::vector<std::string>{"cam", "crate"}));
 }
 
 TEST_F(PickersTest, TheVariablePickerOffersTheDeclarationsInScope) {
