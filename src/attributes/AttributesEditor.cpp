@@ -61,6 +61,13 @@ pugi::xml_node nodeAt(pugi::xml_node top, const std::vector<size_t>& path) {
     return node;
 }
 
+size_t attributeCount(const pugi::xml_node& node) {
+    size_t count = 0;
+    for (pugi::xml_attribute attribute = node.first_attribute(); attribute; attribute = attribute.next_attribute())
+        ++count;
+    return count;
+}
+
 } // namespace
 
 AttributesEditor::AttributesEditor() : BaseUI(kName) {
@@ -232,7 +239,12 @@ void AttributesEditor::draw() {
     if (ImGui::Begin(title.c_str(), &open, flags)) {
         renderSearchBox();
         ImGui::BeginChild("AttributesScroll");
+        // Showing an attribute writes its default into the element when it has none; the tree,
+        // which shows the element's attributes, then measures the block again.
+        const size_t before = attributeCount(currentNode_);
         renderAllAttributesGrouped(LmdValueParser::toLower(search_));
+        if (currentNode_ && attributeCount(currentNode_) != before)
+            Block::recalcSize();
         ImGui::EndChild();
     }
     calculateSize();
@@ -244,7 +256,13 @@ void AttributesEditor::draw() {
 void AttributesEditor::renderSearchBox() {
     const float clearWidth = ImGui::CalcTextSize("X").x + ImGui::GetStyle().FramePadding.x * 2;
     ImGui::PushItemWidth(ImGui::GetContentRegionAvail().x - clearWidth - ImGui::GetStyle().ItemSpacing.x);
-    inputText(kSearchId, search_);
+    char buffer[256];
+    const size_t length = std::min(search_.size(), sizeof(buffer) - 1);
+    search_.copy(buffer, length);
+    buffer[length] = '\0';
+    if (ImGui::InputTextWithHint(kSearchId, "Search...", buffer, sizeof(buffer)))
+        search_ = buffer;
+    recordItem(kSearchId);
     ImGui::PopItemWidth();
     ImGui::SameLine();
     if (button(kClearSearch))

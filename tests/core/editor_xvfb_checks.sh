@@ -451,6 +451,30 @@ expect elements Coin2 1
 quit" "$source_dir/media/examples/platformer.xml"
   ;;
 
+attributes)
+  # The attribute panel of the real editor: a click on a block shows its values; a person's click
+  # on "+" of X moves the object in the scene by X's step, and undo brings it back.
+  run_script attributes "
+until loaded
+frames 10
+select Ground
+frames 10
+click-block Ground
+frames 10
+screenshot $artifacts/editor-attributes-panel.png
+user-click attributesEditor +##x
+frames 5
+expect attr Ground x 8.500000
+until object Ground x 8.5
+screenshot $artifacts/editor-attributes-moved.png
+user-keys ctrl z
+until loaded
+frames 3
+expect attr Ground x 8
+until object Ground x 8
+quit"
+  ;;
+
 *)
   echo "unknown case $case_name" >&2
   exit 2
