@@ -87,10 +87,10 @@ std::string AttributeRendererBase::getAttributeValue(pugi::xml_node& node, const
                                                      const pugi::xml_node& definition) {
     if (pugi::xml_attribute attribute = node.attribute(name.c_str()))
         return attribute.value();
-    const std::string fallback = definition.attribute("default").as_string();
-    if (!fallback.empty() && node)
-        node.append_attribute(name.c_str()).set_value(fallback.c_str());
-    return fallback;
+    // The default is shown, not written: selecting a block leaves its element as it was, so that
+    // an undo that takes an attribute away leaves it away.
+    (void)node;
+    return definition.attribute("default").as_string();
 }
 
 std::string AttributeRendererBase::getEmptyValueByType(const pugi::xml_node& definition) {

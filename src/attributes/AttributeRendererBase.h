@@ -45,8 +45,8 @@ public:
     void storeDeferredUpdate(int xmlId, const std::string& name, const std::string& value,
                              const std::string& paramType, int intervalMs);
 
-    // The node's value; a missing attribute with a "default" gets it written into the node, so
-    // that what the panel shows is what the game reads.
+    // The node's value; for a missing attribute its "default", which is what the game reads. The
+    // default is not written into the element.
     static std::string getAttributeValue(pugi::xml_node& node, const std::string& name,
                                          const pugi::xml_node& definition);
     // "0" for boolean and int attributes, otherwise "".

@@ -61,13 +61,6 @@ pugi::xml_node nodeAt(pugi::xml_node top, const std::vector<size_t>& path) {
     return node;
 }
 
-size_t attributeCount(const pugi::xml_node& node) {
-    size_t count = 0;
-    for (pugi::xml_attribute attribute = node.first_attribute(); attribute; attribute = attribute.next_attribute())
-        ++count;
-    return count;
-}
-
 } // namespace
 
 AttributesEditor::AttributesEditor() : BaseUI(kName) {
@@ -239,12 +232,7 @@ void AttributesEditor::draw() {
     if (ImGui::Begin(title.c_str(), &open, flags)) {
         renderSearchBox();
         ImGui::BeginChild("AttributesScroll");
-        // Showing an attribute writes its default into the element when it has none; the tree,
-        // which shows the element's attributes, then measures the block again.
-        const size_t before = attributeCount(currentNode_);
         renderAllAttributesGrouped(LmdValueParser::toLower(search_));
-        if (currentNode_ && attributeCount(currentNode_) != before)
-            Block::recalcSize();
         ImGui::EndChild();
     }
     calculateSize();
