@@ -5,12 +5,18 @@
 
 #include <imgui.h>
 
+#include "attributes/AnimationPicker.h"
 #include "attributes/AttributesPanelEvents.h"
 #include "attributes/BooleanInput.h"
 #include "attributes/ButtonInput.h"
 #include "attributes/ColorInput.h"
+#include "attributes/FogPicker.h"
+#include "attributes/KeyPicker.h"
+#include "attributes/LightPicker.h"
 #include "attributes/NumberInput.h"
 #include "attributes/OptionsPicker.h"
+#include "attributes/PickerByType.h"
+#include "attributes/PickerPlus.h"
 #include "attributes/SceneNodePicker.h"
 #include "attributes/StringInput.h"
 #include "attributes/TargetObjectPicker.h"
@@ -90,12 +96,17 @@ void AttributesEditor::initializeRenderers() {
     addRenderer("skyBoxPicker", std::make_unique<SceneNodePicker>("SkyBox", "Add", "Search sky boxes...", "//SkyBox[@name]"));
     addRenderer("joystickPicker",
                 std::make_unique<SceneNodePicker>("Joystick", "Add", "Search joysticks...", "//Joystick[@name]"));
-    addRenderer("fogPicker", std::make_unique<SceneNodePicker>("Fog", "Add", "Search fogs...", "//Fog[@name]"));
+    addRenderer("fogPicker", std::make_unique<FogPicker>());
+    addRenderer("animationPicker", std::make_unique<AnimationPicker>());
+    addRenderer("pickerByType", std::make_unique<PickerByType>());
+    addRenderer("pickerPlus", std::make_unique<PickerPlus>());
     addRenderer("targetObjectAll", std::make_unique<TargetObjectPicker>(true, true));
     addRenderer("targetObjectPicker", std::make_unique<TargetObjectPicker>(true, false));
     addRenderer("lookAtObjectPicker", std::make_unique<TargetObjectPicker>(false, false));
     addRenderer("collisionPicker", std::make_unique<CollisionPicker>());
-    addNamedRenderer("fog", std::make_unique<SceneNodePicker>("Fog", "Add", "Search fogs...", "//Fog[@name]"));
+    addNamedRenderer("fog", std::make_unique<FogPicker>());
+    addNamedRenderer("key", std::make_unique<KeyPicker>());
+    addNamedRenderer("lightPicker", std::make_unique<LightPicker>());
 }
 
 void AttributesEditor::addRenderer(const std::string& type, std::unique_ptr<AttributeRendererBase> renderer) {

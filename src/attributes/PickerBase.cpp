@@ -49,6 +49,18 @@ void PickerBase::setupPickerPopup(const std::string&) {
                              when);
 }
 
+bool PickerBase::beginPickerPopup(const std::string& key) {
+    setupPickerPopup(key);
+    bool open = true;
+    if (!ImGui::BeginPopupModal(popupId(key).c_str(), &open, getPickerWindowFlags()))
+        return false;
+    if (open)
+        return true;
+    closePicker(key);
+    ImGui::EndPopup();
+    return false;
+}
+
 int PickerBase::getPickerWindowFlags() {
     return ImGuiWindowFlags_NoSavedSettings | ImGuiWindowFlags_NoCollapse |
            (BaseUI::isMobileMode() ? ImGuiWindowFlags_NoMove | ImGuiWindowFlags_NoResize : 0);
@@ -103,6 +115,32 @@ bool PickerBase::drawField(const std::string& key, const std::string& value, boo
         ImGui::OpenPopup(popupId(key).c_str());
     }
     return pressed;
+}
+
+std::optional<std::string> PickerBase::drawChoiceList(const char* childId, const std::vector<std::string>& items,
+                                                      const std::string& value, const char* search,
+                                                      const char* emptyText) {
+    std::optional<std::string> chosen;
+    ImGui::BeginChild(childId, ImVec2(0, -bottomRowHeight()), true);
+    if (items.empty())
+        ImGui::TextDisabled("%s", emptyText);
+    for (const std::string& item : items) {
+        if (!matchesSearch(item, search))
+            continue;
+        const bool current = item == value;
+        const std::string label = item + "##item";
+        if (ImGui::Selectable(label.c_str(), current))
+            chosen = item;
+        record(label);
+        if (current)
+            ImGui::SetItemDefaultFocus();
+    }
+    ImGui::EndChild();
+    return chosen;
+}
+
+float PickerBase::bottomRowHeight() {
+    return ImGui::GetFrameHeightWithSpacing() + ImGui::GetStyle().WindowPadding.y;
 }
 
 void PickerBase::closePicker(const std::string& key) {

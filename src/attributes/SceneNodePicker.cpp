@@ -58,40 +58,14 @@ void SceneNodePicker::render(const std::string& name, pugi::xml_attribute, pugi:
         searchBuffer_[0] = '\0';
     }
 
-    setupPickerPopup(key);
-    bool open = true;
-    if (!ImGui::BeginPopupModal(popupId(key).c_str(), &open, getPickerWindowFlags())) {
+    if (!beginPickerPopup(key))
         return;
-    }
-    if (!open) {
-        closePicker(key);
+    drawSearchBar("##pickerSearch", searchBuffer_, sizeof(searchBuffer_), searchHint_.c_str());
+    if (const auto chosen = drawChoiceList("##SceneNodeList", items_, value, searchBuffer_, kNoItems)) {
+        choose(key, node, definition, *chosen);
         ImGui::EndPopup();
         return;
     }
-    drawSearchBar("##pickerSearch", searchBuffer_, sizeof(searchBuffer_), searchHint_.c_str());
-    const float buttonsHeight = ImGui::GetFrameHeightWithSpacing() + ImGui::GetStyle().WindowPadding.y;
-    ImGui::BeginChild("##SceneNodeList", ImVec2(0, -buttonsHeight), true);
-    if (items_.empty()) {
-        ImGui::TextDisabled("%s", kNoItems);
-    } else {
-        for (const std::string& item : items_) {
-            if (!matchesSearch(item, searchBuffer_))
-                continue;
-            const bool current = item == value;
-            const std::string label = item + "##item";
-            if (ImGui::Selectable(label.c_str(), current)) {
-                record(label);
-                ImGui::EndChild();
-                choose(key, node, definition, item);
-                ImGui::EndPopup();
-                return;
-            }
-            record(label);
-            if (current)
-                ImGui::SetItemDefaultFocus();
-        }
-    }
-    ImGui::EndChild();
     drawPickerBottomButtons(key, node, definition, true, true, true,
                             blockName_.empty() ? std::function<void()>()
                                                : [&] { drawAddButton(key, node, definition); });

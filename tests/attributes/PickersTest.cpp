@@ -1,11 +1,6 @@
 // The pickers driven with real clicks: they list what the document holds when they open, write
 // the chosen name, put the value at opening back on "Cancel", and mark a name that is gone.
-#include "AttributesTestSupport.h"
-#include "PanelTestSupport.h"
-#include "TestDataRoot.h"
-
-#include "attributes/PickerBase.h"
-#include "attributes/SceneNodePicker.h"
+#include "PickerTestSupport.h"
 
 #include <gtest/gtest.h>
 
@@ -26,34 +21,10 @@ const char* kGame = R"(<KiteBench3D>
   <Level name="Two"><Var name="elsewhere"/></Level>
 </KiteBench3D>)";
 
-class PickersTest : public test::PanelTest {
+class PickersTest : public test::PickerTest {
 protected:
-    void frames(int count = 2) {
-        for (int i = 0; i < count; ++i)
-            scene.frame();
-    }
-    void clickWidget(const std::string& label) { clickItem(*scene.panel, label, [this] { scene.panel->draw(); }); }
-    // Opens the picker of `attribute` and returns what it lists.
-    std::vector<std::string> open(const std::string& attribute) {
-        clickWidget("...##" + attribute);
-        frames();
-        auto* picker = dynamic_cast<SceneNodePicker*>(scene.panel->rendererFor(
-            test::attributesSchemaParser().getCodeSchema()->getAttribute(scene.panel->getNode().name(), attribute)));
-        return picker ? picker->getItems() : std::vector<std::string>{"<not a list picker>"};
-    }
-    bool popupOpen(const std::string& attribute) {
-        ImGuiContext& g = *ImGui::GetCurrentContext();
-        for (const ImGuiPopupData& popup : g.OpenPopupStack)
-            if (popup.Window && std::string(popup.Window->Name).find(PickerBase::popupId(attribute)) != std::string::npos)
-                return true;
-        return false;
-    }
-
-    test::TestDataRoot root;
-    test::AttributesScene scene{kGame, ui};
+    PickersTest() : PickerTest(kGame) {}
 };
-
-
 
 TEST_F(PickersTest, TheSoundPickerListsEachNamedSoundOnceAndWritesTheChoice) {
     scene.show("PlaySound");
