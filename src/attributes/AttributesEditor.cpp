@@ -6,13 +6,16 @@
 #include <imgui.h>
 
 #include "attributes/AnimationPicker.h"
+#include "attributes/AssetPicker.h"
 #include "attributes/AttributesPanelEvents.h"
 #include "attributes/BooleanInput.h"
 #include "attributes/ButtonInput.h"
+#include "attributes/CloudAssetSource.h"
 #include "attributes/ColorInput.h"
 #include "attributes/FogPicker.h"
 #include "attributes/KeyPicker.h"
 #include "attributes/LightPicker.h"
+#include "attributes/LocalAssetSource.h"
 #include "attributes/NumberInput.h"
 #include "attributes/OptionsPicker.h"
 #include "attributes/PickerByType.h"
@@ -104,6 +107,21 @@ void AttributesEditor::initializeRenderers() {
     addRenderer("targetObjectPicker", std::make_unique<TargetObjectPicker>(true, false));
     addRenderer("lookAtObjectPicker", std::make_unique<TargetObjectPicker>(false, false));
     addRenderer("collisionPicker", std::make_unique<CollisionPicker>());
+    // Asset files: the local ones and the user's cloud ones.
+    auto assetPicker = [](const char* type) {
+        return std::make_unique<AssetPicker>(type, std::make_unique<LocalAssetSource>(),
+                                             std::make_unique<CloudAssetSource>());
+    };
+    addRenderer("picture", assetPicker("textures"));
+    addRenderer("modelFilePicker", assetPicker("models"));
+    addRenderer("animationFilePicker", assetPicker("models"));
+    addRenderer("soundFilePicker", assetPicker("sounds"));
+    addNamedRenderer("picture", assetPicker("textures"));
+    addNamedRenderer("reflectionPicture", assetPicker("textures"));
+    addNamedRenderer("fileName", assetPicker("models"));
+    // "texture" names a Material of the game; "Add" declares one.
+    addNamedRenderer("texture", std::make_unique<SceneNodePicker>("Material", "Add", "Search materials...",
+                                                                  "//Material[@name]"));
     addNamedRenderer("fog", std::make_unique<FogPicker>());
     addNamedRenderer("key", std::make_unique<KeyPicker>());
     addNamedRenderer("lightPicker", std::make_unique<LightPicker>());

@@ -245,7 +245,9 @@ void ResourceLoader::listUserAssets(const std::string& assetType, Callback callb
         const json own = reply.body.value(words.ownKey, json());
         if (!own.is_array())
             return callback(false, "", "The Lumenda3D server sent an asset list the editor cannot read.");
-        json out = {{"assetType", assetType}, {"assets", own}};
+        // The user's folder on the server names the files' addresses (docs/cloud-api.md).
+        const json user = reply.body.value("username", json());
+        json out = {{"assetType", assetType}, {"assets", own}, {"username", user.is_string() ? user : json("")}};
         if (reply.body.contains("storage"))
             out["storage"] = reply.body["storage"];
         callback(true, out.dump(), "");

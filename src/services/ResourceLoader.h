@@ -53,7 +53,7 @@ public:
     // {"resources": [<metadata>...], "total", "offset", "limit"}.
     void listResources(Callback callback, int offset = 0, int limit = 100);
     // The user's own uploaded assets of one type ("textures", "models", "sounds"), through the
-    // assets endpoint. data: {"assetType", "assets": [names], "storage": {...}}.
+    // assets endpoint. data: {"assetType", "assets": [names], "username", "storage": {...}}.
     void listUserAssets(const std::string& assetType, Callback callback);
 
     // Abandons every request in flight: their callbacks will not run.
