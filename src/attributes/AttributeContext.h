@@ -16,6 +16,10 @@ namespace Lumenda3D {
 class CodeSchema;
 class Lumenda3DEngine;
 
+// The editor's commands a field may ask for.
+constexpr const char* kUndoCommand = "edit.undo";
+constexpr const char* kRedoCommand = "edit.redo";
+
 // A value that the document already holds and the live scene gets once `commitTime` has passed.
 struct PendingAttributeUpdate {
     int32_t xmlId = 0;
@@ -42,6 +46,9 @@ struct AttributeContext {
     // Records the last ImGui item under its label, so that synthetic input and tests find the
     // panel's widgets; may be empty.
     std::function<void(const char* label)> recordItem;
+    // A command of the editor that a field asked for while drawing (undo, redo); the panel runs
+    // it once the frame's drawing is done, since it replaces the document under the widgets.
+    std::string pendingCommand;
     // Why the text in a field was not written, by widget id, shown under the field until the
     // field holds a good value again.
     std::unordered_map<std::string, std::string> fieldErrors;

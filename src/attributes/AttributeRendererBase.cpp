@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include <imgui.h>
+#include <imgui_internal.h>
 
 #include "engine/Lumenda3DEngine.h"
 #include "engine/editing/LmdSourceFiles.h"
@@ -117,6 +118,23 @@ std::string AttributeRendererBase::widgetId(const std::string& name, const pugi:
     return name;
 }
 
+void AttributeRendererBase::takeUndoKeys(const std::string& label) {
+    if (!context_ || ImGui::GetActiveID() != ImGui::GetID(label.c_str()))
+        return;
+    const ImGuiIO& io = ImGui::GetIO();
+    if (!io.KeyCtrl || io.KeyAlt)
+        return;
+    const bool z = ImGui::IsKeyPressed(ImGui::GetKeyIndex(ImGuiKey_Z), false);
+    const bool y = ImGui::IsKeyPressed(ImGui::GetKeyIndex(ImGuiKey_Y), false);
+    if (!z && !y)
+        return;
+    // Every keystroke is in the document already, one undo step per attribute run: the
+    // document's undo is the one that counts. The field lets go (so it does not undo its own
+    // text as well) and shows the document's value from the next frame.
+    context_->pendingCommand = z && !io.KeyShift ? kUndoCommand : kRedoCommand;
+    ImGui::ClearActiveID();
+}
+
 bool AttributeRendererBase::attributeInputText(const std::string& name, pugi::xml_node& node,
                                                const std::string& value, const pugi::xml_node& definition,
                                                const std::string& paramType) {
@@ -126,6 +144,7 @@ bool AttributeRendererBase::attributeInputText(const std::string& name, pugi::xm
     buffer[length] = '\0';
     const std::string id = widgetId(name, node);
     const std::string label = "##" + id;
+    takeUndoKeys(label);
     const bool changed = ImGui::InputText(label.c_str(), buffer, sizeof(buffer));
     record(label);
     if (changed) {
@@ -162,6 +181,7 @@ bool AttributeRendererBase::attributeInputTextMultiline(const std::string& name,
     const float height = ImGui::GetTextLineHeight() * 4 + ImGui::GetStyle().FramePadding.y * 2;
     ImGui::BeginChild(("##child_" + id).c_str(), ImVec2(-1.0f, height + ImGui::GetStyle().FramePadding.y * 2));
     const std::string label = "##" + id;
+    takeUndoKeys(label);
     const bool changed = ImGui::InputTextMultiline(label.c_str(), buffer, sizeof(buffer), ImVec2(-1.0f, height));
     record(label);
     ImGui::EndChild();

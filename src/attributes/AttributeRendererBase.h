@@ -56,6 +56,9 @@ public:
     static std::string widgetId(const std::string& name, const pugi::xml_node& node);
 
 protected:
+    // Ctrl+Z, Ctrl+Y and Ctrl+Shift+Z in the active field `label` are the document's undo and
+    // redo, not the field's: asks the panel for the command and lets the field go.
+    void takeUndoKeys(const std::string& label);
     // A one-line field of at most 255 bytes of the value. A change writes the text through
     // setValueAndUpdateLua, or removes the attribute when the field is emptied. A text that the
     // game language refuses for the attribute (see refusal) is not written: the document keeps

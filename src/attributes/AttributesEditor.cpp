@@ -32,6 +32,7 @@
 #include "engine/editing/LmdSourceFiles.h"
 #include "engine/scene/ScriptParser.h"
 #include "engine/schema/CodeSchema.h"
+#include "ui/LmdCommandRegistry.h"
 
 namespace Lumenda3D {
 
@@ -266,8 +267,26 @@ void AttributesEditor::draw() {
     }
     calculateSize();
     ImGui::End();
+    runPendingCommand();
     if (!open)
         close();
+}
+
+void AttributesEditor::runPendingCommand() {
+    const std::string command = std::move(context_.pendingCommand);
+    context_.pendingCommand.clear();
+    if (command.empty())
+        return;
+    if (LmdCommandRegistry* commands = getCommands()) {
+        commands->execute(command);
+        return;
+    }
+    // Without the editor's commands (a host of its own) the document service does it.
+    LmdSourceFiles* files = engine_ ? engine_->sourceFiles : nullptr;
+    if (files && command == kUndoCommand && files->canUndo())
+        files->undo();
+    else if (files && command == kRedoCommand && files->canRedo())
+        files->redo();
 }
 
 void AttributesEditor::renderSearchBox() {

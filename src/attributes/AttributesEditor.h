@@ -101,6 +101,8 @@ private:
     void renderGroup(const AttributeGroup& group);
     void renderPrefixMatchedAttributes(const std::string& group, const std::vector<pugi::xml_node>& definitions);
     void renderAttributeInTable(const pugi::xml_node& definition);
+    // Runs the editor command a field asked for during the frame (see AttributeContext).
+    void runPendingCommand();
     // Finds the node of the shown block again after the document changed under it.
     void followDocument();
 

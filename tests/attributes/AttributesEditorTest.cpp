@@ -19,13 +19,25 @@ namespace {
 using test::AttributesScene;
 
 constexpr int kKeyA = 'A';
+constexpr int kKeyY = 'Y';
+constexpr int kKeyZ = 'Z';
 
 const char* kGame = R"(<KiteBench3D><Level name="One"><Box name="crate" x="1"/>)"
                     R"(<Fog name="mist" mode="linear"/></Level></KiteBench3D>)";
 
 class AttributesEditorTest : public test::PanelTest {
 protected:
-    AttributesEditorTest() { ImGui::GetIO().KeyMap[ImGuiKey_A] = kKeyA; }
+    AttributesEditorTest() {
+        ImGuiIO& io = ImGui::GetIO();
+        io.KeyMap[ImGuiKey_A] = kKeyA;
+        io.KeyMap[ImGuiKey_Y] = kKeyY;
+        io.KeyMap[ImGuiKey_Z] = kKeyZ;
+    }
+    void ctrlKey(int key) {
+        ui.setCtrl(true);
+        pressKey(key, [this] { scene.panel->draw(); });
+        ui.setCtrl(false);
+    }
 
     void frames(int count = 2) {
         for (int i = 0; i < count; ++i)
@@ -130,6 +142,34 @@ TEST_F(AttributesEditorTest, CheckboxAndColourTextWriteTheirTextForms) {
     scene.files.undo();
     frames();
     EXPECT_FALSE(scene.element("Box").attribute("color"));
+}
+
+TEST_F(AttributesEditorTest, UndoKeysInAFieldUndoTheDocumentNotTheFieldsText) {
+    scene.show("Box");
+    clickWidget("##color");
+    selectAll();
+    typeText("0x00FF00");
+    ASSERT_EQ(box("color"), "0x00FF00");
+    const ImGuiID field = ImGui::GetActiveID();
+    ASSERT_NE(field, 0u);
+
+    // The whole typed run goes at once, the field lets go and shows the document's value.
+    ctrlKey(kKeyZ);
+    EXPECT_FALSE(scene.element("Box").attribute("color"));
+    EXPECT_NE(ImGui::GetActiveID(), field);
+    EXPECT_FALSE(scene.files.canUndo());
+    clickWidget("##color");
+    ctrlKey(kKeyY);
+    EXPECT_EQ(box("color"), "0x00FF00");
+
+    // The same in a number field; the colour's run stays done.
+    clickWidget("##x");
+    typeText("5");
+    ASSERT_EQ(box("x"), "15");
+    ctrlKey(kKeyZ);
+    EXPECT_EQ(box("x"), "1");
+    frames();
+    EXPECT_EQ(box("color"), "0x00FF00");
 }
 
 TEST_F(AttributesEditorTest, AListChoiceShowsAndHidesTheRowsThatDependOnIt) {
