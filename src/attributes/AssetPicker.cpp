@@ -90,7 +90,10 @@ bool AssetPicker::drawEntry(const AssetEntry& entry, bool current) {
         ImGui::SameLine();
     }
     const std::string label = entry.name + "##asset_" + entry.reference;
+    // The name stands in the middle of the row, beside its picture.
+    ImGui::PushStyleVar(ImGuiStyleVar_SelectableTextAlign, ImVec2(0.0f, 0.5f));
     const bool clicked = ImGui::Selectable(label.c_str(), current, 0, ImVec2(0, side));
+    ImGui::PopStyleVar();
     record(label);
     if (current)
         ImGui::SetItemDefaultFocus();

@@ -52,7 +52,13 @@ void PickerBase::setupPickerPopup(const std::string&) {
 bool PickerBase::beginPickerPopup(const std::string& key) {
     setupPickerPopup(key);
     bool open = true;
-    if (!ImGui::BeginPopupModal(popupId(key).c_str(), &open, getPickerWindowFlags()))
+    // An opaque pop-up: the list stays readable over the block tree and the scene.
+    ImVec4 background = ImGui::GetStyleColorVec4(ImGuiCol_PopupBg);
+    background.w = 1.0f;
+    ImGui::PushStyleColor(ImGuiCol_PopupBg, background);
+    const bool shown = ImGui::BeginPopupModal(popupId(key).c_str(), &open, getPickerWindowFlags());
+    ImGui::PopStyleColor();
+    if (!shown)
         return false;
     if (open)
         return true;

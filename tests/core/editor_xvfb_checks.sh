@@ -452,8 +452,12 @@ quit" "$source_dir/media/examples/platformer.xml"
   ;;
 
 attributes)
-  # The attribute panel of the real editor: a click on a block shows its values; a person's click
-  # on "+" of X moves the object in the scene by X's step, and undo brings it back.
+  # The attribute panel of the real editor, used as a person does (clicks and typed keys through the
+  # window's event queue): a click on a block shows its values; "+" of X moves the object by X's
+  # step; typing a number into X moves it there; typing a colour into the colour's text field
+  # changes the object's pixels; undo (also with the focus still in the colour's field) brings
+  # each back; the sound picker lists the game's sounds and writes the one clicked; the picture
+  # picker shows the shipped pictures with thumbnails and writes the one clicked.
   run_script attributes "
 until loaded
 frames 10
@@ -472,6 +476,67 @@ until loaded
 frames 3
 expect attr Ground x 8
 until object Ground x 8
+user-click attributesEditor ##x
+user-keys ctrl a
+user-type 12.5
+frames 3
+expect attr Ground x 12.5
+until object Ground x 12.5
+user-keys enter
+frames 3
+screenshot $artifacts/editor-attributes-typed.png
+user-keys ctrl z
+until loaded
+frames 3
+expect attr Ground x 8
+until object Ground x 8
+select Player
+frames 10
+click-block Player
+frames 10
+until object-pixel Player r
+user-click attributesEditor ##color
+user-keys ctrl a
+user-type 0x2040FF
+frames 3
+expect attr Player color 0x2040FF
+until object-pixel Player b
+screenshot $artifacts/editor-attributes-colour.png
+user-keys ctrl z
+until loaded
+frames 3
+expect attr Player color 0xFF8800
+until object-pixel Player r
+screenshot $artifacts/editor-attributes-colour-undone.png
+select PlaySound
+frames 10
+click-block PlaySound
+frames 10
+user-click attributesEditor ...##sound
+frames 5
+screenshot $artifacts/editor-attributes-sound-picker.png
+user-click attributesEditor coin##item
+frames 5
+expect attr PlaySound sound coin
+user-keys ctrl z
+until loaded
+frames 3
+expect attr PlaySound sound jump
+select grass
+frames 10
+click-block grass
+frames 10
+user-click attributesEditor ...##picture
+frames 10
+screenshot $artifacts/editor-attributes-picture-picker.png
+user-click attributesEditor bricks.png##asset_bricks.png
+frames 5
+expect attr grass picture bricks.png
+screenshot $artifacts/editor-attributes-picture-chosen.png
+user-keys ctrl z
+until loaded
+frames 3
+expect attr grass picture grass.png
 quit"
   ;;
 

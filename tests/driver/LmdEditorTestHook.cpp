@@ -49,6 +49,14 @@ pugi::xml_node elementNamed(pugi::xml_document* document, const std::string& nam
     });
 }
 
+// The element named `name`, or without one the first element of that tag (blocks without names).
+pugi::xml_node elementNamedOrTagged(pugi::xml_document* document, const std::string& name) {
+    pugi::xml_node node = elementNamed(document, name);
+    if (!node && document)
+        node = document->find_node([&name](const pugi::xml_node& n) { return name == n.name(); });
+    return node;
+}
+
 int countElementsNamed(pugi::xml_document* document, const std::string& name) {
     if (!document)
         return 0;
@@ -390,6 +398,21 @@ bool LmdEditorTestHook::start(const Command& command) {
         const bool ok = verb == "keys" ? editor_.queueSyntheticKeys(names, 0.05f, error) : pushPersonKeys(names, error);
         return awaitQueued(ok, error);
     }
+    if (verb == "user-type") {
+        // user-type TEXT: a person typing TEXT, one key and its character at a time.
+        if (!needs(1))
+            return false;
+        const std::string text = joined(w, 1);
+        long after = 0;
+        for (char c : text) {
+            if (!pushPersonKeys({std::string(1, c)}, error, after)) {
+                fail(error);
+                return false;
+            }
+            after += 4;
+        }
+        return awaitInput();
+    }
     if (verb == "play") {
         editor_.play();
         return true;
@@ -429,7 +452,7 @@ bool LmdEditorTestHook::start(const Command& command) {
     if (verb == "select") {
         if (!needs(1))
             return false;
-        pugi::xml_node node = elementNamed(editor_.getSourceXml(), w[1]);
+        pugi::xml_node node = elementNamedOrTagged(editor_.getSourceXml(), w[1]);
         if (!node) {
             fail("no element named " + w[1]);
             return false;
@@ -641,7 +664,7 @@ bool LmdEditorTestHook::evaluate(const std::vector<std::string>& words, size_t f
         result = editor_.isProjectDirty();
         actual = result ? "dirty" : "clean";
     } else if (what == "attr") {
-        pugi::xml_node node = elementNamed(editor_.getSourceXml(), arg(1));
+        pugi::xml_node node = elementNamedOrTagged(editor_.getSourceXml(), arg(1));
         actual = node ? std::string(node.attribute(arg(2).c_str()).value()) : "(no element " + arg(1) + ")";
         result = node && actual == joined(words, first + 3);
     } else if (what == "elements") {
@@ -684,6 +707,24 @@ bool LmdEditorTestHook::evaluate(const std::vector<std::string>& words, size_t f
             const float value = object->getWorldPosition()[axis];
             actual = arg(1) + " at " + arg(2) + " " + std::to_string(value);
             result = std::abs(value - float(std::atof(arg(3).c_str()))) < 0.01f;
+        }
+    } else if (what == "object-pixel") {
+        // object-pixel NAME r|g|b: at the middle of the object on screen, that channel is the
+        // strongest by a clear margin (40 of 255).
+        float x = 0, y = 0;
+        std::vector<unsigned char> rgb;
+        int width = 0, height = 0;
+        const int channel = arg(2) == "r" ? 0 : arg(2) == "g" ? 1 : arg(2) == "b" ? 2 : -1;
+        if (channel < 0 || !findObject(arg(1), x, y, actual)) {
+            actual = channel < 0 ? "no channel " + arg(2) : actual;
+        } else if (!editor_.readWindowPixels(rgb, width, height) || int(x) < 0 || int(y) < 0 || int(x) >= width ||
+                   int(y) >= height) {
+            actual = "the window could not be read there";
+        } else {
+            const unsigned char* p = &rgb[(size_t(y) * size_t(width) + size_t(x)) * 3];
+            actual = arg(1) + " shows rgb " + std::to_string(p[0]) + " " + std::to_string(p[1]) + " " +
+                     std::to_string(p[2]);
+            result = p[channel] >= p[(channel + 1) % 3] + 40 && p[channel] >= p[(channel + 2) % 3] + 40;
         }
     } else if (what == "objects-as-marked") {
         std::vector<std::string> names;
@@ -798,9 +839,7 @@ bool LmdEditorTestHook::findBlockPlace(const std::string& kind, const std::strin
         y = min.y + 12.0f;
         return true;
     }
-    pugi::xml_node node = elementNamed(editor_.getSourceXml(), name);
-    if (!node && editor_.getSourceXml())
-        node = editor_.getSourceXml()->find_node([&name](const pugi::xml_node& n) { return name == n.name(); });
+    pugi::xml_node node = elementNamedOrTagged(editor_.getSourceXml(), name);
     std::shared_ptr<Block> block = node ? Block::getBlockById(node.attribute("id").as_int(-1)) : nullptr;
     if (!block) {
         error = "no block for " + name;
@@ -872,7 +911,7 @@ void LmdEditorTestHook::pushPersonClick(float x, float y, int buttonNumber) {
     personEvents_.emplace_back(frame_ + 5, release);
 }
 
-bool LmdEditorTestHook::pushPersonKeys(const std::vector<std::string>& names, std::string& error) {
+bool LmdEditorTestHook::pushPersonKeys(const std::vector<std::string>& names, std::string& error, long after) {
     SDL_Window* window = editor_.getNativeWindow();
     const Uint32 windowId = window ? SDL_GetWindowID(window) : 0;
     Uint16 mod = 0;
@@ -903,7 +942,16 @@ bool LmdEditorTestHook::pushPersonKeys(const std::vector<std::string>& names, st
         down.key.keysym.sym = code;
         down.key.keysym.scancode = SDL_GetScancodeFromKey(code);
         down.key.keysym.mod = mod;
-        personEvents_.emplace_back(frame_ + 1, down);
+        personEvents_.emplace_back(frame_ + after + 1, down);
+    }
+    // A key that types something sends its character too, as a keyboard does (without Ctrl or
+    // Alt held): a text field takes characters from these events, not from the key events.
+    if (names.size() == 1 && names[0].size() == 1 && !(mod & (KMOD_CTRL | KMOD_ALT))) {
+        SDL_Event text{};
+        text.type = SDL_TEXTINPUT;
+        text.text.windowID = windowId;
+        text.text.text[0] = names[0][0];
+        personEvents_.emplace_back(frame_ + after + 1, text);
     }
     for (auto it = keys.rbegin(); it != keys.rend(); ++it) {
         SDL_Event up{};
@@ -913,7 +961,7 @@ bool LmdEditorTestHook::pushPersonKeys(const std::vector<std::string>& names, st
         up.key.keysym.sym = *it;
         up.key.keysym.scancode = SDL_GetScancodeFromKey(*it);
         up.key.keysym.mod = mod;
-        personEvents_.emplace_back(frame_ + 3, up);
+        personEvents_.emplace_back(frame_ + after + 3, up);
     }
     return true;
 }

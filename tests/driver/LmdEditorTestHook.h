@@ -89,7 +89,8 @@ private:
     // Where a block, a palette template or the scene is on screen, for the block commands
     // ("block NAME", "template BLOCKNAME", "scene"); false with the reason in `error`.
     bool findBlockPlace(const std::string& kind, const std::string& name, float& x, float& y, std::string& error);
-    bool pushPersonKeys(const std::vector<std::string>& names, std::string& error);
+    // The keys go down `after` frames from now (plus one) and come up two frames later.
+    bool pushPersonKeys(const std::vector<std::string>& names, std::string& error, long after = 0);
     void deliverPersonEvents();
     bool writeScreenshot(const std::string& path, std::string& error);
     void printTiming();
