@@ -78,7 +78,9 @@ bool AssetPicker::drawEntry(const AssetEntry& entry, bool current) {
             if (found != state_->thumbnails.end())
                 path = found->second;
         }
-        const AssetThumbnails::Picture picture = thumbnails_.get(path);
+        // Only rows on screen load their picture.
+        const AssetThumbnails::Picture picture =
+            ImGui::IsRectVisible(ImVec2(side, side)) ? thumbnails_.get(path) : AssetThumbnails::Picture();
         if (picture.id) {
             ImGui::Image(picture.id, ImVec2(side, side));
         } else {
@@ -151,6 +153,7 @@ void AssetPicker::render(const std::string& name, pugi::xml_attribute, pugi::xml
         ImGui::EndPopup();
         return;
     }
+    thumbnails_.newFrame();
     drawSearchBar("##AssetSearch", searchBuffer_, sizeof(searchBuffer_), "Search assets...");
     const float statusHeight = state.fetchStatus.empty() ? 0.0f : ImGui::GetTextLineHeightWithSpacing() * 2;
     ImGui::BeginChild("##AssetList", ImVec2(0, -bottomRowHeight() - statusHeight), true);
@@ -174,8 +177,9 @@ void AssetPicker::render(const std::string& name, pugi::xml_attribute, pugi::xml
         for (const AssetEntry& entry : state.cloud) {
             if (!matchesSearch(entry.name, searchBuffer_))
                 continue;
-            // The picture is asked for when the row is first shown.
-            if (assetType_ == "textures" && !state.thumbnails.count(entry.reference)) {
+            // The picture is asked for when the row is first on screen.
+            if (assetType_ == "textures" && !state.thumbnails.count(entry.reference) &&
+                ImGui::IsRectVisible(ImVec2(1.0f, BaseUI::scaled(40.0f)))) {
                 state.thumbnails[entry.reference] = "";
                 std::weak_ptr<State> weak = state_;
                 const std::string reference = entry.reference;

@@ -35,6 +35,9 @@ AssetThumbnails::Picture AssetThumbnails::get(const std::string& path) {
     Picture picture;
     Ogre::TextureManager* textures = Ogre::TextureManager::getSingletonPtr();
     if (textures && !path.empty()) {
+        if (loadsLeft_ <= 0)
+            return picture;
+        --loadsLeft_;
         try {
             auto file = std::make_shared<std::ifstream>(path, std::ios::binary);
             if (*file) {

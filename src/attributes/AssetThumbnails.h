@@ -12,6 +12,7 @@ namespace Lumenda3D {
 class AssetThumbnails {
 public:
     static constexpr unsigned kSize = 64;
+    static constexpr int kLoadsPerFrame = 4;
 
     struct Picture {
         ImTextureID id = nullptr;
@@ -24,8 +25,11 @@ public:
     AssetThumbnails& operator=(const AssetThumbnails&) = delete;
 
     // The picture of the image file at `path`; loaded on the first call (a file that cannot be
-    // read is remembered as having none). Empty id: no picture.
+    // read is remembered as having none). Empty id: no picture, or not loaded yet because this
+    // frame's loads are spent.
     Picture get(const std::string& path);
+    // A new frame: a few more pictures may be loaded (so a long list never stalls one frame).
+    void newFrame() { loadsLeft_ = kLoadsPerFrame; }
     // Lets go of every picture (when a list is taken again: files may have changed).
     void clear();
 
@@ -33,6 +37,7 @@ private:
     std::unordered_map<std::string, Picture> pictures_;
     std::unordered_map<std::string, std::string> textureNames_;
     unsigned serial_ = 0;
+    int loadsLeft_ = kLoadsPerFrame;
 };
 
 } // namespace Lumenda3D
