@@ -9,6 +9,7 @@ namespace {
 
 const char* kGame = R"(<KiteBench3D>
   <Var name="score"/>
+  <Material name="stone" picture="bricks.png"/><Material name="grass" picture="grass.png"/>
   <LoadSound name="jump" fileName="jump.wav"/><LoadSound name="coin" fileName="coin.wav"/>
   <LoadSound name="jump" fileName="again.wav"/><LoadSound fileName="nameless.wav"/>
   <Level name="One">
@@ -56,6 +57,25 @@ TEST_F(PickersTest, LevelsAreTopLevelOnlyAndObjectsPutTheCameraFirst) {
     // Something looks at a 3D object (cameras are among them), never at the view's camera or a 2D element.
     scene.show("LookAt");
     EXPECT_EQ(open("lookAt"), (std::vector<std::string>{"cam", "crate"}));
+}
+
+TEST_F(PickersTest, AnObjectsMaterialIsPickedFromTheGamesMaterialsOrAddedThere) {
+    pugi::xml_node created;
+    scene.panel->setCreateBlockCallback([&](const std::string& element, const std::map<std::string, std::string>& attrs) {
+        created = scene.files.appendChild(scene.element("Level").parent(), element.c_str());
+        scene.files.setAttribute(created, "name", attrs.at("name"));
+        return attrs.at("name");
+    });
+    scene.show("Box");
+    EXPECT_EQ(open("texture"), (std::vector<std::string>{"grass", "stone"}));
+    clickWidget("stone##item");
+    EXPECT_EQ(scene.value("Box", "texture"), "stone");
+
+    clickWidget("...##texture");
+    clickWidget("Add##add_texture");
+    ASSERT_TRUE(created);
+    EXPECT_STREQ(created.name(), "Material");
+    EXPECT_EQ(scene.value("Box", "texture"), created.attribute("name").as_string());
 }
 
 TEST_F(PickersTest, TheVariablePickerOffersTheDeclarationsInScope) {
