@@ -4,6 +4,7 @@
 
 #include "chrome/ConfirmDialog.h"
 #include "chrome/ErrorDialog.h"
+#include "chrome/Menu.h"
 #include "chrome/SourceEditor.h"
 #include "chrome/Tabs.h"
 #include "chrome/ToastNotification.h"
@@ -13,6 +14,8 @@
 namespace Lumenda3D {
 
 void registerChromePanels(AllUI& ui) {
+    // Drawn by the top bar, above its title.
+    ui.setElement(Menu::kName, std::make_shared<Menu>());
     ui.setElement(TopBar::kName, std::make_shared<TopBar>());
     ui.setElement(Tabs::kName, std::make_shared<Tabs>());
     // Drawn by the tabs while the Source tab is in front.

@@ -29,6 +29,7 @@
 #include "mcp/McpPanels.h"
 #include "project/ProjectPanels.h"
 #include "services/ApiConfig.h"
+#include "services/AuthenticationFlowManager.h"
 #include "services/AuthenticationManager.h"
 #include "services/EditorSettings.h"
 #include "services/LmdAutoUpdater.h"
@@ -78,6 +79,8 @@ Lumenda3DEditor::~Lumenda3DEditor() {
         // Cloud answers on their way must not reach the editor that is gone, nor keep its client.
         ResourceLoader::getInstance().cancelAll();
         AuthenticationManager::getInstance().setHttpClient(nullptr);
+        // The login dialog goes with the editor: nobody is left to ask.
+        AuthenticationFlowManager::getInstance().setLoginPrompt(nullptr);
     }
     // A start that failed before the render system came up (no display) leaves a root that the
     // application context's shutdown cannot take apart: it asks for managers that were never
@@ -138,9 +141,9 @@ void Lumenda3DEditor::setup() {
     setupEditorCore();
     setupEditorUI();
     // The login service and its HTTP client are set up with the core (setupEditorCore); the
-    // login dialog installs its prompt (AuthenticationFlowManager::setLoginPrompt) once it exists.
-    // The dialogs of opening, templates, saving and publishing install their callbacks here
-    // (setupDialogCallbacks) once they exist.
+    // login dialog becomes its prompt here.
+    runGuarded("setupAuthentication", [&] { setupAuthentication(); });
+    runGuarded("setupDialogCallbacks", [&] { setupDialogCallbacks(); });
     runGuarded("setupMenuCallbacks", [&] { setupMenuCallbacks(); });
     runGuarded("setupBlocksHelper", [&] { setupBlocksHelper(); });
     loadInitialProject();
@@ -274,12 +277,6 @@ void Lumenda3DEditor::registerCommands() {
     // Only a person may start the game from the interface; agents have their own tool for it.
     commands.add({TopBar::kPlayCommand, "Play", {}, [this] { return !isRunning(); }, "run the game", [this] { play(); }});
     commands.add({TopBar::kStopCommand, "Stop", {}, [this] { return isRunning(); }, "", [this] { stop(nullptr); }});
-}
-
-void Lumenda3DEditor::setupMenuCallbacks() {
-    // The top bar's Play and Stop are the registry's commands. Its account button (setOnLogin,
-    // setOnLogout, setOnGetUserName) is wired here with the login, and the menu's items join the
-    // commands when the menu exists.
 }
 
 // --- Closing and run control -------------------------------------------------------------------

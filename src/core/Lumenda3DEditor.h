@@ -36,6 +36,8 @@
 
 namespace Lumenda3D {
 
+struct ProjectTemplate;
+
 class AllUI;
 class AttributesEditor;
 class BlocksHelper;
@@ -275,12 +277,61 @@ public:
         std::function<void()> hide;
     };
     void setPublishDialogHooks(PublishDialogHooks hooks) { publishDialogHooks_ = std::move(hooks); }
+    // The publish dialog's callbacks and the Publish and Unpublish commands.
+    void setupPublishDialog();
+    // Publish: local assets refused, a login first, a cloud project required; then the dialog.
+    void onMenuPublish();
+    // Unpublish: a login first, a published cloud project required; then a question.
+    void onMenuUnpublish();
+
+    // --- The main menu's project operations (Lumenda3DEditorMenu.cpp) ---------------------------
+    // The person's save: the local project, then the cloud resource (after a login when the
+    // session has ended); a project stored nowhere yet goes to Save As.
+    void onMenuSaveProject();
+    // Closing the project: with unsaved changes a question first ("Save" closes after the save
+    // succeeded, "Don't Save" closes at once).
+    void onMenuCloseProject();
+    // An empty, unnamed project, counted as saved.
+    void returnToOpeningScreen();
+    // Leaving the editor: with unsaved changes only after the person confirmed.
+    void confirmAndExit();
+    // The menu's auto-save switch: off also discards the backup it had.
+    void setAutoSaveFromMenu(bool enabled);
+    // Flips the setting "selectSubObjectsByDefault" and hands it to the gizmo.
+    void toggleSelectSubObjectsByDefault();
+
+    // --- Save As, plugins, renaming (Lumenda3DEditorSaveAs.cpp) ---------------------------------
+    // Each opens the Save dialog for its purpose (saveDialogMode 0 to 3).
+    void onMenuSaveProjectAs();
+    void onMenuSaveProjectAsPlugin();
+    void onMenuSavePluginAsProject();
+    void onMenuRenameProject();
+    // The Save dialog's confirmation: a new local project, a new cloud resource of the mode's
+    // type, or (mode 3) the cloud resource renamed. A cloud create of a project with local assets
+    // is refused on the dialog, which stays open.
+    void onSaveDialogConfirmed(const std::string& name, bool local);
+    // The Open Project dialog's lists and opening (Lumenda3DEditorOpen.cpp), and its command.
+    void setupOpenDialog();
+    // The New Project dialog's list and choice, and the New Project command.
+    void setupTemplateDialog();
+    // Starts a project from a template: "empty" at once, any other from the server.
+    void onTemplateSelected(const ProjectTemplate& chosen);
+    // Offers the templates (when there is a template dialog).
+    void showTemplateDialog();
+    // Opens cloud resource `resourceId` for the person: a login first when the editor can ask for
+    // one and nobody is logged in, one more login and try when the session ended on the way.
+    // `done` gets "" when the project is open, else the reason; the open document stays then.
+    void openCloudProjectForPerson(const std::string& resourceId, bool retried,
+                                   std::function<void(const std::string&)> done);
+    // Why a project with local assets is not written to the cloud, as the person reads it.
+    static constexpr const char* kLocalAssetsOnlyLocally =
+        "Project uses local assets, so it can only be saved locally. Use 'Save As' and choose Local.";
 
     // --- Crash recovery -----------------------------------------------------------------------
     // Offers a backup left by a crash; showTemplatesAfter when the starting document is empty.
     void offerCrashRecoveryIfNeeded(bool showTemplatesAfter);
     void refreshHasDismissedSnapshot();
-    // Loads the backup the user set aside (the File menu's "Recover Last Auto Save" once it exists).
+    // Loads the backup the user set aside (the File menu's "Recover Last Auto Save").
     void recoverLastAutoSave();
 
     // --- The agent server's side of the editor -------------------------------------------------
@@ -300,8 +351,12 @@ protected:
     virtual void registerPanels(AllUI& ui);
     // The editor's own commands (undo, redo, play, stop) in the registry, with the agent guard.
     void registerCommands();
-    // The top bar's account button (the menu's items join the commands when the menu exists).
+    // The main menu's commands (every item the editor can carry out) and the menu's level list.
     void setupMenuCallbacks();
+    // The project dialogs' callbacks into the editor, and the commands that open them.
+    void setupDialogCallbacks();
+    // The login dialog as the prompt of the login rule (Lumenda3DEditorLogin.cpp).
+    void setupAuthentication();
     // The engine events the editor listens to; wired after the first document is loaded.
     void initEvents();
     void locateResources() override;

@@ -6,7 +6,11 @@
 #include "base/LmdLog.h"
 #include "engine/editing/LmdSourceFiles.h"
 #include "services/AuthenticationFlowManager.h"
+#include "services/AuthenticationManager.h"
 #include "services/ResourceLoader.h"
+#include "chrome/ConfirmDialog.h"
+#include "project/PublishDialog.h"
+#include "ui/AllUI.h"
 
 namespace Lumenda3D {
 void Lumenda3DEditor::performSave(const std::string& resourceId, const std::string& xml,
@@ -141,6 +145,63 @@ void Lumenda3DEditor::performUnpublish(bool isRetry) {
             }
             showErrorMessage("Unpublish failed: " + error);
         });
+}
+
+void Lumenda3DEditor::setupPublishDialog() {
+    auto dialog = allUI ? allUI->getPanel<PublishDialog>() : nullptr;
+    if (!dialog)
+        return;
+    dialog->setOnPublish([this](const std::string& description, const std::string& category, bool viewSource,
+                                bool published) { performPublish(description, category, viewSource, published, false); });
+    std::weak_ptr<PublishDialog> weak = dialog;
+    setPublishDialogHooks({[weak](const std::string& message) {
+                               if (auto d = weak.lock())
+                                   d->setStatusMessage(message);
+                           },
+                           [weak] {
+                               if (auto d = weak.lock())
+                                   d->hide();
+                           }});
+    commands.add({"project.publish", "Publish", {}, [this] { return !isRunning(); }, "",
+                  [this] { onMenuPublish(); }});
+    commands.add({"project.unpublish", "Unpublish", {}, {}, "", [this] { onMenuUnpublish(); }});
+}
+
+void Lumenda3DEditor::onMenuPublish() {
+    if (sourceHasLocalAssets()) {
+        showErrorMessage("Project uses local assets. Replace them with cloud-hosted assets before publishing.");
+        return;
+    }
+    if (!AuthenticationManager::getInstance().isAuthenticated()) {
+        AuthenticationFlowManager::getInstance().checkLogin([this] { onMenuPublish(); }, true);
+        return;
+    }
+    if (cloudResourceId.empty()) {
+        showErrorMessage("Please save the project to the cloud before publishing.");
+        return;
+    }
+    if (auto dialog = allUI ? allUI->getPanel<PublishDialog>() : nullptr)
+        dialog->show(projectDescription, projectCategoryId, projectViewSource);
+}
+
+void Lumenda3DEditor::onMenuUnpublish() {
+    if (!AuthenticationManager::getInstance().isAuthenticated()) {
+        AuthenticationFlowManager::getInstance().checkLogin([this] { onMenuUnpublish(); }, true);
+        return;
+    }
+    if (cloudResourceId.empty()) {
+        showErrorMessage("Please save the project before unpublishing.");
+        return;
+    }
+    if (!projectPublished) {
+        showToast("Project is not published.", 3.0f);
+        return;
+    }
+    if (auto dialog = allUI ? allUI->getPanel<ConfirmDialog>() : nullptr)
+        dialog->show("Unpublish game",
+                     "The game will be removed from the site and will no longer be publicly visible. You can "
+                     "publish it again later.",
+                     [this] { performUnpublish(false); }, "Unpublish");
 }
 
 } // namespace Lumenda3D

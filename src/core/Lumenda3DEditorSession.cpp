@@ -205,9 +205,8 @@ void Lumenda3DEditor::offerCrashRecoveryIfNeeded(bool showTemplatesAfter) {
                 if (sourceFiles)
                     sourceFiles->dismissAutoBackup();
                 refreshHasDismissedSnapshot();
-                if (showTemplatesAfter) {
-                    // The template dialog is shown here once it exists.
-                }
+                if (showTemplatesAfter)
+                    showTemplateDialog();
             };
             dialog->show(backup.projectName, backup.timestamp, onRecover, onDiscard, backup.closedNormally);
             return;
@@ -221,9 +220,8 @@ void Lumenda3DEditor::offerCrashRecoveryIfNeeded(bool showTemplatesAfter) {
         }
         refreshHasDismissedSnapshot();
     }
-    if (showTemplatesAfter) {
-        // The template dialog is shown here once it exists.
-    }
+    if (showTemplatesAfter)
+        showTemplateDialog();
 }
 
 void Lumenda3DEditor::reportDamagedBackup(const std::string& keptAs, const std::string& path) {

@@ -105,6 +105,11 @@ bool LmdCommandRegistry::isEnabled(const std::string& id) const {
     return command && (!command->enabled || command->enabled());
 }
 
+bool LmdCommandRegistry::isChecked(const std::string& id) const {
+    const LmdCommand* command = find(id);
+    return command && command->checked && command->checked();
+}
+
 bool LmdCommandRegistry::execute(const std::string& id) {
     const LmdCommand* command = find(id);
     if (!command || (command->enabled && !command->enabled()))

@@ -1,7 +1,7 @@
 #pragma once
 // The editor's commands, registered once and shared by everything that starts them: the menu, the
 // keyboard and the toolbar. A command has an id ("edit.undo"), a label as menus show it, keyboard
-// shortcuts, an enabled rule, and, for what only a person may start, the action word of the agent
+// shortcuts, an enabled rule, a check state for switches, and, for what only a person may start, the action word of the agent
 // guard: such a command refuses to run while an agent's synthetic input is being delivered (the
 // guard, the editor's isAgentDrivenAction, logs it for the agents and shows a toast).
 //
@@ -47,6 +47,9 @@ struct LmdCommand {
     // agents' input may start it too.
     std::string personOnlyAction;
     std::function<void()> run;
+    // For a command that switches something on and off: whether it is on now (a menu ticks it);
+    // empty: not a switch.
+    std::function<bool()> checked = nullptr;
 };
 
 class LmdCommandRegistry {
@@ -63,6 +66,8 @@ public:
     std::vector<const LmdCommand*> all() const;
 
     bool isEnabled(const std::string& id) const;
+    // Whether a switch command is on; false for an unknown command or one that is no switch.
+    bool isChecked(const std::string& id) const;
     // Runs the command if it exists, is enabled and is not refused by the agent guard; true when
     // it ran.
     bool execute(const std::string& id);

@@ -32,6 +32,7 @@ public:
     using Lumenda3DEditor::setupEditorCore;
     using Lumenda3DEditor::setupEditorUI;
     using Lumenda3DEditor::setupMenuCallbacks;
+    using Lumenda3DEditor::setupDialogCallbacks;
 
     // One frame's start: synthetic input, then the actions deferred since the last frame.
     void step() {

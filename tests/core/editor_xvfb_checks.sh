@@ -26,6 +26,10 @@
 #   gizmo            an example game: click an object, drag the gizmo's X arrow (synthetic input),
 #                    the document's x changes and undo puts it back; a vertex drag writes a
 #                    VertexList (undone too); the 2D gizmo moves a text; screenshots
+#   projects-local   a person's menu clicks and typing only: New Project from the empty template,
+#                    a block added, Ctrl+S names it and saves it locally; the next start opens it
+#                    with Ctrl+O and the Open dialog; Exit with unsaved changes asks first;
+#                    screenshots of the menu and each dialog
 set -uo pipefail
 
 case_name="$1"
@@ -538,6 +542,71 @@ until loaded
 frames 3
 expect attr grass picture grass.png
 quit"
+projects-local)
+  run_script projects-new "
+until loaded
+frames 5
+user-click menu File
+frames 3
+screenshot $artifacts/editor-menu-file.png
+user-click menu File/New Project
+until dialog template
+frames 3
+screenshot $artifacts/editor-dialog-template.png
+user-click projectTemplateDialog ##templateCardempty
+until not dialog template
+expect not dirty
+drag-template Cone scene
+expect elements cone1 1
+expect dirty
+user-keys ctrl s
+until dialog save
+frames 3
+user-type Stairs
+frames 3
+user-click saveProjectDialog This computer##saveProjectTarget
+frames 2
+screenshot $artifacts/editor-dialog-save.png
+user-keys return
+until not dialog save
+expect title Stairs [Local]
+expect not dirty
+quit"
+  [ -f "$LUMENDA3D_HOME/data/projects/Stairs/src.xml" ] || fail "projects-local: no project file was written"
+  # The script ends with the person's answer to the exit question: the editor quits then, so
+  # there is no "quit" line and the run is checked here.
+  printf '%s\n' "
+until loaded
+frames 5
+user-keys ctrl o
+until dialog open
+frames 3
+screenshot $artifacts/editor-dialog-open.png
+user-click openResourceDialog Stairs##openLocal
+user-click openResourceDialog Open##openResource
+until not dialog open
+expect title Stairs [Local]
+expect elements cone1 1
+expect not dirty
+set cone1 x 5
+expect dirty
+user-click menu File
+frames 2
+user-click menu File/Exit
+until dialog confirm
+frames 3
+screenshot $artifacts/editor-dialog-exit.png
+say asked
+user-click confirmDialog Exit##confirmDialogConfirm
+frames 600
+say still running" > "$work/projects-open.script"
+  LUMENDA3D_TEST_SCRIPT="$work/projects-open.script" timeout 180 "$editor" > "$work/projects-open.out" 2> "$work/projects-open.err"
+  code=$?
+  [ "$code" -eq 0 ] || fail "projects-open: exit code $code"
+  grep -q "^LMD-TEST FAIL" "$work/projects-open.out" && fail "projects-open: $(grep '^LMD-TEST FAIL' "$work/projects-open.out")"
+  grep -q "^LMD-TEST say asked" "$work/projects-open.out" || fail "projects-open: Exit did not ask about the unsaved change"
+  grep -q "^LMD-TEST say still running" "$work/projects-open.out" && fail "projects-open: the editor did not quit after the answer"
+  if [ "$failures" -ne 0 ]; then cat "$work/projects-open.out"; tail -40 "$work/projects-open.err"; fi
   ;;
 
 *)

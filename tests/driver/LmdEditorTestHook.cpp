@@ -32,7 +32,12 @@
 #include "engine/gizmo/LmdGizmo2D.h"
 #include "engine/scene/LmdBase2D.h"
 #include "engine/scene/LmdBase3D.h"
+#include "project/LoginDialog.h"
+#include "project/OpenResourceDialog.h"
+#include "project/ProjectTemplateDialog.h"
+#include "project/PublishDialog.h"
 #include "project/RecoverFromCrashDialog.h"
+#include "project/SaveProjectDialog.h"
 #include "services/FileManager.h"
 #include "ui/AllUI.h"
 
@@ -740,6 +745,16 @@ bool LmdEditorTestHook::evaluate(const std::vector<std::string>& words, size_t f
             result = ui && ui->getPanel<ErrorDialog>() && ui->getPanel<ErrorDialog>()->isOpen();
         else if (arg(1) == "confirm")
             result = ui && ui->getPanel<ConfirmDialog>() && ui->getPanel<ConfirmDialog>()->isOpen();
+        else if (arg(1) == "save")
+            result = ui && ui->getPanel<SaveProjectDialog>() && ui->getPanel<SaveProjectDialog>()->isOpen();
+        else if (arg(1) == "open")
+            result = ui && ui->getPanel<OpenResourceDialog>() && ui->getPanel<OpenResourceDialog>()->isOpen();
+        else if (arg(1) == "template")
+            result = ui && ui->getPanel<ProjectTemplateDialog>() && ui->getPanel<ProjectTemplateDialog>()->isOpen();
+        else if (arg(1) == "login")
+            result = ui && ui->getPanel<LoginDialog>() && ui->getPanel<LoginDialog>()->isOpen();
+        else if (arg(1) == "publish")
+            result = ui && ui->getPanel<PublishDialog>() && ui->getPanel<PublishDialog>()->isOpen();
         actual = std::string("dialog ") + arg(1) + (result ? " open" : " not open");
     } else if (what == "recover-message") {
         // recover-message TEXT: the recovery dialog's message holds TEXT.

@@ -1,0 +1,223 @@
+#include "project/OpenResourceDialog.h"
+
+#include <memory>
+
+namespace Lumenda3D {
+
+namespace {
+constexpr float kWidth = 520.0f;
+constexpr float kListHeight = 240.0f;
+constexpr float kButtonWidth = 110.0f;
+
+bool isDigits(const std::string& text) {
+    if (text.empty())
+        return false;
+    for (char c : text)
+        if (c < '0' || c > '9')
+            return false;
+    return true;
+}
+} // namespace
+
+OpenResourceDialog::OpenResourceDialog(const std::string& name) : BaseUI(name) {}
+
+std::string OpenResourceDialog::cloudEntryLabel(const CloudProject& project) {
+    return (project.name.empty() ? std::string("(unnamed)") : project.name) + "  #" + project.id + "##openCloud" +
+           project.id;
+}
+
+void OpenResourceDialog::show() {
+    ++round_;
+    open_ = true;
+    busy_ = false;
+    status_.clear();
+    chosenLocal_.clear();
+    cloudId_.clear();
+    localNames_ = localProjects_ ? localProjects_() : std::vector<std::string>();
+    cloudPage_ = localNames_.empty();
+    switchPage_ = true;
+    requestCloudList();
+}
+
+void OpenResourceDialog::requestCloudList() {
+    cloudProjects_.clear();
+    cloudListStatus_.clear();
+    if (!cloudLister_)
+        return;
+    cloudListLoading_ = true;
+    const int round = round_;
+    std::weak_ptr<int> alive = alive_;
+    cloudLister_([this, round, alive](bool ok, const std::vector<CloudProject>& projects, const std::string& error) {
+        if (alive.expired() || round != round_)
+            return;
+        cloudListLoading_ = false;
+        if (ok)
+            cloudProjects_ = projects;
+        else
+            cloudListStatus_ = error;
+    });
+}
+
+void OpenResourceDialog::openChosen() {
+    status_.clear();
+    const int round = round_;
+    std::weak_ptr<int> alive = alive_;
+    Done done = [this, round, alive](const std::string& error) {
+        if (alive.expired() || round != round_)
+            return;
+        busy_ = false;
+        if (error.empty())
+            open_ = false;
+        else
+            status_ = error;
+    };
+    if (!cloudPage_) {
+        if (chosenLocal_.empty()) {
+            status_ = "Choose a project from the list.";
+            return;
+        }
+        if (!openLocal_)
+            return;
+        busy_ = true;
+        openLocal_(chosenLocal_, std::move(done));
+        return;
+    }
+    if (!isDigits(cloudId_)) {
+        status_ = cloudId_.empty() ? "Choose a project from the list or enter its id."
+                                   : "A project id is a number, as in the project's link.";
+        return;
+    }
+    if (!openCloud_)
+        return;
+    busy_ = true;
+    status_ = "Opening project " + cloudId_ + "...";
+    openCloud_(cloudId_, std::move(done));
+}
+
+void OpenResourceDialog::draw() {
+    if (!open_) {
+        // Closed between frames (a cloud project that finished opening): the popup goes too.
+        if (shown_ && ImGui::BeginPopupModal(kTitle)) {
+            ImGui::CloseCurrentPopup();
+            ImGui::EndPopup();
+        }
+        shown_ = false;
+        return;
+    }
+    if (!openPopupWhenFree(kTitle) || !beginPopupModal(kTitle, kWidth))
+        return;
+    shown_ = true;
+
+    bool confirmed = false;
+    if (busy_)
+        ImGui::BeginDisabled();
+    if (ImGui::BeginTabBar("##openResourcePages")) {
+        const ImGuiTabItemFlags localFlags = switchPage_ && !cloudPage_ ? ImGuiTabItemFlags_SetSelected : 0;
+        const ImGuiTabItemFlags cloudFlags = switchPage_ && cloudPage_ ? ImGuiTabItemFlags_SetSelected : 0;
+        if (ImGui::BeginTabItem(kLocalTab, nullptr, localFlags)) {
+            if (!switchPage_ && cloudPage_)
+                status_.clear();
+            if (!switchPage_)
+                cloudPage_ = false;
+            drawLocalPage(confirmed);
+            ImGui::EndTabItem();
+        }
+        recordItem(kLocalTab);
+        if (ImGui::BeginTabItem(kCloudTab, nullptr, cloudFlags)) {
+            if (!switchPage_ && !cloudPage_)
+                status_.clear();
+            if (!switchPage_)
+                cloudPage_ = true;
+            drawCloudPage(confirmed);
+            ImGui::EndTabItem();
+        }
+        recordItem(kCloudTab);
+        ImGui::EndTabBar();
+    }
+    switchPage_ = false;
+    if (busy_)
+        ImGui::EndDisabled();
+
+    if (!status_.empty()) {
+        ImGui::PushTextWrapPos(0.0f);
+        if (busy_)
+            ImGui::TextDisabled("%s", status_.c_str());
+        else
+            ImGui::TextColored(ImVec4(1.0f, 0.45f, 0.4f, 1.0f), "%s", status_.c_str());
+        ImGui::PopTextWrapPos();
+    }
+    ImGui::Spacing();
+    const ImVec2 size(scaled(kButtonWidth), 0.0f);
+    if (busy_)
+        ImGui::BeginDisabled();
+    if (button(kOpenLabel, size))
+        confirmed = true;
+    if (busy_)
+        ImGui::EndDisabled();
+    ImGui::SameLine();
+    bool cancelled = button(kCancelLabel, size);
+    const int escape = ImGui::GetKeyIndex(ImGuiKey_Escape);
+    if (escape >= 0 && ImGui::IsKeyPressed(escape, false))
+        cancelled = true;
+    const int enter = ImGui::GetKeyIndex(ImGuiKey_Enter);
+    if (!busy_ && enter >= 0 && ImGui::IsKeyPressed(enter, false))
+        confirmed = true;
+
+    if (cancelled) {
+        // An open on its way is abandoned: its answer finds a new round.
+        ++round_;
+        open_ = false;
+    } else if (confirmed && !busy_) {
+        openChosen();
+    }
+    if (!open_) {
+        ImGui::CloseCurrentPopup();
+        shown_ = false;
+    }
+    ImGui::EndPopup();
+}
+
+void OpenResourceDialog::drawLocalPage(bool& confirmed) {
+    if (localNames_.empty()) {
+        ImGui::TextDisabled("No projects are saved on this computer yet.");
+        return;
+    }
+    ImGui::BeginChild("##openLocalList", ImVec2(0.0f, scaled(kListHeight)), true);
+    for (const std::string& name : localNames_) {
+        const std::string label = localEntryLabel(name);
+        if (ImGui::Selectable(label.c_str(), chosenLocal_ == name, ImGuiSelectableFlags_AllowDoubleClick)) {
+            chosenLocal_ = name;
+            if (ImGui::IsMouseDoubleClicked(0))
+                confirmed = true;
+        }
+        recordItem(label.c_str());
+    }
+    ImGui::EndChild();
+}
+
+void OpenResourceDialog::drawCloudPage(bool& confirmed) {
+    ImGui::TextUnformatted("Project id");
+    ImGui::SameLine();
+    ImGui::SetNextItemWidth(scaled(180.0f));
+    if (inputText(kIdField, cloudId_, ImGuiInputTextFlags_CharsDecimal | ImGuiInputTextFlags_EnterReturnsTrue))
+        confirmed = true;
+    ImGui::BeginChild("##openCloudList", ImVec2(0.0f, scaled(kListHeight)), true);
+    if (cloudListLoading_)
+        ImGui::TextDisabled("Loading your cloud projects...");
+    else if (!cloudListStatus_.empty())
+        ImGui::TextWrapped("%s", cloudListStatus_.c_str());
+    else if (cloudProjects_.empty())
+        ImGui::TextDisabled("No cloud projects.");
+    for (const CloudProject& project : cloudProjects_) {
+        const std::string label = cloudEntryLabel(project);
+        if (ImGui::Selectable(label.c_str(), cloudId_ == project.id, ImGuiSelectableFlags_AllowDoubleClick)) {
+            cloudId_ = project.id;
+            if (ImGui::IsMouseDoubleClicked(0))
+                confirmed = true;
+        }
+        recordItem(label.c_str());
+    }
+    ImGui::EndChild();
+}
+
+} // namespace Lumenda3D

@@ -1,0 +1,157 @@
+// The person's project operations from the menu and the keys, against the real editor object and
+// local storage: Ctrl+S on a new project asks for a name and saves it locally, a failed write
+// keeps the dialog, the document and the dirty state; closing and leaving ask about unsaved work;
+// the Open dialog opens a local project and refuses a broken one without touching the open one;
+// the auto-save switch discards the backup.
+#include "core/HeadlessEditor.h"
+
+#include "base/LmdPaths.h"
+#include "chrome/ConfirmDialog.h"
+#include "project/OpenResourceDialog.h"
+#include "project/SaveProjectDialog.h"
+#include "services/LocalStorage.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+
+namespace fs = std::filesystem;
+
+using namespace Lumenda3D;
+using Lumenda3D::test::EditorTest;
+
+namespace {
+
+class EditorMenuTest : public EditorTest {
+protected:
+    EditorMenuTest() {
+        editor->setupDialogCallbacks();
+        editor->loadScript(kGame, false);
+    }
+    SaveProjectDialog& saveDialog() { return *editor->allUI->getPanel<SaveProjectDialog>(); }
+    ConfirmDialog& question() { return *editor->allUI->getPanel<ConfirmDialog>(); }
+    bool key(char letter, bool shift = false) { return editor->commands.handleKey(letter, true, shift, false); }
+    std::function<void()> draw = [this] { editor->allUI->draw(); };
+    // Types a name into the Save dialog that is on screen, chooses the target, and confirms.
+    void answerSaveDialog(const std::string& name, bool local) {
+        for (int i = 0; i < 3; ++i)
+            drawFrame();
+        for (size_t i = 0; i < saveDialog().getNameText().size() + 2; ++i)
+            pressKey(Lumenda3D::test::kKeyBackspace, draw);
+        ui.type(name);
+        drawFrame();
+        clickItem(saveDialog(), local ? SaveProjectDialog::kLocalChoice : SaveProjectDialog::kCloudChoice, draw);
+        clickItem(saveDialog(), saveDialog().confirmButtonLabel(), draw);
+    }
+    std::string onDisk(const std::string& name) {
+        std::string xml;
+        LocalStorage::readProjectXml(name, xml);
+        return xml;
+    }
+};
+
+TEST_F(EditorMenuTest, CtrlSOnANewProjectAsksForANameThenSavesLocallyAndCtrlSSavesAgain) {
+    ASSERT_TRUE(key('S'));
+    ASSERT_TRUE(saveDialog().isOpen());
+    EXPECT_EQ(saveDialog().getTitle(), "Save Project As");
+    answerSaveDialog("Stairs", true);
+    EXPECT_FALSE(saveDialog().isOpen());
+    EXPECT_EQ(editor->localProjectName, "Stairs");
+    EXPECT_EQ(title(), "Stairs [Local]");
+    EXPECT_FALSE(editor->isProjectDirty());
+    EXPECT_EQ(onDisk("Stairs"), editor->getSourceXmlString(false, true));
+
+    files().setAttribute(named("Crate"), "x", "42");
+    EXPECT_TRUE(editor->isProjectDirty());
+    ASSERT_TRUE(key('S'));
+    EXPECT_FALSE(saveDialog().isOpen());
+    EXPECT_FALSE(editor->isProjectDirty());
+    EXPECT_NE(onDisk("Stairs").find("x=\"42\""), std::string::npos);
+}
+
+TEST_F(EditorMenuTest, AFailedLocalWriteKeepsTheDialogTheDocumentAndTheDirtyState) {
+    // The projects folder cannot be made: a file stands where it should be.
+    const fs::path projects = LmdPaths::projectsDir();
+    fs::remove_all(projects);
+    fs::create_directories(projects.parent_path());
+    std::ofstream(projects.string()) << "not a folder";
+    const std::string before = editor->getSourceXmlString(false, true);
+
+    ASSERT_TRUE(key('S', true));
+    answerSaveDialog("Stairs", true);
+    EXPECT_TRUE(saveDialog().isOpen());
+    EXPECT_FALSE(saveDialog().isBusy());
+    EXPECT_EQ(saveDialog().getStatusMessage(), "Local save failed.");
+    EXPECT_TRUE(editor->localProjectName.empty());
+    EXPECT_TRUE(editor->isProjectDirty());
+    EXPECT_EQ(editor->getSourceXmlString(false, true), before);
+}
+
+TEST_F(EditorMenuTest, ClosingAndLeavingAskOnlyWithUnsavedWork) {
+    // The game as loaded counts as unsaved (it was never stored).
+    ASSERT_TRUE(editor->commands.execute("file.close"));
+    ASSERT_TRUE(question().isOpen());
+    EXPECT_EQ(question().getCurrentTitle(), "Close Project");
+    clickItem(question(), question().secondButtonLabel(), draw);  // "Don't Save"
+    EXPECT_EQ(countNamed("Crate"), 0);
+    EXPECT_FALSE(editor->isProjectDirty());
+
+    // Clean: Exit ends at once.
+    ASSERT_TRUE(editor->commands.execute("file.exit"));
+    EXPECT_FALSE(question().isOpen());
+    EXPECT_TRUE(editor->isStopRequested());
+}
+
+TEST_F(EditorMenuTest, ExitWithUnsavedWorkWaitsForTheAnswer) {
+    files().setAttribute(named("Crate"), "x", "7");
+    ASSERT_TRUE(editor->commands.execute("file.exit"));
+    ASSERT_TRUE(question().isOpen());
+    EXPECT_EQ(question().getCurrentTitle(), "Unsaved changes");
+    EXPECT_FALSE(editor->isStopRequested());
+    clickItem(question(), ConfirmDialog::kCancelLabel, draw);
+    EXPECT_FALSE(editor->isStopRequested());
+    ASSERT_TRUE(editor->commands.execute("file.exit"));
+    clickItem(question(), question().confirmButtonLabel(), draw);
+    EXPECT_TRUE(editor->isStopRequested());
+}
+
+TEST_F(EditorMenuTest, TheOpenDialogOpensALocalProjectAndRefusesABrokenOne) {
+    ASSERT_TRUE(LocalStorage::writeProjectXml("Castle", kGame));
+    ASSERT_TRUE(LocalStorage::writeProjectXml("Broken", "<KiteBench3D><Box"));
+    editor->loadScript("<KiteBench3D>\n  <Sphere name=\"Only\"/>\n</KiteBench3D>", false);
+    auto& open = *editor->allUI->getPanel<OpenResourceDialog>();
+    ASSERT_TRUE(key('O'));
+    ASSERT_TRUE(open.isOpen());
+    EXPECT_EQ(open.getLocalNames(), (std::vector<std::string>{"Broken", "Castle"}));
+
+    clickItem(open, OpenResourceDialog::localEntryLabel("Broken"), draw);
+    clickItem(open, OpenResourceDialog::kOpenLabel, draw);
+    EXPECT_TRUE(open.isOpen());
+    EXPECT_NE(open.getStatusMessage().find("Broken"), std::string::npos);
+    EXPECT_EQ(countNamed("Only"), 1);
+
+    clickItem(open, OpenResourceDialog::localEntryLabel("Castle"), draw);
+    clickItem(open, OpenResourceDialog::kOpenLabel, draw);
+    EXPECT_FALSE(open.isOpen());
+    EXPECT_EQ(countNamed("Crate"), 1);
+    EXPECT_EQ(title(), "Castle [Local]");
+    EXPECT_FALSE(editor->isProjectDirty());
+}
+
+TEST_F(EditorMenuTest, TurningAutoSaveOffDiscardsTheBackupAndGreysOutRecovery) {
+    files().setAutoSaveEnabled(true);
+    ASSERT_TRUE(editor->commands.isChecked("settings.autoSave"));
+    files().setAttribute(named("Crate"), "x", "9");
+    files().flushAutoSave();
+    files().dismissAutoBackup();
+    editor->refreshHasDismissedSnapshot();
+    ASSERT_TRUE(editor->commands.isEnabled("file.recoverLastAutoSave"));
+
+    ASSERT_TRUE(editor->commands.execute("settings.autoSave"));
+    EXPECT_FALSE(editor->commands.isChecked("settings.autoSave"));
+    EXPECT_FALSE(editor->commands.isEnabled("file.recoverLastAutoSave"));
+    EXPECT_FALSE(files().autoBackupExists());
+}
+
+} // namespace
