@@ -28,6 +28,9 @@ protected:
     EditorMenuTest() {
         editor->setupDialogCallbacks();
         editor->loadScript(kGame, false);
+        // The editor's panels have been on screen before any menu command runs.
+        drawFrame();
+        drawFrame();
     }
     SaveProjectDialog& saveDialog() { return *editor->allUI->getPanel<SaveProjectDialog>(); }
     ConfirmDialog& question() { return *editor->allUI->getPanel<ConfirmDialog>(); }
@@ -89,7 +92,8 @@ TEST_F(EditorMenuTest, AFailedLocalWriteKeepsTheDialogTheDocumentAndTheDirtyStat
 }
 
 TEST_F(EditorMenuTest, ClosingAndLeavingAskOnlyWithUnsavedWork) {
-    // The game as loaded counts as unsaved (it was never stored).
+    files().setAttribute(named("Crate"), "x", "8");
+    ASSERT_TRUE(editor->isProjectDirty());
     ASSERT_TRUE(editor->commands.execute("file.close"));
     ASSERT_TRUE(question().isOpen());
     EXPECT_EQ(question().getCurrentTitle(), "Close Project");

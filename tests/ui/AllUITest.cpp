@@ -67,7 +67,9 @@ TEST_F(AllUITest, TheWorkingPanelsGoIntoTheirSlotsAndFindEachOtherByName) {
     registerProjectPanels(*all);
     registerChromePanels(*all);
     EXPECT_EQ(all->getElementNames(),
-              (std::vector<std::string>{"topBar", "tabs", "sourceEditor", "errorDialog", "toastNotification",
+              (std::vector<std::string>{"menu", "topBar", "tabs", "sourceEditor", "errorDialog",
+                                        "projectTemplateDialog", "loginDialog", "openResourceDialog",
+                                        "saveProjectDialog", "publishDialog", "toastNotification",
                                         "recoverFromCrashDialog", "confirmDialog"}));
     ASSERT_TRUE(all->getPanel<TopBar>() && all->getPanel<Tabs>() && all->getPanel<SourceEditor>() &&
                 all->getPanel<ErrorDialog>() && all->getPanel<ToastNotification>() &&
