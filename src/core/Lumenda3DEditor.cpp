@@ -79,8 +79,6 @@ Lumenda3DEditor::~Lumenda3DEditor() {
         // Cloud answers on their way must not reach the editor that is gone, nor keep its client.
         ResourceLoader::getInstance().cancelAll();
         AuthenticationManager::getInstance().setHttpClient(nullptr);
-        // The login dialog goes with the editor: nobody is left to ask.
-        AuthenticationFlowManager::getInstance().setLoginPrompt(nullptr);
     }
     // A start that failed before the render system came up (no display) leaves a root that the
     // application context's shutdown cannot take apart: it asks for managers that were never
@@ -295,6 +293,9 @@ void Lumenda3DEditor::onClose() {
     runGuarded("onClose", [&] {
         ResourceLoader::getInstance().cancelAll();
         AuthenticationManager::getInstance().setHttpClient(nullptr);
+        // The login dialog goes with the editor: nobody is left to ask. (Not in the destructor:
+        // at process exit the login service may already be gone then.)
+        AuthenticationFlowManager::getInstance().setLoginPrompt(nullptr);
     });
     LmdRuntime::onClose();
 }
