@@ -57,8 +57,7 @@ void ConfirmDialog::draw() {
     ImGui::SameLine();
     if (button(kCancelLabel, size))
         answer = Answer::Cancel;
-    const int escape = ImGui::GetKeyIndex(ImGuiKey_Escape);
-    if (answer == Answer::None && escape >= 0 && ImGui::IsKeyPressed(escape, false))
+    if (answer == Answer::None && keyPressedOnce(ImGuiKey_Escape))
         answer = Answer::Cancel;
 
     if (answer == Answer::None) {

@@ -4,11 +4,6 @@ namespace Lumenda3D {
 
 namespace {
 constexpr float kWidth = 420.0f;
-
-bool keyPressed(ImGuiKey key) {
-    const int index = ImGui::GetKeyIndex(key);
-    return index >= 0 && ImGui::IsKeyPressed(index, false);
-}
 } // namespace
 
 ErrorDialog::ErrorDialog(const std::string& name) : BaseUI(name) {}
@@ -39,7 +34,7 @@ void ErrorDialog::draw() {
     ImGui::Spacing();
 
     const float buttonWidth = scaled(100.0f);
-    if (button(kOkLabel, ImVec2(buttonWidth, 0.0f)) || keyPressed(ImGuiKey_Enter) || keyPressed(ImGuiKey_Escape)) {
+    if (button(kOkLabel, ImVec2(buttonWidth, 0.0f)) || keyPressedOnce(ImGuiKey_Enter) || keyPressedOnce(ImGuiKey_Escape)) {
         dismiss();
     } else {
         ImGui::SameLine();

@@ -117,9 +117,10 @@ void LoginDialog::draw() {
         ImGui::EndDisabled();
     ImGui::SameLine();
     bool cancelled = button(kCancelLabel, size);
-    const int escape = ImGui::GetKeyIndex(ImGuiKey_Escape);
-    if (escape >= 0 && ImGui::IsKeyPressed(escape, false))
+    if (keyPressedOnce(ImGuiKey_Escape))
         cancelled = true;
+    if (keyPressedOnce(ImGuiKey_Enter))
+        confirmed = true;
 
     if (cancelled)
         hide();

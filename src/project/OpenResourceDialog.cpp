@@ -156,11 +156,9 @@ void OpenResourceDialog::draw() {
         ImGui::EndDisabled();
     ImGui::SameLine();
     bool cancelled = button(kCancelLabel, size);
-    const int escape = ImGui::GetKeyIndex(ImGuiKey_Escape);
-    if (escape >= 0 && ImGui::IsKeyPressed(escape, false))
+    if (keyPressedOnce(ImGuiKey_Escape))
         cancelled = true;
-    const int enter = ImGui::GetKeyIndex(ImGuiKey_Enter);
-    if (!busy_ && enter >= 0 && ImGui::IsKeyPressed(enter, false))
+    if (!busy_ && keyPressedOnce(ImGuiKey_Enter))
         confirmed = true;
 
     if (cancelled) {

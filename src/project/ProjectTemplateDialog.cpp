@@ -135,8 +135,7 @@ void ProjectTemplateDialog::draw() {
     }
     ImGui::Spacing();
     bool cancelled = button(kCancelLabel, ImVec2(scaled(110.0f), 0.0f));
-    const int escape = ImGui::GetKeyIndex(ImGuiKey_Escape);
-    if (escape >= 0 && ImGui::IsKeyPressed(escape, false))
+    if (keyPressedOnce(ImGuiKey_Escape))
         cancelled = true;
 
     ProjectTemplate selected;

@@ -66,8 +66,7 @@ void PublishDialog::draw() {
         ImGui::EndDisabled();
     ImGui::SameLine();
     bool cancelled = button(kCancelLabel, size);
-    const int escape = ImGui::GetKeyIndex(ImGuiKey_Escape);
-    if (escape >= 0 && ImGui::IsKeyPressed(escape, false))
+    if (keyPressedOnce(ImGuiKey_Escape))
         cancelled = true;
 
     if (cancelled) {

@@ -136,9 +136,11 @@ void SaveProjectDialog::draw() {
         ImGui::EndDisabled();
     ImGui::SameLine();
     bool cancelled = button(kCancelLabel, size);
-    const int escape = ImGui::GetKeyIndex(ImGuiKey_Escape);
-    if (escape >= 0 && ImGui::IsKeyPressed(escape, false))
+    if (keyPressedOnce(ImGuiKey_Escape))
         cancelled = true;
+    // Enter confirms from anywhere in the dialog, not only from the name field.
+    if (keyPressedOnce(ImGuiKey_Enter))
+        confirmed = true;
 
     if (cancelled) {
         // A cloud call on its way still finishes; only the dialog goes.

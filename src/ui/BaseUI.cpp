@@ -122,6 +122,11 @@ bool BaseUI::openPopupWhenFree(const char* title) {
     return true;
 }
 
+bool BaseUI::keyPressedOnce(ImGuiKey key) {
+    const int index = ImGui::GetKeyIndex(key);
+    return index >= 0 && ImGui::IsKeyPressed(index, false);
+}
+
 bool BaseUI::beginPopupModal(const char* title, float baseWidth, ImGuiWindowFlags flags) {
     const ImGuiViewport* viewport = ImGui::GetMainViewport();
     ImGui::SetNextWindowPos(viewport->GetCenter(), ImGuiCond_Appearing, ImVec2(0.5f, 0.5f));

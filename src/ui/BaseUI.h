@@ -90,6 +90,9 @@ protected:
     // A modal popup centred on the display, `baseWidth` wide by the DPI rule (0: fits its content),
     // growing downward with its content. Call EndPopup when it returns true.
     static bool beginPopupModal(const char* title, float baseWidth = 0.0f, ImGuiWindowFlags flags = 0);
+    // Whether `key` went down in this frame (a held key's repeats do not count): a dialog's Enter
+    // and Escape, wherever its keyboard focus is.
+    static bool keyPressedOnce(ImGuiKey key);
 
     // Text fields over std::string: the string grows as the user types (no fixed buffer). `callback`
     // receives every event other than the resize. They return true when the text changed.

@@ -26,8 +26,7 @@
 #   gizmo            an example game: click an object, drag the gizmo's X arrow (synthetic input),
 #                    the document's x changes and undo puts it back; a vertex drag writes a
 #                    VertexList (undone too); the 2D gizmo moves a text; screenshots
-#   projects-local   (not yet in the ctest list: typing does not reach the name field yet)
-#                    a person's menu clicks and typing only: New Project from the empty template,
+#   projects-local   a person's menu clicks and typing only: New Project from the empty template,
 #                    a block added, Ctrl+S names it and saves it locally; the next start opens it
 #                    with Ctrl+O and the Open dialog; Exit with unsaved changes asks first;
 #                    screenshots of the menu and each dialog

@@ -11,6 +11,7 @@
 #include <unistd.h>
 #include <sstream>
 #include <stdexcept>
+#include <utility>
 
 #include <OgreLogManager.h>
 
@@ -929,27 +930,30 @@ void LmdEditorTestHook::pushPersonClick(float x, float y, int buttonNumber) {
 bool LmdEditorTestHook::pushPersonKeys(const std::vector<std::string>& names, std::string& error, long after) {
     SDL_Window* window = editor_.getNativeWindow();
     const Uint32 windowId = window ? SDL_GetWindowID(window) : 0;
-    Uint16 mod = 0;
-    std::vector<SDL_Keycode> keys;
+    // Each key with the modifier bit it holds while down (0 for an ordinary key).
+    std::vector<std::pair<SDL_Keycode, Uint16>> keys;
     for (const std::string& name : names) {
         if (name == "ctrl") {
-            mod |= KMOD_LCTRL;
-            keys.push_back(SDLK_LCTRL);
+            keys.emplace_back(SDLK_LCTRL, KMOD_LCTRL);
         } else if (name == "shift") {
-            mod |= KMOD_LSHIFT;
-            keys.push_back(SDLK_LSHIFT);
+            keys.emplace_back(SDLK_LSHIFT, KMOD_LSHIFT);
         } else if (name == "alt") {
-            mod |= KMOD_LALT;
-            keys.push_back(SDLK_LALT);
+            keys.emplace_back(SDLK_LALT, KMOD_LALT);
         } else if (SDL_Keycode code = keycodeOf(name); code != SDLK_UNKNOWN) {
-            keys.push_back(code);
+            keys.emplace_back(code, 0);
         } else {
             error = "unknown key " + name;
             return false;
         }
     }
     // All keys go down in one frame (modifiers first) and come up two frames later in reverse.
-    for (SDL_Keycode code : keys) {
+    // Every event carries the modifiers held once it has happened, as a keyboard's do: a
+    // modifier's own release no longer holds it. (The interface reads Ctrl, Shift and Alt from
+    // each event; a Ctrl that came up still marked held would stay down for it and make its
+    // text fields ignore every typed character.)
+    Uint16 mod = 0;
+    for (const auto& [code, bit] : keys) {
+        mod |= bit;
         SDL_Event down{};
         down.type = SDL_KEYDOWN;
         down.key.windowID = windowId;
@@ -969,12 +973,13 @@ bool LmdEditorTestHook::pushPersonKeys(const std::vector<std::string>& names, st
         personEvents_.emplace_back(frame_ + after + 1, text);
     }
     for (auto it = keys.rbegin(); it != keys.rend(); ++it) {
+        mod &= Uint16(~it->second);
         SDL_Event up{};
         up.type = SDL_KEYUP;
         up.key.windowID = windowId;
         up.key.state = SDL_RELEASED;
-        up.key.keysym.sym = *it;
-        up.key.keysym.scancode = SDL_GetScancodeFromKey(*it);
+        up.key.keysym.sym = it->first;
+        up.key.keysym.scancode = SDL_GetScancodeFromKey(it->first);
         up.key.keysym.mod = mod;
         personEvents_.emplace_back(frame_ + after + 3, up);
     }
