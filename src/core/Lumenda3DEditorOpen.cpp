@@ -175,9 +175,11 @@ void Lumenda3DEditor::openCloudProjectForPerson(const std::string& resourceId, b
                  (success ? std::string("it has no document.") : text));
         });
     };
-    // A published game opens without a login; when the editor can ask for one, it asks first.
+    // A published game opens without a login; when the editor can ask for one, it asks first
+    // (not without a server: the load then says that none is configured).
     AuthenticationFlowManager& flow = AuthenticationFlowManager::getInstance();
-    if (flow.hasLoginPrompt() && (retried || !AuthenticationManager::getInstance().isAuthenticated()))
+    if (flow.hasLoginPrompt() && !ApiConfig::getServerUrl().empty() &&
+        (retried || !AuthenticationManager::getInstance().isAuthenticated()))
         flow.checkLogin(load, true);
     else
         load();

@@ -18,6 +18,7 @@
 #include "engine/document/LmdGameDocument.h"
 #include "engine/editing/LmdSourceFiles.h"
 #include "project/RecoverFromCrashDialog.h"
+#include "services/ApiConfig.h"
 #include "services/AuthenticationFlowManager.h"
 #include "services/AuthenticationManager.h"
 #include "services/ResourceLoader.h"
@@ -158,9 +159,10 @@ void Lumenda3DEditor::loadResourceById(const std::string& resourceId, bool retri
     };
     // The login comes first when the editor can ask for one. Without a way to ask, the load goes
     // ahead anyway: a published game opens without a login, and anything else is refused by the
-    // server with a sentence that says a login is needed.
+    // server with a sentence that says a login is needed. Without a server there is nothing to
+    // log in to: the load says so at once.
     AuthenticationFlowManager& flow = AuthenticationFlowManager::getInstance();
-    if (flow.hasLoginPrompt())
+    if (flow.hasLoginPrompt() && !ApiConfig::getServerUrl().empty())
         flow.checkLogin(load, true);
     else
         load();

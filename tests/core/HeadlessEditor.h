@@ -33,6 +33,7 @@ public:
     using Lumenda3DEditor::setupEditorUI;
     using Lumenda3DEditor::setupMenuCallbacks;
     using Lumenda3DEditor::setupDialogCallbacks;
+    using Lumenda3DEditor::setupAuthentication;
 
     // One frame's start: synthetic input, then the actions deferred since the last frame.
     void step() {

@@ -2,11 +2,13 @@
 // local storage: Ctrl+S on a new project asks for a name and saves it locally, a failed write
 // keeps the dialog, the document and the dirty state; closing and leaving ask about unsaved work;
 // the Open dialog opens a local project and refuses a broken one without touching the open one;
-// the auto-save switch discards the backup.
+// the auto-save switch discards the backup; a link to a cloud project without a server says so.
 #include "core/HeadlessEditor.h"
 
 #include "base/LmdPaths.h"
 #include "chrome/ConfirmDialog.h"
+#include "engine/events/LmdEvent.h"
+#include "project/LoginDialog.h"
 #include "project/OpenResourceDialog.h"
 #include "project/SaveProjectDialog.h"
 #include "services/LocalStorage.h"
@@ -156,6 +158,16 @@ TEST_F(EditorMenuTest, TurningAutoSaveOffDiscardsTheBackupAndGreysOutRecovery) {
     EXPECT_FALSE(editor->commands.isChecked("settings.autoSave"));
     EXPECT_FALSE(editor->commands.isEnabled("file.recoverLastAutoSave"));
     EXPECT_FALSE(files().autoBackupExists());
+}
+
+TEST_F(EditorMenuTest, ALinkWithoutAServerSaysSoInsteadOfAskingForALogin) {
+    editor->setupAuthentication();
+    editor->onInstanceReactivated(std::make_shared<LmdTextEvent>(LmdEventInstanceReactivated, "resId=7"));
+    editor->step();
+    drawFrame();
+    EXPECT_FALSE(editor->allUI->getPanel<LoginDialog>()->isOpen());
+    EXPECT_EQ(errorText().rfind("Could not open project 7: No Lumenda3D server is configured", 0), 0u) << errorText();
+    EXPECT_EQ(countNamed("Crate"), 1);
 }
 
 } // namespace
