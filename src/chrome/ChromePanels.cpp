@@ -2,6 +2,7 @@
 
 #include <memory>
 
+#include "chrome/AboutDialog.h"
 #include "chrome/ConfirmDialog.h"
 #include "chrome/ErrorDialog.h"
 #include "chrome/Menu.h"
@@ -22,6 +23,7 @@ void registerChromePanels(AllUI& ui) {
     ui.setElement(SourceEditor::kName, std::make_shared<SourceEditor>());
     ui.setElement(ErrorDialog::kName, std::make_shared<ErrorDialog>());
     ui.setElement(ToastNotification::kName, std::make_shared<ToastNotification>());
+    ui.setElement(AboutDialog::kName, std::make_shared<AboutDialog>());
     ui.setElement(ConfirmDialog::kName, std::make_shared<ConfirmDialog>());
 }
 

@@ -300,6 +300,16 @@ public:
     // Flips the setting "selectSubObjectsByDefault" and hands it to the gizmo.
     void toggleSelectSubObjectsByDefault();
 
+    // --- Clear Cache and About (Lumenda3DEditorCache.cpp) -----------------------------------------
+    // The Clear Cache dialog's callback and the Settings and Help commands that open the dialogs.
+    void setupCacheAndAboutCommands();
+    // Asks ("Warning", what will be deleted, "Clear") before clearCache.
+    void confirmAndClearCache(bool clearAssets, bool clearSaved);
+    // Downloaded assets: the HTTP cache goes and the asset cache folder is made again. Saved data:
+    // every persisted entry but the login, and the auto-save backups. Then the toast
+    // "Cache cleared".
+    void clearCache(bool clearAssets, bool clearSaved);
+
     // --- Save As, plugins, renaming (Lumenda3DEditorSaveAs.cpp) ---------------------------------
     // Each opens the Save dialog for its purpose (saveDialogMode 0 to 3).
     void onMenuSaveProjectAs();

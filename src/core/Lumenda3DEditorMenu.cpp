@@ -92,6 +92,8 @@ void Lumenda3DEditor::setupMenuCallbacks() {
     // Help.
     commands.add({"help.checkForUpdates", "Check for Updates...", {}, {}, "",
                   [] { LmdAutoUpdater::getInstance().checkForUpdatesManual(); }});
+    // Settings > Clear Cache... and Help > About.
+    setupCacheAndAboutCommands();
 
     // The account button of the top bar: a login when nobody is logged in.
     if (!allUI)

@@ -2,6 +2,7 @@
 
 #include <memory>
 
+#include "project/ClearCacheDialog.h"
 #include "project/LoginDialog.h"
 #include "project/OpenResourceDialog.h"
 #include "project/ProjectTemplateDialog.h"
@@ -19,6 +20,7 @@ void registerProjectPanels(AllUI& ui) {
     ui.setElement(OpenResourceDialog::kName, std::make_shared<OpenResourceDialog>());
     ui.setElement(SaveProjectDialog::kName, std::make_shared<SaveProjectDialog>());
     ui.setElement(PublishDialog::kName, std::make_shared<PublishDialog>());
+    ui.setElement(ClearCacheDialog::kName, std::make_shared<ClearCacheDialog>());
 }
 
 } // namespace Lumenda3D

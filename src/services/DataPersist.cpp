@@ -4,6 +4,7 @@
 #include "base/LmdPaths.h"
 #include "services/FileManager.h"
 
+#include <algorithm>
 #include <exception>
 #include <filesystem>
 #include <system_error>
@@ -135,6 +136,44 @@ bool DataPersist::SavePersistText(const std::string& key, const std::string& tex
         LmdLog::message("Cannot save persisted entry '" + key + "': " + e.what() + ".");
         return false;
     }
+}
+
+bool DataPersist::ClearAllPersistData(const std::vector<std::string>& keep) {
+    std::error_code ec;
+    const fs::path root = LmdPaths::configDir();
+    if (!fs::is_directory(root, ec))
+        return true;
+    std::vector<fs::path> kept;
+    for (const std::string& key : keep)
+        if (const std::string path = entryPath(key); !path.empty())
+            kept.push_back(fs::path(path).lexically_normal());
+    bool allGone = true;
+    std::vector<fs::path> folders;
+    for (fs::recursive_directory_iterator it(root, ec), end; !ec && it != end; it.increment(ec)) {
+        const fs::path path = it->path().lexically_normal();
+        if (it->is_directory(ec)) {
+            folders.push_back(path);
+            continue;
+        }
+        if (std::find(kept.begin(), kept.end(), path) != kept.end())
+            continue;
+        std::error_code removeError;
+        if (!fs::remove(path, removeError) && removeError) {
+            LmdLog::message("Cannot delete persisted entry '" + path.string() + "': " + removeError.message() + ".");
+            allGone = false;
+        }
+    }
+    if (ec) {
+        LmdLog::message("Cannot list the persisted entries in '" + root.string() + "': " + ec.message() + ".");
+        allGone = false;
+    }
+    // Deepest first, so that a folder is empty when its turn comes; folders with kept entries stay.
+    for (auto it = folders.rbegin(); it != folders.rend(); ++it) {
+        std::error_code removeError;
+        if (fs::is_empty(*it, removeError))
+            fs::remove(*it, removeError);
+    }
+    return allGone;
 }
 
 } // namespace Lumenda3D

@@ -10,6 +10,7 @@
 //
 // The data root is read at every call, so a change of $LUMENDA3D_HOME takes effect at once.
 #include <string>
+#include <vector>
 
 namespace Lumenda3D {
 
@@ -22,6 +23,10 @@ public:
     // Stores `text` under `key`, replacing any earlier entry. On failure (refused key, full disk,
     // no permission, ...) logs one line saying why and returns false. Never throws.
     static bool SavePersistText(const std::string& key, const std::string& text);
+
+    // Deletes every entry except those under the keys of `keep` (empty folders go too). False,
+    // after one log line per entry that could not be deleted, when any stayed behind.
+    static bool ClearAllPersistData(const std::vector<std::string>& keep);
 
     // The file that holds `key`, or "" when the key is refused.
     static std::string entryPath(const std::string& key);

@@ -2,15 +2,20 @@
 // local storage: Ctrl+S on a new project asks for a name and saves it locally, a failed write
 // keeps the dialog, the document and the dirty state; closing and leaving ask about unsaved work;
 // the Open dialog opens a local project and refuses a broken one without touching the open one;
-// the auto-save switch discards the backup; a link to a cloud project without a server says so.
+// the auto-save switch discards the backup; a link to a cloud project without a server says so;
+// Clear Cache asks twice and keeps the login; About names the version.
 #include "core/HeadlessEditor.h"
 
 #include "base/LmdPaths.h"
+#include "base/LmdVersion.h"
+#include "chrome/AboutDialog.h"
 #include "chrome/ConfirmDialog.h"
 #include "engine/events/LmdEvent.h"
+#include "project/ClearCacheDialog.h"
 #include "project/LoginDialog.h"
 #include "project/OpenResourceDialog.h"
 #include "project/SaveProjectDialog.h"
+#include "services/DataPersist.h"
 #include "services/LocalStorage.h"
 
 #include <gtest/gtest.h>
@@ -168,6 +173,47 @@ TEST_F(EditorMenuTest, ALinkWithoutAServerSaysSoInsteadOfAskingForALogin) {
     EXPECT_FALSE(editor->allUI->getPanel<LoginDialog>()->isOpen());
     EXPECT_EQ(errorText().rfind("Could not open project 7: No Lumenda3D server is configured", 0), 0u) << errorText();
     EXPECT_EQ(countNamed("Crate"), 1);
+}
+
+TEST_F(EditorMenuTest, ClearCacheAsksWhatAndAgainThenKeepsTheLoginAndTheProjects) {
+    ASSERT_TRUE(DataPersist::SavePersistText("lumenda3d_token", "login"));
+    ASSERT_TRUE(DataPersist::SavePersistText("lmdEditor/settings", "{}"));
+    ASSERT_TRUE(LocalStorage::writeProjectXml("Castle", kGame));
+    ASSERT_TRUE(editor->commands.execute("settings.clearCache"));
+    ClearCacheDialog& dialog = *editor->allUI->getPanel<ClearCacheDialog>();
+    ASSERT_TRUE(dialog.isOpen());
+    clickItem(dialog, ClearCacheDialog::kSavedLabel, draw);
+    clickItem(dialog, ClearCacheDialog::kAssetsLabel, draw);  // off: only saved data
+    clickItem(dialog, ClearCacheDialog::kClearLabel, draw);
+    EXPECT_FALSE(dialog.isOpen());
+    // Nothing is gone before the second answer.
+    std::string text;
+    EXPECT_TRUE(DataPersist::LoadPersistText("lmdEditor/settings", text));
+    ASSERT_TRUE(question().isOpen());
+    EXPECT_EQ(question().getCurrentTitle(), "Warning");
+    EXPECT_EQ(question().getCurrentMessage(),
+              "Saved games, editor settings and auto-saves will be deleted. You will stay logged in.\n"
+              "\nThis cannot be undone. Continue?");
+    clickItem(question(), question().confirmButtonLabel(), draw);
+    EXPECT_FALSE(DataPersist::LoadPersistText("lmdEditor/settings", text));
+    EXPECT_TRUE(DataPersist::LoadPersistText("lumenda3d_token", text));
+    EXPECT_FALSE(onDisk("Castle").empty());
+    EXPECT_EQ(toasts().back(), "Cache cleared");
+
+    // With nothing chosen, the question is the last line alone and the toast still comes.
+    editor->confirmAndClearCache(false, false);
+    drawFrame();
+    EXPECT_EQ(question().getCurrentMessage(), "\nThis cannot be undone. Continue?");
+}
+
+TEST_F(EditorMenuTest, AboutShowsTheProductAndItsVersion) {
+    ASSERT_TRUE(editor->commands.execute("help.about"));
+    AboutDialog& about = *editor->allUI->getPanel<AboutDialog>();
+    ASSERT_TRUE(about.isOpen());
+    EXPECT_EQ(AboutDialog::heading(), std::string("Lumenda3D ") + LmdVersion::text());
+    pressKey(Lumenda3D::test::kKeyEscape, draw);
+    drawFrame();
+    EXPECT_FALSE(about.isOpen());
 }
 
 } // namespace

@@ -29,7 +29,7 @@
 #   projects-local   a person's menu clicks and typing only: New Project from the empty template,
 #                    a block added, Ctrl+S names it and saves it locally; the next start opens it
 #                    with Ctrl+O and the Open dialog; Exit with unsaved changes asks first;
-#                    screenshots of the menu and each dialog
+#                    screenshots of the menu and each dialog (also About and Clear Cache)
 set -uo pipefail
 
 case_name="$1"
@@ -590,6 +590,20 @@ expect elements cone1 1
 expect not dirty
 set cone1 x 5
 expect dirty
+user-click menu Help
+frames 2
+user-click menu Help/About
+frames 5
+screenshot $artifacts/editor-dialog-about.png
+user-keys escape
+frames 3
+user-click menu Settings
+frames 2
+user-click menu Settings/Clear Cache...
+frames 5
+screenshot $artifacts/editor-dialog-clear-cache.png
+user-keys escape
+frames 3
 user-click menu File
 frames 2
 user-click menu File/Exit

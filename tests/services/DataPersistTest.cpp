@@ -145,5 +145,27 @@ TEST_F(DataPersistTest, FollowsTheDataRootAtEachCall) {
     // The fixture puts the variable back at the end of the test.
 }
 
+TEST_F(DataPersistTest, ClearingAllKeepsOnlyTheNamedEntriesAndLeavesOtherFoldersAlone) {
+    ASSERT_TRUE(DataPersist::SavePersistText("lumenda3d_token", "{\"token\":\"t\"}"));
+    ASSERT_TRUE(DataPersist::SavePersistText("lmdEditor/settings", "{}"));
+    ASSERT_TRUE(DataPersist::SavePersistText("games/Kart/save", "level 3"));
+    ASSERT_TRUE(DataPersist::SavePersistText("lumenda3d_token2", "not the login"));
+    ASSERT_TRUE(FileManager::writeFileAtomic(LmdPaths::projectsDir() + "/Kart/src.xml", "<KiteBench3D/>"));
+
+    EXPECT_TRUE(DataPersist::ClearAllPersistData({"lumenda3d_token"}));
+
+    std::string text;
+    EXPECT_TRUE(DataPersist::LoadPersistText("lumenda3d_token", text));
+    EXPECT_EQ(text, "{\"token\":\"t\"}");
+    EXPECT_FALSE(DataPersist::LoadPersistText("lmdEditor/settings", text));
+    EXPECT_FALSE(DataPersist::LoadPersistText("lumenda3d_token2", text));
+    EXPECT_FALSE(fs::exists(fs::path(LmdPaths::configDir()) / "games"));
+    // Projects are not persisted entries.
+    EXPECT_TRUE(fs::exists(LmdPaths::projectsDir() + "/Kart/src.xml"));
+    // Nothing to clear is not a failure.
+    fs::remove_all(LmdPaths::configDir());
+    EXPECT_TRUE(DataPersist::ClearAllPersistData({}));
+}
+
 } // namespace
 } // namespace Lumenda3D

@@ -70,7 +70,8 @@ TEST_F(AllUITest, TheWorkingPanelsGoIntoTheirSlotsAndFindEachOtherByName) {
               (std::vector<std::string>{"menu", "topBar", "tabs", "sourceEditor", "errorDialog",
                                         "projectTemplateDialog", "loginDialog", "openResourceDialog",
                                         "saveProjectDialog", "publishDialog", "toastNotification",
-                                        "recoverFromCrashDialog", "confirmDialog"}));
+                                        "recoverFromCrashDialog", "aboutDialog", "confirmDialog",
+                                        "clearCacheDialog"}));
     ASSERT_TRUE(all->getPanel<TopBar>() && all->getPanel<Tabs>() && all->getPanel<SourceEditor>() &&
                 all->getPanel<ErrorDialog>() && all->getPanel<ToastNotification>() &&
                 all->getPanel<RecoverFromCrashDialog>() && all->getPanel<ConfirmDialog>());

@@ -1,0 +1,55 @@
+#include "chrome/AboutDialog.h"
+
+#include <OgrePrerequisites.h>
+#include <imgui.h>
+
+#include "base/LmdPaths.h"
+#include "base/LmdVersion.h"
+
+namespace Lumenda3D {
+
+namespace {
+constexpr float kWidth = 440.0f;
+} // namespace
+
+AboutDialog::AboutDialog(const std::string& name) : BaseUI(name) {}
+
+std::string AboutDialog::heading() {
+    return std::string(LmdVersion::productName()) + " " + LmdVersion::text();
+}
+
+void AboutDialog::draw() {
+    if (!open_) {
+        if (shown_ && ImGui::BeginPopupModal(kTitle)) {
+            ImGui::CloseCurrentPopup();
+            ImGui::EndPopup();
+        }
+        shown_ = false;
+        return;
+    }
+    if (!openPopupWhenFree(kTitle) || !beginPopupModal(kTitle, kWidth))
+        return;
+    shown_ = true;
+    ImGui::TextUnformatted(heading().c_str());
+    ImGui::TextUnformatted("Build 3D games without writing code.");
+    ImGui::Spacing();
+    ImGui::Text("Built on OGRE %d.%d.%d and Dear ImGui %s.", OGRE_VERSION_MAJOR, OGRE_VERSION_MINOR,
+                OGRE_VERSION_PATCH, IMGUI_VERSION);
+    ImGui::Spacing();
+    ImGui::TextUnformatted("Projects:");
+    ImGui::SameLine();
+    ImGui::TextWrapped("%s", LmdPaths::projectsDir().c_str());
+    ImGui::TextUnformatted("Settings:");
+    ImGui::SameLine();
+    ImGui::TextWrapped("%s", LmdPaths::configDir().c_str());
+    ImGui::Spacing();
+    if (button(kOkLabel, ImVec2(scaled(110.0f), 0.0f)) || keyPressedOnce(ImGuiKey_Enter) ||
+        keyPressedOnce(ImGuiKey_Escape)) {
+        open_ = false;
+        shown_ = false;
+        ImGui::CloseCurrentPopup();
+    }
+    ImGui::EndPopup();
+}
+
+} // namespace Lumenda3D
