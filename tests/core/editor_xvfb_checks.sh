@@ -542,6 +542,8 @@ until loaded
 frames 3
 expect attr grass picture grass.png
 quit"
+  ;;
+
 projects-local)
   run_script projects-new "
 until loaded
