@@ -644,6 +644,34 @@ function R.variable(name)
   return R.G[name]
 end
 
+-- Gives a declared variable of the running level, else of the game, a new value (a live edit by
+-- a tool); texts with placeholders follow. False when neither declares it.
+function R.setVariable(name, value)
+  local lv = current > 0 and levels[current] or nil
+  local scope = (lv and lv.vars[name] ~= nil) and lv.vars or (R.G[name] ~= nil and R.G or nil)
+  if not scope or type(scope[name]) == "table" then return false end -- arrays keep their items
+  scope[name] = value
+  refreshTexts()
+  return true
+end
+
+-- The names of every variable the running game can read (game and running level), sorted, each
+-- once (a level variable hides a game variable of the same name).
+function R.variableNames()
+  local seen, names = {}, {}
+  local lv = current > 0 and levels[current] or nil
+  for _, scope in ipairs({ R.G, lv and lv.vars or {} }) do
+    for name in pairs(scope) do
+      if type(name) == "string" and not seen[name] then
+        seen[name] = true
+        names[#names + 1] = name
+      end
+    end
+  end
+  table.sort(names)
+  return names
+end
+
 function R._bind(bindings)
   H = bindings
   run = H.run

@@ -3,6 +3,7 @@
 #include "base/LmdLog.h"
 #include "engine/app/LmdKeyNames.h"
 #include "engine/assets/LmdMeshLibrary.h"
+#include "engine/logic/LmdLiteral.h"
 #include "engine/scene/LmdBase2D.h"
 #include "engine/scene/LmdBase3D.h"
 #include "engine/scene/LmdLayer2D.h"
@@ -14,14 +15,9 @@
 #include <OgreSceneNode.h>
 
 #include <algorithm>
+#include <cstdio>
 
 namespace Lumenda3D {
-namespace {
-
-// Frames longer than this are taken as this long: a stall must not throw objects through walls.
-constexpr float kMaxFrameSeconds = 0.1f;
-
-} // namespace
 
 LmdRuntime::LmdRuntime(const std::string& appName)
     : Lumenda3DEngine(appName), mPhysics(mPhysicsWorld), mLogic(mHost) {}
@@ -131,6 +127,7 @@ void LmdRuntime::play() {
             mEditScene->setAttached(false);
         setEditorCameraEnabled(false);
         mCollisionCount = 0;
+        mClock.reset();
         mState = State::Playing;
         if (!buildPlayLevel(level))
             buildPlayLevel(std::string());
@@ -162,6 +159,8 @@ bool LmdRuntime::buildPlayLevel(const std::string& level) {
     mPhysics.setGravity(desc ? desc->gravity : Ogre::Vector3(0.0f, -9.81f, 0.0f));
     loadSounds();
     mGameCamera.begin(*mPlayScene, getCamera(), getCameraNode());
+    if (!level.empty())
+        LmdLog::message("Level '" + level + "' started");
     fireEvents(LmdEventLevelChanged, std::make_shared<LmdLevelChangedEvent>(level, true));
     return true;
 }
@@ -180,7 +179,17 @@ void LmdRuntime::loadSounds() {
     }
 }
 
+void LmdRuntime::runFor(double seconds) {
+    if (!(seconds > 0.0))
+        return;
+    if (mState != State::Playing)
+        play();
+    if (mState == State::Playing || mPlayAfterLoad)
+        mClock.startSpan(seconds);
+}
+
 void LmdRuntime::pause() {
+    mClock.cancelSpan();
     if (mState == State::Playing) {
         mState = State::Paused;
         fireEvents(LmdEventPlayPaused, std::make_shared<LmdEvent>(LmdEventPlayPaused));
@@ -191,6 +200,7 @@ void LmdRuntime::pause() {
 
 void LmdRuntime::endPlay(bool restore) {
     mPlayAfterLoad = false;
+    mClock.cancelSpan();
     if (mState == State::Stopped && !mPlayScene)
         return;
     mLogic.stop();
@@ -288,12 +298,34 @@ bool LmdRuntime::updateLuaAttribute(int xmlId, const std::string& attribute, con
     return taken;
 }
 
+bool LmdRuntime::pushAttributeLive(int xmlId, const std::string& attribute) {
+    bool taken = Lumenda3DEngine::pushAttributeLive(xmlId, attribute);
+    const pugi::xml_node node = getXmlNodeById(xmlId);
+    if (isRunning() && node && std::string(node.name()) == "Var" && attribute == "value") {
+        LmdScriptValue value;
+        if (LmdLiteral::parse(node.attribute("value").as_string("0"), value))
+            taken = mLogic.setVariable(node.attribute("name").value(), value) || taken;
+    }
+    return taken;
+}
+
 // --- Frame ----------------------------------------------------------------------------------------
 
 void LmdRuntime::frameUpdate(float dt) {
     if (mState != State::Playing || !mPlayScene)
         return;
-    dt = std::clamp(dt, 0.0f, kMaxFrameSeconds);
+    stepGame(mClock.step(dt));
+    if (mClock.takeSpanEnd() && mState == State::Playing) {
+        // The span has played: pause, so that the state at its end stays for reading.
+        mState = State::Paused;
+        char text[96];
+        std::snprintf(text, sizeof text, "Game paused at game time %.3f s (end of the span)", mClock.time());
+        LmdLog::message(text);
+        fireEvents(LmdEventPlayPaused, std::make_shared<LmdEvent>(LmdEventPlayPaused));
+    }
+}
+
+void LmdRuntime::stepGame(float dt) {
     mLogic.update(dt);
     if (!mPlayScene)
         return;

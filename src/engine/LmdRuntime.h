@@ -14,6 +14,7 @@
 #include <string>
 
 #include "engine/Lumenda3DEngine.h"
+#include "engine/logic/LmdGameClock.h"
 #include "engine/logic/LmdLuaRuntime.h"
 #include "engine/logic/LmdSceneHost.h"
 #include "engine/physics/LmdGamePhysics.h"
@@ -37,8 +38,15 @@ public:
     // Starts the game on the current level (resumes a paused game). While a document loads, the
     // game starts once it has loaded.
     void play() override;
-    // Pauses a playing game, resumes a paused one.
+    // Pauses a playing game, resumes a paused one. Ends a span of runFor.
     void pause() override;
+    // Plays exactly `seconds` of game time and pauses: starts a stopped game (once a loading
+    // document has loaded) or resumes a paused one, then advances the game by one fixed step
+    // per frame (see LmdGameClock), whatever the frames' real lengths, so that the same game
+    // and input give the same state. Non-positive seconds do nothing.
+    void runFor(double seconds);
+    // Game time still to play in the current span (0 when none runs).
+    double getSpanLeft() const { return mClock.spanLeft(); }
     // Ends the game and restores the edit scene, level and view; then calls `done`.
     void stop(std::function<void()> done) override;
     // Ends the game and empties the scene.
@@ -54,6 +62,8 @@ public:
     void runPartialSource(pugi::xml_node node, pugi::xml_node parent) override;
     bool updateLuaAttribute(int xmlId, const std::string& attribute, const std::string& value,
                             const std::string& type) override;
+    // Also gives a running game's variable the plain value (LmdLiteral) of its Var's "value".
+    bool pushAttributeLive(int xmlId, const std::string& attribute) override;
 
     // --- Scene ---------------------------------------------------------------------------------
     std::string getCurLevel() const override;
@@ -62,7 +72,11 @@ public:
     LmdLuaRuntime& getLogic() { return mLogic; }
     LmdSoundSystem& getSound() { return mSound; }
     LmdPhysicsWorld& getPhysicsWorld() { return mPhysicsWorld; }
+    const LmdGamePhysics& getGamePhysics() const { return mPhysics; }
     const LmdGameCamera& getGameCamera() const { return mGameCamera; }
+    // Seconds of game time since the game started: the sum of the frame steps the game ran
+    // (paused time does not count).
+    double getGameTime() const { return mClock.time(); }
     // Collisions passed to the logic since the game started.
     long long getCollisionCount() const { return mCollisionCount; }
     // The game's key name of a key code ("left", "space", "a"), "" for keys games do not see.
@@ -79,6 +93,8 @@ protected:
     enum class State { Stopped, Playing, Paused };
 
     void frameUpdate(float dt) override;
+    // One step of the game: logic, physics, collisions, animations, the camera.
+    void stepGame(float dt);
     LmdGamePhysics* physicsFor(LmdScene& scene) override;
     void forgetDocumentNodes() override;
     // Builds the play scene of a level; false for a level the document does not have.
@@ -101,6 +117,7 @@ protected:
     std::string mPlayLevel;
     int mLevelSerial = 0;
     long long mCollisionCount = 0;
+    LmdGameClock mClock;
 
     // The editor's view before the game took it.
     Ogre::Vector3 mSavedEye = Ogre::Vector3::ZERO, mSavedTarget = Ogre::Vector3::ZERO;

@@ -17,6 +17,7 @@
 #include "engine/scene/LmdSceneReader.h"
 #include "engine/scene/LmdShadows.h"
 #include "engine/scene/ScriptParser.h"
+#include "engine/schema/CodeSchema.h"
 #include "services/MyHttpClient.h"
 
 #include <OgreCamera.h>
@@ -412,6 +413,28 @@ bool Lumenda3DEngine::updateLuaAttribute(int xmlId, const std::string& attribute
             taken = applyAttribute(*mEditScene, xmlId, attribute, value, type, false);
     });
     return taken;
+}
+
+bool Lumenda3DEngine::pushAttributeLive(int xmlId, const std::string& attribute) {
+    const pugi::xml_node node = mDocument.getXmlNodeById(xmlId);
+    if (!node)
+        return false;
+    std::string type = "string";
+    std::string value = node.attribute(attribute.c_str()).value();
+    const CodeSchema* schema = mScriptParser ? mScriptParser->getCodeSchema() : nullptr;
+    const CodeSchema::CommandDef* command = schema ? schema->findCommandDef(node.name()) : nullptr;
+    if (const CodeSchema::AttributeDef* def = command ? CodeSchema::findAttributeDef(*command, attribute) : nullptr) {
+        switch (def->kind) {
+        case CodeSchema::ValueKind::Number: type = "number"; break;
+        case CodeSchema::ValueKind::Integer: type = "int"; break;
+        case CodeSchema::ValueKind::Boolean: type = "boolean"; break;
+        case CodeSchema::ValueKind::Color: type = "color"; break;
+        case CodeSchema::ValueKind::Text: break;
+        }
+        if (!node.attribute(attribute.c_str()))
+            value = std::string(def->defaultValue);
+    }
+    return updateLuaAttribute(xmlId, attribute, value, type);
 }
 
 void Lumenda3DEngine::rebuildMaterialObject(int xmlId, bool) {

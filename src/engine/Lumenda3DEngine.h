@@ -99,6 +99,11 @@ public:
     // took it. `type` is the attribute's value kind ("number", "boolean", "color", "string", ...).
     virtual bool updateLuaAttribute(int xmlId, const std::string& attribute, const std::string& value,
                                     const std::string& type);
+    // The live path of an attribute change (the attribute panel's, and agents' live edits): the
+    // document already holds the attribute's new value, or lacks the attribute (its schema
+    // default then applies); pushes that value into the built scene, and into a running game,
+    // without a rebuild of the whole or a restart. False when nothing took it.
+    virtual bool pushAttributeLive(int xmlId, const std::string& attribute);
     // Rebuilds the material of an object, or of a Material declaration and every object using it.
     virtual void rebuildMaterialObject(int xmlId, bool recursive);
     // Fits a model into one unit (again, after its file arrived).

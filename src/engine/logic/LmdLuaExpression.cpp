@@ -622,6 +622,7 @@ public:
         if (binding.type == Binding::Type::Value)
             return binding.lua;
         // Not in the document: an object made while the game runs (a copy with a new name).
+        scope_.unknownObject(name);
         return LmdLuaExpression::quote(name);
     }
 
@@ -922,6 +923,8 @@ LmdLuaExpression::Result LmdLuaExpression::translateObject(std::string_view text
     result.ok = true;
     if (!isIdentifier(name)) {
         // Names with spaces or other signs cannot be variables: the object's name as written.
+        if (!scope.isObject(std::string(name)))
+            scope.unknownObject(std::string(name));
         result.lua = quote(text);
         return result;
     }

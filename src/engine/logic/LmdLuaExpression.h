@@ -40,6 +40,9 @@ public:
         virtual Binding lookup(const std::string& name) const = 0;
         // Whether the game document has an object (3D, 2D or light) with this name.
         virtual bool isObject(const std::string& name) const = 0;
+        // An object name that is neither a variable nor an object of the document (it may still
+        // be a copy made while the game runs).
+        virtual void unknownObject(const std::string& /*name*/) const {}
     };
 
     struct Result {

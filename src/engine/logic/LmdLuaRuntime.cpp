@@ -824,6 +824,49 @@ bool LmdLuaRuntime::getVariable(const std::string& name, LmdScriptValue& value) 
     return found;
 }
 
+std::vector<std::pair<std::string, LmdScriptValue>> LmdLuaRuntime::variables() const {
+    std::vector<std::pair<std::string, LmdScriptValue>> out;
+    if (!L_)
+        return out;
+    std::vector<std::string> names;
+    const int top = lua_gettop(L_);
+    lua_rawgeti(L_, LUA_REGISTRYINDEX, runtimeRef_);
+    lua_getfield(L_, -1, "variableNames");
+    if (lua_pcall(L_, 0, 1, 0) == LUA_OK && lua_type(L_, -1) == LUA_TTABLE) {
+        const lua_Integer count = luaL_len(L_, -1);
+        for (lua_Integer i = 1; i <= count; ++i) {
+            lua_rawgeti(L_, -1, i);
+            if (lua_type(L_, -1) == LUA_TSTRING)
+                names.emplace_back(lua_tostring(L_, -1));
+            lua_pop(L_, 1);
+        }
+    }
+    lua_settop(L_, top);
+    for (const std::string& name : names) {
+        LmdScriptValue value;
+        if (getVariable(name, value))
+            out.emplace_back(name, std::move(value));
+    }
+    return out;
+}
+
+bool LmdLuaRuntime::setVariable(const std::string& name, const LmdScriptValue& value) {
+    if (!L_ || value.isNone())
+        return false;
+    const int top = lua_gettop(L_);
+    lua_rawgeti(L_, LUA_REGISTRYINDEX, runtimeRef_);
+    lua_getfield(L_, -1, "setVariable");
+    lua_pushlstring(L_, name.data(), name.size());
+    switch (value.type) {
+    case LmdScriptValue::Type::Number: lua_pushnumber(L_, value.number); break;
+    case LmdScriptValue::Type::Boolean: lua_pushboolean(L_, value.boolean); break;
+    default: lua_pushlstring(L_, value.text.data(), value.text.size()); break;
+    }
+    const bool set = lua_pcall(L_, 2, 1, 0) == LUA_OK && lua_toboolean(L_, -1) != 0;
+    lua_settop(L_, top);
+    return set;
+}
+
 void LmdLuaRuntime::setRandomSeed(std::uint64_t seed) {
     if (!L_)
         return;

@@ -86,6 +86,12 @@ public:
 
     // A variable of the running level, else of the game. False when neither has it.
     bool getVariable(const std::string& name, LmdScriptValue& value) const;
+    // Every variable the running game can read, by name in alphabetical order, with its value
+    // (an array as its items' text).
+    std::vector<std::pair<std::string, LmdScriptValue>> variables() const;
+    // Gives a declared variable (of the running level, else of the game) a new value; texts with
+    // placeholders follow at once. False when the game declares no such variable.
+    bool setVariable(const std::string& name, const LmdScriptValue& value);
 
     // ---- Limits
     void setInstructionLimit(std::int64_t instructions) { instructionLimit_ = instructions; }

@@ -19,6 +19,9 @@ struct LmdLuaTranslation {
 
     std::string chunk;             // Lua 5.4 source; always loads (blocks that would not are left out)
     std::vector<Problem> problems; // in document order
+    // Findings that leave the block in: names of objects that neither the document has nor a
+    // Clone makes under that name (the block then finds nothing when it runs).
+    std::vector<Problem> notes;
     std::vector<std::string> levels; // level names in document order
 };
 

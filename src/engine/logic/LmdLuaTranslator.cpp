@@ -189,8 +189,9 @@ private:
 
 class RunScope : public LmdLuaExpression::Scope {
 public:
-    RunScope(const Place& place, const Locals& locals, const std::unordered_set<std::string>& objects)
-        : place_(place), locals_(locals), objects_(objects) {}
+    RunScope(const Place& place, const Locals& locals, const std::unordered_set<std::string>& objects,
+             std::vector<std::string>* unknown = nullptr)
+        : place_(place), locals_(locals), objects_(objects), unknown_(unknown) {}
 
     Binding lookup(const std::string& name) const override {
         Binding binding;
@@ -229,11 +230,16 @@ public:
     }
 
     bool isObject(const std::string& name) const override { return objects_.count(name) > 0; }
+    void unknownObject(const std::string& name) const override {
+        if (unknown_)
+            unknown_->push_back(name);
+    }
 
 private:
     const Place& place_;
     const Locals& locals_;
     const std::unordered_set<std::string>& objects_;
+    std::vector<std::string>* unknown_;
 };
 
 class Translator;
@@ -569,6 +575,8 @@ private:
     Declarations game_;
     std::vector<std::unique_ptr<Declarations>> levels_;
     std::unordered_set<std::string> objects_;
+    std::unordered_set<std::string> madeObjects_; // newName of every Clone that names its copy plainly
+    std::vector<std::string> unknownObjects_;     // of the statements being translated, innermost last
     std::unordered_set<std::string> levelNames_;
     std::unordered_set<const void*> skipped_; // declarations already reported (duplicates, bad names)
     std::unordered_map<const void*, int> nodeIndex_;
@@ -675,6 +683,11 @@ void Translator::collectObjects(pugi::xml_node node) {
     for (pugi::xml_node child : node.children()) {
         if (child.type() != pugi::node_element)
             continue;
+        if (std::string(child.name()) == "Clone") {
+            const std::string made = trim(child.attribute("newName").value());
+            if (!made.empty() && made.find('{') == std::string::npos)
+                madeObjects_.insert(made);
+        }
         if (isObjectElement(child)) {
             const std::string name = child.attribute("name").value();
             if (!name.empty())
@@ -776,7 +789,7 @@ void Translator::declaration(pugi::xml_node node, int level, const Declarations*
     place.game = &game_;
     place.level = levelDecls;
     Locals locals;
-    RunScope scope(place, locals, objects_);
+    RunScope scope(place, locals, objects_, &unknownObjects_);
     Block b(schema_, node, scope, place);
     const std::string element = node.name();
     const std::string name = trim(node.attribute("name").value());
@@ -874,7 +887,7 @@ void Translator::event(pugi::xml_node node, int level, const Declarations* level
     place.ownerLabel = owner.label;
     place.event = element;
     Locals locals;
-    RunScope scope(place, locals, objects_);
+    RunScope scope(place, locals, objects_, &unknownObjects_);
     Block b(schema_, node, scope, place);
 
     std::string fields = "level = " + std::to_string(level) + ", kind = " + Expr::quote(kind->second);
@@ -929,7 +942,7 @@ void Translator::boundText(pugi::xml_node node, int level, const Declarations* l
     place.self = SelfKind::Named;
     place.ownerLabel = owner.label;
     Locals locals;
-    RunScope scope(place, locals, objects_);
+    RunScope scope(place, locals, objects_, &unknownObjects_);
     Block b(schema_, node, scope, place);
     bool constant = false;
     const std::string text = b.text("text", &constant);
@@ -1041,7 +1054,23 @@ void Translator::statement(pugi::xml_node node, Place& place, Locals& locals) {
     }
     Place inner = place;
     ++inner.depth;
+    const size_t mark = unknownObjects_.size();
     (this->*(found->second))(node, inner, locals);
+    // Names this block met (its inner blocks took theirs already).
+    std::unordered_set<std::string> noted;
+    for (size_t i = mark; i < unknownObjects_.size(); ++i) {
+        const std::string& name = unknownObjects_[i];
+        if (madeObjects_.count(name) || !noted.insert(name).second)
+            continue;
+        Problem note;
+        note.nodeId = node.attribute("id").as_int(0);
+        note.element = element;
+        note.where = where(node);
+        note.text = "names the object '" + name + "', which the game has nowhere (no object of that name, and no Clone "
+                    "gives a copy that name); unless a copy made while the game runs takes it, the block finds nothing";
+        out_.notes.push_back(std::move(note));
+    }
+    unknownObjects_.resize(mark);
 }
 
 std::string Translator::assignCode(const Expr::Assignable& target, const std::string& value) const {
@@ -1063,7 +1092,7 @@ bool Translator::knownMaterial(const Place& place, const std::string& name) cons
 }
 
 void Translator::sShowHide(pugi::xml_node node, Place& place, Locals& locals) {
-    RunScope scope(place, locals, objects_);
+    RunScope scope(place, locals, objects_, &unknownObjects_);
     Block b(schema_, node, scope, place);
     const std::string target = b.object();
     if (check(node, b))
@@ -1071,7 +1100,7 @@ void Translator::sShowHide(pugi::xml_node node, Place& place, Locals& locals) {
 }
 
 void Translator::sSetColor(pugi::xml_node node, Place& place, Locals& locals) {
-    RunScope scope(place, locals, objects_);
+    RunScope scope(place, locals, objects_, &unknownObjects_);
     Block b(schema_, node, scope, place);
     const std::string target = b.object();
     const std::string color = b.colour("color");
@@ -1080,7 +1109,7 @@ void Translator::sSetColor(pugi::xml_node node, Place& place, Locals& locals) {
 }
 
 void Translator::sSetMaterial(pugi::xml_node node, Place& place, Locals& locals) {
-    RunScope scope(place, locals, objects_);
+    RunScope scope(place, locals, objects_, &unknownObjects_);
     Block b(schema_, node, scope, place);
     const std::string target = b.object();
     const std::string material = trim(b.value("texture"));
@@ -1093,7 +1122,7 @@ void Translator::sSetMaterial(pugi::xml_node node, Place& place, Locals& locals)
 }
 
 void Translator::sSetText(pugi::xml_node node, Place& place, Locals& locals) {
-    RunScope scope(place, locals, objects_);
+    RunScope scope(place, locals, objects_, &unknownObjects_);
     Block b(schema_, node, scope, place);
     const std::string target = b.object();
     bool constant = true;
@@ -1107,7 +1136,7 @@ void Translator::sSetText(pugi::xml_node node, Place& place, Locals& locals) {
 }
 
 void Translator::sPlayAnimation(pugi::xml_node node, Place& place, Locals& locals) {
-    RunScope scope(place, locals, objects_);
+    RunScope scope(place, locals, objects_, &unknownObjects_);
     Block b(schema_, node, scope, place);
     const std::string target = b.object();
     const std::string animation = trim(b.value("animation"));
@@ -1121,7 +1150,7 @@ void Translator::sPlayAnimation(pugi::xml_node node, Place& place, Locals& local
 }
 
 void Translator::sStopAnimation(pugi::xml_node node, Place& place, Locals& locals) {
-    RunScope scope(place, locals, objects_);
+    RunScope scope(place, locals, objects_, &unknownObjects_);
     Block b(schema_, node, scope, place);
     const std::string target = b.object();
     if (check(node, b))
@@ -1129,7 +1158,7 @@ void Translator::sStopAnimation(pugi::xml_node node, Place& place, Locals& local
 }
 
 void Translator::sSwitchLight(pugi::xml_node node, Place& place, Locals& locals) {
-    RunScope scope(place, locals, objects_);
+    RunScope scope(place, locals, objects_, &unknownObjects_);
     Block b(schema_, node, scope, place);
     std::vector<std::string> lights;
     for (const std::string& name : splitComma(b.value("lightPicker")))
@@ -1147,7 +1176,7 @@ void Translator::sSwitchLight(pugi::xml_node node, Place& place, Locals& locals)
 }
 
 void Translator::sTransform(pugi::xml_node node, Place& place, Locals& locals) {
-    RunScope scope(place, locals, objects_);
+    RunScope scope(place, locals, objects_, &unknownObjects_);
     Block b(schema_, node, scope, place);
     const std::string element = node.name();
     const std::string target = b.object();
@@ -1174,7 +1203,7 @@ void Translator::sTransform(pugi::xml_node node, Place& place, Locals& locals) {
 }
 
 void Translator::sLookAt(pugi::xml_node node, Place& place, Locals& locals) {
-    RunScope scope(place, locals, objects_);
+    RunScope scope(place, locals, objects_, &unknownObjects_);
     Block b(schema_, node, scope, place);
     const std::string target = b.object();
     std::string at = "nil";
@@ -1187,7 +1216,7 @@ void Translator::sLookAt(pugi::xml_node node, Place& place, Locals& locals) {
 }
 
 void Translator::sApplyForce(pugi::xml_node node, Place& place, Locals& locals) {
-    RunScope scope(place, locals, objects_);
+    RunScope scope(place, locals, objects_, &unknownObjects_);
     Block b(schema_, node, scope, place);
     const std::string target = b.object();
     const bool impulse = b.boolean("impulse");
@@ -1198,7 +1227,7 @@ void Translator::sApplyForce(pugi::xml_node node, Place& place, Locals& locals) 
 }
 
 void Translator::sSetVelocity(pugi::xml_node node, Place& place, Locals& locals) {
-    RunScope scope(place, locals, objects_);
+    RunScope scope(place, locals, objects_, &unknownObjects_);
     Block b(schema_, node, scope, place);
     const std::string target = b.object();
     const bool local = b.choice("space") == "local";
@@ -1209,7 +1238,7 @@ void Translator::sSetVelocity(pugi::xml_node node, Place& place, Locals& locals)
 }
 
 void Translator::sPlaySound(pugi::xml_node node, Place& place, Locals& locals) {
-    RunScope scope(place, locals, objects_);
+    RunScope scope(place, locals, objects_, &unknownObjects_);
     Block b(schema_, node, scope, place);
     const std::string sound = trim(b.value("sound"));
     if (sound.empty())
@@ -1223,7 +1252,7 @@ void Translator::sPlaySound(pugi::xml_node node, Place& place, Locals& locals) {
 }
 
 void Translator::sStopSound(pugi::xml_node node, Place& place, Locals& locals) {
-    RunScope scope(place, locals, objects_);
+    RunScope scope(place, locals, objects_, &unknownObjects_);
     Block b(schema_, node, scope, place);
     const std::string sound = trim(b.value("sound"));
     if (!sound.empty() && !knownSound(place, sound))
@@ -1233,7 +1262,7 @@ void Translator::sStopSound(pugi::xml_node node, Place& place, Locals& locals) {
 }
 
 void Translator::sIf(pugi::xml_node node, Place& place, Locals& locals) {
-    RunScope scope(place, locals, objects_);
+    RunScope scope(place, locals, objects_, &unknownObjects_);
     Block b(schema_, node, scope, place);
     const std::string condition = b.comparison();
     if (!check(node, b, "the block and what it holds are skipped"))
@@ -1263,7 +1292,7 @@ void Translator::sIf(pugi::xml_node node, Place& place, Locals& locals) {
 }
 
 void Translator::sLoop(pugi::xml_node node, Place& place, Locals& locals) {
-    RunScope scope(place, locals, objects_);
+    RunScope scope(place, locals, objects_, &unknownObjects_);
     Block b(schema_, node, scope, place);
     const std::string count = b.numberExpr("count");
     std::string index;
@@ -1285,7 +1314,7 @@ void Translator::sLoop(pugi::xml_node node, Place& place, Locals& locals) {
 }
 
 void Translator::sWhile(pugi::xml_node node, Place& place, Locals& locals) {
-    RunScope scope(place, locals, objects_);
+    RunScope scope(place, locals, objects_, &unknownObjects_);
     Block b(schema_, node, scope, place);
     const std::string condition = b.comparison();
     if (!check(node, b, "the block and what it holds are skipped"))
@@ -1305,7 +1334,7 @@ void Translator::sWhile(pugi::xml_node node, Place& place, Locals& locals) {
 }
 
 void Translator::sForEach(pugi::xml_node node, Place& place, Locals& locals) {
-    RunScope scope(place, locals, objects_);
+    RunScope scope(place, locals, objects_, &unknownObjects_);
     Block b(schema_, node, scope, place);
     const std::string array = b.array("array");
     std::string item, index;
@@ -1343,7 +1372,7 @@ void Translator::sBreak(pugi::xml_node node, Place& place, Locals&) {
 }
 
 void Translator::sVar(pugi::xml_node node, Place& place, Locals& locals) {
-    RunScope scope(place, locals, objects_);
+    RunScope scope(place, locals, objects_, &unknownObjects_);
     Block b(schema_, node, scope, place);
     std::string name;
     if (!b.newName("name", name)) {
@@ -1358,7 +1387,7 @@ void Translator::sVar(pugi::xml_node node, Place& place, Locals& locals) {
 }
 
 void Translator::sSet(pugi::xml_node node, Place& place, Locals& locals) {
-    RunScope scope(place, locals, objects_);
+    RunScope scope(place, locals, objects_, &unknownObjects_);
     Block b(schema_, node, scope, place);
     Expr::Assignable target;
     b.assignable("var", target);
@@ -1368,7 +1397,7 @@ void Translator::sSet(pugi::xml_node node, Place& place, Locals& locals) {
 }
 
 void Translator::sIncrement(pugi::xml_node node, Place& place, Locals& locals) {
-    RunScope scope(place, locals, objects_);
+    RunScope scope(place, locals, objects_, &unknownObjects_);
     Block b(schema_, node, scope, place);
     Expr::Assignable target;
     b.assignable("var", target);
@@ -1392,7 +1421,7 @@ void Translator::sIncrement(pugi::xml_node node, Place& place, Locals& locals) {
 }
 
 void Translator::sArray(pugi::xml_node node, Place& place, Locals& locals) {
-    RunScope scope(place, locals, objects_);
+    RunScope scope(place, locals, objects_, &unknownObjects_);
     Block b(schema_, node, scope, place);
     std::string name;
     if (!b.newName("name", name)) {
@@ -1412,7 +1441,7 @@ void Translator::sArray(pugi::xml_node node, Place& place, Locals& locals) {
 }
 
 void Translator::sArrayAdd(pugi::xml_node node, Place& place, Locals& locals) {
-    RunScope scope(place, locals, objects_);
+    RunScope scope(place, locals, objects_, &unknownObjects_);
     Block b(schema_, node, scope, place);
     std::string name;
     const std::string array = b.array("array", &name);
@@ -1422,7 +1451,7 @@ void Translator::sArrayAdd(pugi::xml_node node, Place& place, Locals& locals) {
 }
 
 void Translator::sArraySet(pugi::xml_node node, Place& place, Locals& locals) {
-    RunScope scope(place, locals, objects_);
+    RunScope scope(place, locals, objects_, &unknownObjects_);
     Block b(schema_, node, scope, place);
     std::string name;
     const std::string array = b.array("array", &name);
@@ -1433,7 +1462,7 @@ void Translator::sArraySet(pugi::xml_node node, Place& place, Locals& locals) {
 }
 
 void Translator::sArrayRemove(pugi::xml_node node, Place& place, Locals& locals) {
-    RunScope scope(place, locals, objects_);
+    RunScope scope(place, locals, objects_, &unknownObjects_);
     Block b(schema_, node, scope, place);
     std::string name;
     const std::string array = b.array("array", &name);
@@ -1443,7 +1472,7 @@ void Translator::sArrayRemove(pugi::xml_node node, Place& place, Locals& locals)
 }
 
 void Translator::sArrayClear(pugi::xml_node node, Place& place, Locals& locals) {
-    RunScope scope(place, locals, objects_);
+    RunScope scope(place, locals, objects_, &unknownObjects_);
     Block b(schema_, node, scope, place);
     const std::string array = b.array("array");
     if (check(node, b))
@@ -1451,7 +1480,7 @@ void Translator::sArrayClear(pugi::xml_node node, Place& place, Locals& locals) 
 }
 
 void Translator::sCall(pugi::xml_node node, Place& place, Locals& locals) {
-    RunScope scope(place, locals, objects_);
+    RunScope scope(place, locals, objects_, &unknownObjects_);
     Block b(schema_, node, scope, place);
     const std::string name = trim(b.value("function"));
     std::string table;
@@ -1487,7 +1516,7 @@ void Translator::sCall(pugi::xml_node node, Place& place, Locals& locals) {
 }
 
 void Translator::sReturn(pugi::xml_node node, Place& place, Locals& locals) {
-    RunScope scope(place, locals, objects_);
+    RunScope scope(place, locals, objects_, &unknownObjects_);
     Block b(schema_, node, scope, place);
     std::string value;
     if (!trim(b.value("value")).empty())
@@ -1497,7 +1526,7 @@ void Translator::sReturn(pugi::xml_node node, Place& place, Locals& locals) {
 }
 
 void Translator::sClone(pugi::xml_node node, Place& place, Locals& locals) {
-    RunScope scope(place, locals, objects_);
+    RunScope scope(place, locals, objects_, &unknownObjects_);
     Block b(schema_, node, scope, place);
     const std::string target = b.object();
     const std::string name = trim(b.value("newName"));
@@ -1507,7 +1536,7 @@ void Translator::sClone(pugi::xml_node node, Place& place, Locals& locals) {
 }
 
 void Translator::sDestroy(pugi::xml_node node, Place& place, Locals& locals) {
-    RunScope scope(place, locals, objects_);
+    RunScope scope(place, locals, objects_, &unknownObjects_);
     Block b(schema_, node, scope, place);
     const std::string target = b.object();
     if (check(node, b))
@@ -1515,7 +1544,7 @@ void Translator::sDestroy(pugi::xml_node node, Place& place, Locals& locals) {
 }
 
 void Translator::sGoToLevel(pugi::xml_node node, Place& place, Locals& locals) {
-    RunScope scope(place, locals, objects_);
+    RunScope scope(place, locals, objects_, &unknownObjects_);
     Block b(schema_, node, scope, place);
     const std::string level = trim(b.value("level"));
     if (!level.empty() && !levelNames_.count(level))
@@ -1525,7 +1554,7 @@ void Translator::sGoToLevel(pugi::xml_node node, Place& place, Locals& locals) {
 }
 
 void Translator::sPrint(pugi::xml_node node, Place& place, Locals& locals) {
-    RunScope scope(place, locals, objects_);
+    RunScope scope(place, locals, objects_, &unknownObjects_);
     Block b(schema_, node, scope, place);
     const std::string text = b.text("text", nullptr);
     if (check(node, b))

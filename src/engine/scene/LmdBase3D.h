@@ -62,6 +62,14 @@ public:
     // A clone made by logic while the game runs (not part of the document).
     bool isClone() const { return mClone; }
     void setClone(bool clone) { mClone = clone; }
+    // A clone's own number, unique in its scene for as long as the game runs (0: not a clone),
+    // and the number of what it was copied from (0: a document object, named by its xml id).
+    int getCloneSerial() const { return mCloneSerial; }
+    int getCloneSourceSerial() const { return mCloneSourceSerial; }
+    void setCloneSerials(int serial, int sourceSerial) {
+        mCloneSerial = serial;
+        mCloneSourceSerial = sourceSerial;
+    }
 
     // --- Scene graph -------------------------------------------------------------------------
     Ogre::SceneNode* getNode() const { return mNode; }
@@ -182,6 +190,8 @@ private:
     bool mLightOn = true;
     bool mInView = true;
     bool mClone = false;
+    int mCloneSerial = 0;
+    int mCloneSourceSerial = 0;
     std::string mAppliedMaterial;
     std::vector<std::string> mModelMaterials;
     LmdBase3D* mParent = nullptr;

@@ -417,6 +417,7 @@ LmdBase3D* LmdScene::cloneUnder(LmdBase3D* source, const std::string& name, cons
     desc.position += offset;
     LmdBase3D* copy = addObject(desc, parent);
     copy->setClone(true);
+    copy->setCloneSerials(++mCloneCount, source->getCloneSerial());
     if (!source->getAppliedMaterial().empty())
         copy->setMaterial(source->getAppliedMaterial());
     // Children keep their names and places relative to the copy.

@@ -128,6 +128,7 @@ private:
     std::unordered_map<int, LmdBase3D*> mObjectById;
     std::unordered_map<int, LmdBase2D*> mElementById;
     std::unordered_multimap<std::string, LmdBase3D*> mObjectByName;
+    int mCloneCount = 0; // clones made since the scene was built: their serial numbers
     LmdBase3D* mNameHint = nullptr;
     LmdBase3D* mNameHint2 = nullptr;
     std::function<void(LmdBase3D*)> mOnRemoved;

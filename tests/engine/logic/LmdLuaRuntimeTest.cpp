@@ -251,10 +251,26 @@ TEST_F(LogicTest, LevelVariablesStartAgainWithTheirLevelGameVariablesKeepGoing) 
     EXPECT_EQ(var("lives"), 3);
     EXPECT_EQ(text("keys"), "1");
     EXPECT_EQ(var("coins"), 1);
+    // The listing of every readable variable: game and running level, each once, by name.
+    auto listed = [&] {
+        std::string out;
+        for (const auto& [name, value] : runtime.variables())
+            out += name + "=" + (value.type == LmdScriptValue::Type::Number ? std::to_string(int(value.number)) : value.text) + " ";
+        return out;
+    };
+    EXPECT_EQ(listed(), "coins=1 keys=1 lives=3 ");
+    // A live edit gives a variable a value in its own scope; arrays and unknown names refuse.
+    EXPECT_TRUE(runtime.setVariable("lives", LmdScriptValue::ofNumber(7)));
+    EXPECT_TRUE(runtime.setVariable("coins", LmdScriptValue::ofText("many")));
+    EXPECT_FALSE(runtime.setVariable("keys", LmdScriptValue::ofNumber(1)));
+    EXPECT_FALSE(runtime.setVariable("nowhere", LmdScriptValue::ofNumber(1)));
+    EXPECT_EQ(listed(), "coins=many keys=1 lives=7 ");
+    EXPECT_TRUE(runtime.setVariable("coins", LmdScriptValue::ofNumber(1)));
     runtime.keyDown("N");
     EXPECT_EQ(runtime.currentLevel(), "Two");
     EXPECT_EQ(var("lives"), 9);
     EXPECT_EQ(var("coins"), 1);
+    EXPECT_EQ(listed(), "coins=1 lives=9 ");
     EXPECT_FALSE(runtime.start("Moon"));
     EXPECT_EQ(log.count("no level named 'Moon'"), 1u);
 }

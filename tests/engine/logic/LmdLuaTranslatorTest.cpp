@@ -202,6 +202,29 @@ TEST(LmdLuaTranslator, FaultyBlocksAreSkippedWithOneLineEachAndTheRestPlays) {
     }
 }
 
+// Names of objects the game has nowhere are noted on the block that uses them, once per name, and
+// the block still translates; names of documents' objects and of Clones' plain copies are not.
+TEST(LmdLuaTranslator, ObjectNamesNothingHasAreNotedButKept) {
+    CodeSchema schema;
+    ASSERT_TRUE(schema.load(LMD_SOURCE_MEDIA_DIR "/codeSchema.xml"));
+    pugi::xml_document doc;
+    ASSERT_TRUE(doc.load_string(R"(<KiteBench3D><Level name="A"><Box name="Crate"/><Text2D name="Label"/>
+      <OnStart>
+        <Clone id="3" target="Crate" newName="Spare"/>
+        <Move id="4" target="Spare" moveX="1"/>
+        <If id="5" left="Ghost.x" op="&gt;" right="Label.x"><Move id="6" target="Phantom" moveX="Ghost.x + Ghost.y"/></If>
+        <Destroy id="7" target="Lost Box"/>
+      </OnStart></Level></KiteBench3D>)"));
+    const LmdLuaTranslation translation = LmdLuaTranslator::translate(doc, schema);
+    EXPECT_TRUE(translation.problems.empty()) << translation.problems.front().message();
+    std::vector<std::string> notes;
+    for (const auto& note : translation.notes)
+        notes.push_back(std::to_string(note.nodeId) + " " + note.text.substr(0, note.text.find(',')));
+    EXPECT_EQ(notes, (std::vector<std::string>{"6 names the object 'Phantom'", "6 names the object 'Ghost'",
+                                               "5 names the object 'Ghost'", "7 names the object 'Lost Box'"}));
+    EXPECT_NE(translation.chunk.find("Phantom"), std::string::npos); // kept: a copy may take the name
+}
+
 TEST(LmdLuaTranslator, BlocksWithoutIdAreNamedByNameOrPath) {
     pugi::xml_document doc;
     ASSERT_TRUE(doc.load_string("<KiteBench3D><Level name=\"A\"><Box name=\"crate\"/><Box><OnStart/><OnStart/></Box></Level></KiteBench3D>"));
