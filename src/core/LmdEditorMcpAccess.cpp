@@ -4,7 +4,10 @@
 
 #include "base/LmdLog.h"
 #include "core/Lumenda3DEditor.h"
+#include "engine/editing/LmdSourceFiles.h"
+#include "engine/scene/LmdBase2D.h"
 #include "engine/scene/LmdBase3D.h"
+#include "engine/scene/LmdScene.h"
 #include "engine/scene/ScriptParser.h"
 #include "services/AuthenticationFlowManager.h"
 #include "services/AuthenticationManager.h"
@@ -26,6 +29,24 @@ std::string listFailure(const std::string& error) {
 }
 
 Ogre::Vector3 toVector(const LmdMcpEditorAccess::Point3& p) { return {p.x, p.y, p.z}; }
+LmdMcpEditorAccess::Point3 toPoint(const Ogre::Vector3& v) { return {v.x, v.y, v.z}; }
+
+LmdMcpEditorAccess::Variable toVariable(const std::string& name, const LmdScriptValue& value) {
+    LmdMcpEditorAccess::Variable variable;
+    variable.name = name;
+    switch (value.type) {
+    case LmdScriptValue::Type::Number:
+        variable.kind = LmdMcpEditorAccess::Variable::Kind::Number;
+        variable.number = value.number;
+        break;
+    case LmdScriptValue::Type::Boolean:
+        variable.kind = LmdMcpEditorAccess::Variable::Kind::Boolean;
+        variable.boolean = value.boolean;
+        break;
+    default: variable.text = value.text;
+    }
+    return variable;
+}
 
 } // namespace
 
@@ -64,6 +85,39 @@ void LmdEditorMcpAccess::play() {
         editor_->play();
 }
 
+bool LmdEditorMcpAccess::applyLiveEdits(const std::vector<LiveEdit>& edits, std::string& error) {
+    if (!editor_ || !editor_->sourceFiles) {
+        error = kNoEditorText;
+        return false;
+    }
+    for (const LiveEdit& edit : edits) {
+        if (!editor_->getXmlNodeById(edit.xmlId)) {
+            error = "no node with id " + std::to_string(edit.xmlId);
+            return false;
+        }
+    }
+    {
+        LmdSourceFiles::EditGroupScope group(*editor_->sourceFiles);
+        for (const LiveEdit& edit : edits) {
+            const pugi::xml_node node = editor_->getXmlNodeById(edit.xmlId);
+            if (edit.remove)
+                editor_->sourceFiles->removeAttribute(node, edit.attribute.c_str());
+            else
+                editor_->sourceFiles->setAttribute(node, edit.attribute.c_str(), edit.value);
+        }
+    }
+    for (const LiveEdit& edit : edits)
+        editor_->pushAttributeLive(edit.xmlId, edit.attribute);
+    return true;
+}
+
+void LmdEditorMcpAccess::runFor(double seconds) {
+    if (editor_)
+        editor_->runFor(seconds);
+}
+
+bool LmdEditorMcpAccess::isSpanRunning() { return editor_ && editor_->getSpanLeft() > 0.0; }
+
 void LmdEditorMcpAccess::stop() {
     if (editor_)
         editor_->stop(nullptr);
@@ -96,12 +150,52 @@ std::vector<LmdMcpEditorAccess::SceneObject> LmdEditorMcpAccess::getSceneObjects
         entry.name = object->getName();
         if (Ogre::SceneNode* node = object->getNode()) {
             entry.hasNode = true;
-            const Ogre::Vector3 p = node->_getDerivedPosition();
-            entry.position = {p.x, p.y, p.z};
+            entry.position = toPoint(node->_getDerivedPosition());
+        }
+        entry.cloneSerial = object->getCloneSerial();
+        entry.cloneSourceSerial = object->getCloneSourceSerial();
+        entry.rotation = toPoint(object->getDesc().rotation);
+        entry.scale = toPoint(object->getDesc().scale);
+        entry.visible = object->isVisible();
+        Ogre::Vector3 velocity;
+        if (editor_->isRunning() && editor_->getGamePhysics().getVelocity(*object, velocity)) {
+            entry.hasVelocity = true;
+            entry.velocity = toPoint(velocity);
         }
         out.push_back(std::move(entry));
     }
     return out;
+}
+
+LmdMcpEditorAccess::GameState LmdEditorMcpAccess::getGameState() {
+    GameState state;
+    if (!editor_)
+        return state;
+    state.level = editor_->getCurLevel();
+    if (editor_->isRunning()) {
+        state.gameTime = editor_->getGameTime();
+        for (const auto& [name, value] : editor_->getLogic().variables())
+            state.variables.push_back(toVariable(name, value));
+    }
+    if (LmdScene* scene = editor_->getActiveScene()) {
+        for (const LmdBase2D* element : scene->elements()) {
+            ScreenElement entry;
+            entry.xmlId = element->getXmlId();
+            entry.name = element->getName();
+            entry.element = element->getElement();
+            entry.level = element->getLevel();
+            const LmdRect2D& rect = element->getScreenRect();
+            entry.x = rect.x;
+            entry.y = rect.y;
+            entry.width = rect.width;
+            entry.height = rect.height;
+            entry.visible = element->isVisible();
+            entry.shown = scene->isShownNow(*element);
+            entry.text = element->getText();
+            state.elements.push_back(std::move(entry));
+        }
+    }
+    return state;
 }
 
 std::vector<unsigned char> LmdEditorMcpAccess::captureSceneThumbnail(int width, int height) {

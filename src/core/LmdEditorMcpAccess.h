@@ -24,6 +24,10 @@ public:
     void getWindowSize(float& width, float& height) override;
     bool isSyntheticInputActive() override;
     std::vector<SceneObject> getSceneObjects() override;
+    GameState getGameState() override;
+    bool applyLiveEdits(const std::vector<LiveEdit>& edits, std::string& error) override;
+    void runFor(double seconds) override;
+    bool isSpanRunning() override;
     std::vector<unsigned char> captureSceneThumbnail(int width, int height) override;
     std::vector<unsigned char> captureSceneFromView(int width, int height, const Point3& eye,
                                                     const Point3& target) override;

@@ -2,6 +2,7 @@
 // Reads a tool's arguments with defaults. Arguments are never checked against the catalogue's
 // schemas: a member that is missing, null or of another type counts as absent, so a sloppy
 // client gets the default (or the tool's own "requires ..." sentence) instead of an exception.
+#include <cstdio>
 #include <string>
 
 #include <nlohmann/json.hpp>
@@ -44,6 +45,17 @@ public:
     static bool getBool(const json& args, const char* key, bool fallback) {
         const json* v = find(args, key);
         return v && v->is_boolean() ? v->get<bool>() : fallback;
+    }
+    // A number as a person writes it: at most three decimals, no trailing zeros ("2", "0.5").
+    static std::string formatNumber(double value) {
+        char text[64];
+        std::snprintf(text, sizeof text, "%.3f", value);
+        std::string out = text;
+        while (!out.empty() && out.back() == '0')
+            out.pop_back();
+        if (!out.empty() && out.back() == '.')
+            out.pop_back();
+        return out == "-0" ? "0" : out;
     }
     // The member when it is present and not null.
     static const json* find(const json& args, const char* key) {

@@ -26,6 +26,10 @@ public:
     // Runs a tool: on the main thread unless isThreadSafe(tool). Returns a tool result object.
     virtual nlohmann::json callTool(const std::string& tool, const nlohmann::json& arguments) = 0;
 
+    // Main thread: goes on with a tool that answered with a wait (LmdMcpToolResult::waitResult),
+    // given the wait's check. Answers another wait while the thing waited for is not there yet.
+    virtual nlohmann::json resumeTool(const nlohmann::json& check) = 0;
+
     // The text of a resource; empty when there is none. Called on a connection thread.
     virtual std::string readResource(const std::string& uri) = 0;
 

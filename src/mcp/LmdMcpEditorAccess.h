@@ -34,6 +34,51 @@ public:
         std::string name;
         bool hasNode = false;       // whether it has a scene node (and so a position)
         Point3 position;            // world position of its scene node
+        int cloneSerial = 0;        // a clone's own number (0: a document object)
+        int cloneSourceSerial = 0;  // the clone number of what it was copied from (0: the element)
+        Point3 rotation;            // degrees about x, y and z, relative to its parent
+        Point3 scale{1.0f, 1.0f, 1.0f};
+        bool visible = true;        // its own visibility flag
+        bool hasVelocity = false;   // whether it has a physics body (and so a velocity)
+        Point3 velocity;            // world units per second
+    };
+
+    // One element of the game's 2D layer.
+    struct ScreenElement {
+        int xmlId = 0;
+        std::string name;
+        std::string element;        // Text2D, Image2D, Rect2D, Button2D, Joystick
+        std::string level;          // "" for an element shown on every level
+        float x = 0.0f, y = 0.0f, width = 0.0f, height = 0.0f; // window pixels, as last drawn
+        bool visible = true;        // its own flag
+        bool shown = false;         // drawn now (visible, and of the level in view)
+        std::string text;           // what it displays (texts and buttons)
+    };
+
+    // A game variable and its value.
+    struct Variable {
+        enum class Kind { Number, Boolean, Text } kind = Kind::Text;
+        std::string name;
+        double number = 0.0;
+        bool boolean = false;
+        std::string text;
+    };
+
+    // The state of the game beyond its 3D objects. While the game is stopped the level is the one
+    // the editor shows, the time 0 and the variables empty.
+    struct GameState {
+        std::string level;
+        double gameTime = 0.0;      // seconds of game time since the game started
+        std::vector<Variable> variables;
+        std::vector<ScreenElement> elements;
+    };
+
+    // One attribute change of a live edit.
+    struct LiveEdit {
+        int xmlId = 0;
+        std::string attribute;
+        std::string value;          // the new value, unless `remove`
+        bool remove = false;        // the attribute goes (its default applies)
     };
 
     // What import_asset hands over.
@@ -60,11 +105,19 @@ public:
     // Lumenda3DEditor::applyAiEditedXml: false for an empty text, otherwise whether the reload
     // (which restarts the game) was taken.
     virtual bool applyAiEditedXml(const std::string& xml) = 0;
+    // Writes the attribute changes into the document as one undo step and pushes them into the
+    // scene and a running game, without a reload or restart (a Var's value also sets the running
+    // variable). The caller has checked them; false with the reason for an element not there.
+    virtual bool applyLiveEdits(const std::vector<LiveEdit>& edits, std::string& error) = 0;
     // The command schema the editor validates against (ScriptParser's); null without one.
     virtual const CodeSchema* getSchema() = 0;
 
     // --- Play and observation ------------------------------------------------------------------
     virtual void play() = 0;
+    // LmdRuntime::runFor: exactly `seconds` of game time in fixed steps, then paused.
+    virtual void runFor(double seconds) = 0;
+    // Whether a span of runFor is still to play (also while its game is loading).
+    virtual bool isSpanRunning() = 0;
     // Stops the game with an empty completion callback.
     virtual void stop() = 0;
     virtual std::string getProjectName() = 0;
@@ -73,6 +126,7 @@ public:
     virtual void getWindowSize(float& width, float& height) = 0;
     virtual bool isSyntheticInputActive() = 0;
     virtual std::vector<SceneObject> getSceneObjects() = 0;
+    virtual GameState getGameState() = 0;
     // Captures as JPEG bytes, empty on failure. Width and height are caps; the aspect ratio is kept.
     virtual std::vector<unsigned char> captureSceneThumbnail(int width, int height) = 0;
     virtual std::vector<unsigned char> captureSceneFromView(int width, int height, const Point3& eye,

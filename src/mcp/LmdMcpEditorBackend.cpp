@@ -22,6 +22,8 @@ nlohmann::json LmdMcpEditorBackend::callTool(const std::string& tool, const nloh
     return tools_.call(tool, arguments);
 }
 
+nlohmann::json LmdMcpEditorBackend::resumeTool(const nlohmann::json& check) { return tools_.resume(check); }
+
 std::string LmdMcpEditorBackend::readResource(const std::string& uri) { return tools_.readResource(uri); }
 
 nlohmann::json LmdMcpEditorBackend::checkPermission(const std::string& tool) {

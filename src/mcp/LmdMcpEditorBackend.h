@@ -22,6 +22,7 @@ public:
     std::vector<LmdMcpProtocol::ResourceDefinition> resourceDefinitions() const override;
     bool isThreadSafe(const std::string& tool) const override;
     nlohmann::json callTool(const std::string& tool, const nlohmann::json& arguments) override;
+    nlohmann::json resumeTool(const nlohmann::json& check) override;
     std::string readResource(const std::string& uri) override;
     nlohmann::json checkPermission(const std::string& tool) override;
     std::string knowledgeSection(const std::string& name) const override;

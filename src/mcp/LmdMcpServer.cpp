@@ -1,5 +1,9 @@
 #include "mcp/LmdMcpServer.h"
 
+#include <algorithm>
+#include <chrono>
+#include <thread>
+
 #include "base/LmdVersion.h"
 #include "mcp/LmdMcpToolResult.h"
 
@@ -99,9 +103,29 @@ json LmdMcpServer::runTool(const std::string& name, const json& arguments) const
     LmdMcpBackend* backend = backend_;
     LmdMainThreadDispatcher::Result result = dispatcher_.postAndWait(
         [backend, name, arguments] { return backend->callTool(name, arguments); }, jobTimeoutMs_);
-    if (result.ok)
-        return result.value;
-    return LmdMcpToolResult::errorResult(result.error);
+    if (!result.ok)
+        return LmdMcpToolResult::errorResult(result.error);
+    return finishWait(std::move(result.value));
+}
+
+json LmdMcpServer::finishWait(json result) const {
+    using Clock = std::chrono::steady_clock;
+    const auto deadline = Clock::now() + std::chrono::milliseconds(static_cast<long long>(
+                                             std::max(0.0, LmdMcpToolResult::waitSeconds(result)) * 1000.0));
+    LmdMcpBackend* backend = backend_;
+    while (LmdMcpToolResult::isWait(result)) {
+        if (Clock::now() >= deadline)
+            return LmdMcpToolResult::errorResult(
+                "Still waiting when the wait's time ran out — the action goes on in the editor; poll get_status.");
+        std::this_thread::sleep_for(std::chrono::milliseconds(kWaitPollMs));
+        const json check = LmdMcpToolResult::waitCheck(result);
+        LmdMainThreadDispatcher::Result next =
+            dispatcher_.postAndWait([backend, check] { return backend->resumeTool(check); }, jobTimeoutMs_);
+        if (!next.ok)
+            return LmdMcpToolResult::errorResult(next.error);
+        result = std::move(next.value);
+    }
+    return result;
 }
 
 std::string LmdMcpServer::readResource(const std::string& uri) const {

@@ -56,6 +56,10 @@ public:
 
 private:
     nlohmann::json runTool(const std::string& name, const nlohmann::json& arguments) const;
+    // Connection thread: while `result` is a wait, resumes the tool on the main thread every
+    // kWaitPollMs until it answers or the wait's time runs out.
+    nlohmann::json finishWait(nlohmann::json result) const;
+    static constexpr int kWaitPollMs = 15;
     std::string readResource(const std::string& uri) const;
 
     LmdLogRingBuffer logs_;               // first: outlives everything that may log into it

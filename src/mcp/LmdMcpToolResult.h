@@ -19,6 +19,15 @@ public:
     static nlohmann::json imageResult(const std::vector<unsigned char>& jpegBytes);
 
     static std::string base64(const unsigned char* data, std::size_t size);
+
+    // A tool that waits for something that plays out over frames (input, a span of game time)
+    // answers with a wait: the server then calls LmdMcpBackend::resumeTool with `check` on the
+    // main thread, a frame or so apart, until it answers with a result that is no wait, or
+    // `maxSeconds` have passed. The client only ever sees the final result.
+    static nlohmann::json waitResult(const nlohmann::json& check, double maxSeconds);
+    static bool isWait(const nlohmann::json& result);
+    static const nlohmann::json& waitCheck(const nlohmann::json& result);
+    static double waitSeconds(const nlohmann::json& result);
 };
 
 } // namespace Lumenda3D

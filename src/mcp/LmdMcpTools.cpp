@@ -18,7 +18,7 @@ const std::unordered_map<std::string, Handler>& handlers() {
         {"get_game_xml", [](LmdMcpTools& t, const json&) { return t.getGameXml(); }},
         {"apply_edits", [](LmdMcpTools& t, const json& a) { return t.applyEdits(a); }},
         {"set_game_xml", [](LmdMcpTools& t, const json& a) { return t.setGameXml(a); }},
-        {"run_game", [](LmdMcpTools& t, const json&) { return t.runGame(); }},
+        {"run_game", [](LmdMcpTools& t, const json& a) { return t.runGame(a); }},
         {"stop_game", [](LmdMcpTools& t, const json&) { return t.stopGame(); }},
         {"get_status", [](LmdMcpTools& t, const json&) { return t.getStatus(); }},
         {"get_logs", [](LmdMcpTools& t, const json& a) { return t.getLogs(a); }},

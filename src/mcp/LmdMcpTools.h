@@ -78,9 +78,19 @@ public:
     json applyEdits(const json& arguments);
     json setGameXml(const json& arguments);
     json applyFullXml(const std::string& baseline, const std::string& xml, const std::string& prefix);
+    // apply_edits with live: attribute updates only, into the document and the running game
+    // without a reload; all or nothing.
+    json applyLiveEdits(const json& ops, const std::string& current);
 
     // --- Play and observation tools ---------------------------------------------------------------
-    json runGame();
+    json runGame(const json& arguments);
+    // Goes on with a tool that answered with a wait (see LmdMcpToolResult::waitResult): a check
+    // of kind "input" (send_input's wait) or "span" (run_game's runSeconds with wait).
+    json resume(const json& check);
+    // Longest a tool waits for what it waits for; below the usual client timeout of a minute.
+    static constexpr double kMaxWaitSeconds = 50.0;
+    // Longest span of game time run_game's runSeconds takes.
+    static constexpr double kMaxRunSeconds = 600.0;
     json stopGame();
     json getStatus();
     json getLogs(const json& arguments) const;
@@ -93,6 +103,7 @@ public:
 
     // --- Input simulation -------------------------------------------------------------------------
     json sendInput(const json& arguments);
+    json queueInput(const json& arguments);
     json sendInputKeys(const json& arguments);
     json sendInputClick(const json& arguments);
     json sendInputDrag(const json& arguments);

@@ -84,13 +84,15 @@ std::vector<LmdMcpProtocol::ToolDefinition> LmdMcpTools::definitions() {
     tools.push_back({"apply_edits",
         R"lmd(Apply minimal edit operations to the game XML, then reload and restart the game. Nothing is applied when schema violations are reported — fix and retry. Edit ops (JSON array), each targeting nodes by their id attribute from get_game_xml: {"op":"createDocument","xml":"<KiteBench3D>...</KiteBench3D>"} full new game | {"op":"update","id":"42","attrs":{...},"removeAttrs":[...]} | {"op":"replace","id":"17","xml":"<...>"} | {"op":"insert","parentId":"3","after":"16","xml":"<...>"} | {"op":"delete","id":"88"})lmd",
         inputSchema({{"ops", arrayOf(json{{"type", "object"}}, kEditOpsText)},
-                     {"baseRevision", property("string", R"lmd(revision from your last get_game_xml; rejected as stale if the document changed since (then re-read))lmd")}}, {"ops"})});
+                     {"baseRevision", property("string", R"lmd(revision from your last get_game_xml; rejected as stale if the document changed since (then re-read))lmd")},
+                     {"live", property("boolean", R"lmd(optional: apply 'update' ops (attribute values) to the document AND the running game without a reload or restart, to put the game into a state to test (a position, a Var's value: a number, true/false or a quoted text sets the running variable). Node ids stay the same. Structural ops (insert, replace, delete, createDocument) are refused in this mode; all or nothing.)lmd")}}, {"ops"})});
     tools.push_back({"set_game_xml",
         R"lmd(Replace the whole game with a new XML document (equivalent to a single createDocument op). Prefer apply_edits for modifications to an existing game.)lmd",
         inputSchema({{"xml", property("string", R"lmd(complete <KiteBench3D>...</KiteBench3D> document, without id attributes)lmd")}}, {"xml"})});
     tools.push_back({"run_game",
         R"lmd(Start the game (like the editor Play button). Asynchronous — poll get_status.)lmd",
-        inputSchema({}, {})});
+        inputSchema({{"runSeconds", property("number", R"lmd(optional: play exactly this many seconds of game time (fixed steps of 1/60 s, the same result on every run), then pause; starts a stopped game, resumes a paused one (call again to step on). Up to 600.)lmd")},
+                     {"wait", property("boolean", R"lmd(with runSeconds: answer only once the span has played and the game is paused (up to 50 s of real time), with the game time reached)lmd")}}, {})});
     tools.push_back({"stop_game",
         R"lmd(Stop the game and return to edit mode. Asynchronous.)lmd",
         inputSchema({}, {})});
@@ -123,7 +125,8 @@ std::vector<LmdMcpProtocol::ToolDefinition> LmdMcpTools::definitions() {
                      {"toX", property("integer", R"lmd(type 'drag': end x pixel)lmd")},
                      {"toY", property("integer", R"lmd(type 'drag': end y pixel)lmd")},
                      {"durationSeconds", property("number", R"lmd(type 'drag': seconds the drag takes, e.g. to sweep the camera (default 0.5, max 10))lmd")},
-                     {"amount", property("number", R"lmd(type 'scroll': wheel ticks over (x,y), positive scrolls up / negative down (max 100). Use to scroll a list/panel with a scrollbar, e.g. the blocks palette or attributes editor.)lmd")}}, {"type"})});
+                     {"amount", property("number", R"lmd(type 'scroll': wheel ticks over (x,y), positive scrolls up / negative down (max 100). Use to scroll a list/panel with a scrollbar, e.g. the blocks palette or attributes editor.)lmd")},
+                     {"wait", property("boolean", R"lmd(optional: answer only once the input has played out (inputActive false, up to 50 s), instead of at once)lmd")}}, {"type"})});
     tools.push_back({"import_asset",
         R"lmd(Copy a file from this machine into the local-assets sandbox so the game XML can reference it. Returns the exact reference value (local:<name>) to use in the XML attribute. Download assets with your own tools first, then import the downloaded file. Projects using local assets play/export on this machine only (no cloud share).)lmd",
         inputSchema({{"sourcePath", property("string", R"lmd(absolute path of the file to import)lmd")},

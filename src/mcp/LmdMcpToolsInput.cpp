@@ -1,12 +1,13 @@
 // send_input: validates the arguments, clamps them into range and queues the input with the
-// engine, which plays it out over real frames. The tool returns at once; the agent polls
-// get_status until inputActive is false.
+// engine, which plays it out over real frames. The tool returns at once and the agent polls
+// get_status until inputActive is false, or, with wait, the tool answers once it is.
 #include "mcp/LmdMcpTools.h"
 
 #include <algorithm>
 #include <cmath>
 
 #include "mcp/LmdMcpArgs.h"
+#include "mcp/LmdMcpToolResult.h"
 
 namespace Lumenda3D {
 namespace {
@@ -49,6 +50,14 @@ void LmdMcpTools::clampToWindow(int& x, int& y) const {
 json LmdMcpTools::sendInput(const json& arguments) {
     if (!editor_)
         return noEditor();
+    json result = queueInput(arguments);
+    // With wait, the answer comes once the engine has played the input out.
+    if (LmdMcpArgs::getBool(arguments, "wait", false) && !result.value("isError", false))
+        return LmdMcpToolResult::waitResult({{"kind", "input"}}, kMaxWaitSeconds);
+    return result;
+}
+
+json LmdMcpTools::queueInput(const json& arguments) {
     const std::string type = LmdMcpArgs::getString(arguments, "type", "");
     if (type == "keys")
         return sendInputKeys(arguments);

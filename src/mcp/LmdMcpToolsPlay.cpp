@@ -4,11 +4,13 @@
 #include "mcp/LmdMcpTools.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdlib>
 
 #include "engine/schema/AiKnowledgeBase.h"
 #include "mcp/LmdLogRingBuffer.h"
 #include "mcp/LmdMcpArgs.h"
+#include "mcp/LmdMcpToolResult.h"
 
 namespace Lumenda3D {
 namespace {
@@ -25,16 +27,101 @@ LmdMcpEditorAccess::Point3 readPoint(const json& value) {
     p.z = static_cast<float>(LmdMcpArgs::getNumber(value, "z", 0.0));
     return p;
 }
+// Readings are rounded to a thousandth: enough to compare, and short to read.
+double rounded(double value) { return std::round(value * 1000.0) / 1000.0; }
+
+json triple(const LmdMcpEditorAccess::Point3& p) { return json::array({rounded(p.x), rounded(p.y), rounded(p.z)}); }
+
+std::string cloneId(int serial) { return "c" + std::to_string(serial); }
+
+json objectEntry(const LmdMcpEditorAccess::SceneObject& object) {
+    json entry = {{"id", std::to_string(object.xmlId)}, {"name", object.name}};
+    if (object.hasNode)
+        entry["position"] = triple(object.position);
+    const std::string element = "n" + std::to_string(object.xmlId);
+    if (object.cloneSerial > 0) {
+        entry["nodeId"] = cloneId(object.cloneSerial);
+        entry["cloneOf"] = object.cloneSourceSerial > 0 ? cloneId(object.cloneSourceSerial) : element;
+    } else {
+        entry["nodeId"] = element;
+    }
+    entry["rotation"] = triple(object.rotation);
+    entry["scale"] = triple(object.scale);
+    entry["visible"] = object.visible;
+    if (object.hasVelocity)
+        entry["velocity"] = triple(object.velocity);
+    return entry;
+}
+
+json elementEntry(const LmdMcpEditorAccess::ScreenElement& element) {
+    json entry = {{"nodeId", "n" + std::to_string(element.xmlId)},
+                  {"name", element.name},
+                  {"type", element.element},
+                  {"rect", json::array({rounded(element.x), rounded(element.y), rounded(element.width),
+                                        rounded(element.height)})},
+                  {"visible", element.visible},
+                  {"shown", element.shown}};
+    if (!element.level.empty())
+        entry["level"] = element.level;
+    if (!element.text.empty())
+        entry["text"] = element.text;
+    return entry;
+}
+
+json variablesObject(const std::vector<LmdMcpEditorAccess::Variable>& variables) {
+    json out = json::object();
+    for (const LmdMcpEditorAccess::Variable& variable : variables) {
+        switch (variable.kind) {
+        case LmdMcpEditorAccess::Variable::Kind::Number: out[variable.name] = variable.number; break;
+        case LmdMcpEditorAccess::Variable::Kind::Boolean: out[variable.name] = variable.boolean; break;
+        case LmdMcpEditorAccess::Variable::Kind::Text: out[variable.name] = variable.text; break;
+        }
+    }
+    return out;
+}
 } // namespace
 
-json LmdMcpTools::runGame() {
+json LmdMcpTools::runGame(const json& arguments) {
     if (!editor_)
         return noEditor();
     if (editor_->getPlayStatus() == LmdMcpEditorAccess::Loading)
         return errorResult("The editor is busy loading a script — retry shortly.");
+    const bool wait = LmdMcpArgs::getBool(arguments, "wait", false);
+    if (LmdMcpArgs::find(arguments, "runSeconds")) {
+        const double seconds = LmdMcpArgs::getNumber(arguments, "runSeconds", 0.0);
+        if (!LmdMcpArgs::hasNumber(arguments, "runSeconds") || !(seconds > 0.0) || seconds > kMaxRunSeconds)
+            return errorResult("runSeconds must be a number of seconds of game time above 0 and at most 600.");
+        editor_->runFor(seconds);
+        if (wait)
+            return LmdMcpToolResult::waitResult({{"kind", "span"}}, kMaxWaitSeconds);
+        return textResult("Running for " + LmdMcpArgs::formatNumber(seconds) +
+                          " s of game time, then pausing (asynchronous). Status: " +
+                          playStatusText(editor_->getPlayStatus()) + " — poll get_status until it is 'paused'.");
+    }
     editor_->play();
     return textResult(std::string("Play requested (asynchronous). Status: ") + playStatusText(editor_->getPlayStatus()) +
                       " — poll get_status.");
+}
+
+json LmdMcpTools::resume(const json& check) {
+    if (!editor_)
+        return noEditor();
+    const std::string kind = check.is_object() ? check.value("kind", "") : "";
+    if (kind == "input") {
+        if (editor_->isSyntheticInputActive())
+            return LmdMcpToolResult::waitResult(check, kMaxWaitSeconds);
+        return textResult("Done: the input has played out. Status: " +
+                          std::string(playStatusText(editor_->getPlayStatus())) + ", game time " +
+                          LmdMcpArgs::formatNumber(editor_->getGameState().gameTime) + " s.");
+    }
+    if (kind == "span") {
+        if (editor_->isSpanRunning())
+            return LmdMcpToolResult::waitResult(check, kMaxWaitSeconds);
+        return textResult("The span has played. Status: " + std::string(playStatusText(editor_->getPlayStatus())) +
+                          ", game time " + LmdMcpArgs::formatNumber(editor_->getGameState().gameTime) +
+                          " s. Read the state with get_scene_info; run_game runSeconds again to step on.");
+    }
+    return errorResult("Nothing to wait for.");
 }
 
 json LmdMcpTools::stopGame() {
@@ -59,6 +146,7 @@ json LmdMcpTools::getStatus() {
         {"windowWidth", static_cast<int>(width)},
         {"windowHeight", static_cast<int>(height)},
         {"lastLogId", logs_ ? logs_->lastId() : 0},
+        {"level", editor_->getGameState().level},
     };
     return textResult(status.dump(2));
 }
@@ -115,16 +203,20 @@ json LmdMcpTools::getSceneInfo() {
     if (!editor_)
         return noEditor();
     const std::vector<LmdMcpEditorAccess::SceneObject> objects = editor_->getSceneObjects();
+    const LmdMcpEditorAccess::GameState state = editor_->getGameState();
     json list = json::array();
-    for (const LmdMcpEditorAccess::SceneObject& object : objects) {
-        json entry = {{"id", std::to_string(object.xmlId)}, {"name", object.name}};
-        if (object.hasNode)
-            entry["position"] = {object.position.x, object.position.y, object.position.z};
-        list.push_back(std::move(entry));
-    }
+    for (const LmdMcpEditorAccess::SceneObject& object : objects)
+        list.push_back(objectEntry(object));
+    json elements = json::array();
+    for (const LmdMcpEditorAccess::ScreenElement& element : state.elements)
+        elements.push_back(elementEntry(element));
     json info = {{"playStatus", playStatusText(editor_->getPlayStatus())},
                  {"objectCount", objects.size()},
-                 {"objects", std::move(list)}};
+                 {"objects", std::move(list)},
+                 {"level", state.level},
+                 {"gameTime", rounded(state.gameTime)},
+                 {"variables", variablesObject(state.variables)},
+                 {"elements2D", std::move(elements)}};
     return textResult(info.dump(2));
 }
 

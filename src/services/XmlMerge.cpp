@@ -48,19 +48,6 @@ private:
     std::unordered_map<std::string, pugi::xml_node> byId_;
 };
 
-// An id member as text: a string as it stands, a whole number in decimal. Empty when absent or
-// of another type.
-std::string idText(const json& op, const char* member) {
-    auto it = op.find(member);
-    if (it == op.end())
-        return "";
-    if (it->is_string())
-        return it->get<std::string>();
-    if (it->is_number_integer())
-        return std::to_string(it->get<long long>());
-    return "";
-}
-
 bool isXmlName(const std::string& name) {
     if (name.empty())
         return false;
@@ -75,17 +62,6 @@ bool isXmlName(const std::string& name) {
 }
 
 // An attribute value from JSON: strings as they stand, numbers and booleans in their JSON spelling.
-bool valueText(const json& value, std::string& out) {
-    if (value.is_string())
-        out = value.get<std::string>();
-    else if (value.is_boolean())
-        out = value.get<bool>() ? "true" : "false";
-    else if (value.is_number())
-        out = value.dump();
-    else
-        return false;
-    return true;
-}
 
 void stripIds(pugi::xml_node node) {
     if (node.type() != pugi::node_element)
@@ -175,7 +151,7 @@ public:
 
 private:
     bool findNode(const json& op, const char* member, pugi::xml_node& node, std::string& why) {
-        const std::string id = idText(op, member);
+        const std::string id = XmlMerge::idText(op, member);
         if (id.empty()) {
             why = std::string("needs '") + member + "', a node id from get_game_xml";
             return false;
@@ -219,7 +195,7 @@ private:
                     why = "'" + it.key() + "' is not a valid attribute name";
                     return false;
                 }
-                if (!valueText(it.value(), value)) {
+                if (!XmlMerge::valueText(it.value(), value)) {
                     why = "the value of '" + it.key() + "' must be a string, number or boolean";
                     return false;
                 }
@@ -280,7 +256,7 @@ private:
         if (!findNode(op, "parentId", parent, why))
             return false;
         pugi::xml_node after;
-        const std::string afterId = idText(op, "after");
+        const std::string afterId = XmlMerge::idText(op, "after");
         if (!afterId.empty()) {
             after = index_.find(afterId);
             if (!after) {
@@ -288,7 +264,7 @@ private:
                 return false;
             }
             if (after.parent() != parent) {
-                why = "'after' " + afterId + " is not a child of parent " + idText(op, "parentId") +
+                why = "'after' " + afterId + " is not a child of parent " + XmlMerge::idText(op, "parentId") +
                       " (omit 'after' to append as the last child)";
                 return false;
             }
@@ -325,6 +301,29 @@ private:
 };
 
 } // namespace
+
+std::string XmlMerge::idText(const json& op, const char* member) {
+    auto it = op.find(member);
+    if (it == op.end())
+        return "";
+    if (it->is_string())
+        return it->get<std::string>();
+    if (it->is_number_integer())
+        return std::to_string(it->get<long long>());
+    return "";
+}
+
+bool XmlMerge::valueText(const json& value, std::string& out) {
+    if (value.is_string())
+        out = value.get<std::string>();
+    else if (value.is_boolean())
+        out = value.get<bool>() ? "true" : "false";
+    else if (value.is_number())
+        out = value.dump();
+    else
+        return false;
+    return true;
+}
 
 int XmlMerge::applyAiOps(pugi::xml_node root, const json& ops, std::string& error, bool markChanges) {
     error.clear();

@@ -36,6 +36,13 @@ public:
     // _aiChange="added", replacing elements and updated nodes get _aiChange="updated" (a node
     // already marked "added" keeps that mark).
     static int applyAiOps(pugi::xml_node root, const nlohmann::json& ops, std::string& error, bool markChanges);
+
+    // How an operation names a node: its `member` as text (a string as it stands, a whole
+    // number in decimal); empty when absent or of another type.
+    static std::string idText(const nlohmann::json& op, const char* member);
+    // An attribute value of an "update" as the document writes it: a string as it stands,
+    // true/false, a number as JSON writes it. False for any other JSON.
+    static bool valueText(const nlohmann::json& value, std::string& out);
 };
 
 } // namespace Lumenda3D

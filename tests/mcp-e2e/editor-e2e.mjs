@@ -385,6 +385,82 @@ test('run_game, send_input moves the runner, get_logs with sinceId gives only ne
   assert.equal(back.position[0], start.position[0], 'stopping brings the edit-mode scene back');
 });
 
+test('get_scene_info reads level, clones, 2D texts and variables; live edits and exact spans of game time', async () => {
+  await settled('stopped');
+  const before = await gameXml();
+  const levelId = idOf(before.xml, 'Level');
+  assert.match(await callOk('apply_edits', {
+    baseRevision: before.revision,
+    ops: [
+      { op: 'insert', parentId: levelId, xml: '<Var name="coins" value="3"/>' },
+      { op: 'insert', parentId: levelId, xml: '<Text2D name="CoinText" text="Coins: {coins}" x="20" y="20"/>' },
+      { op: 'insert', parentId: levelId, xml: '<Sphere name="Ball" x="3" y="4" body="dynamic"/>' },
+      { op: 'insert', parentId: levelId, xml: '<OnStart><Clone target="Ball" newName="Ball2" offsetX="2"/></OnStart>' },
+    ],
+  }), /^Applied\./);
+  await settled('stopped');
+  const ballId = idOf((await gameXml()).xml, 'Sphere', 'Ball');
+  const mark = logLines(await callOk('get_logs')).lastId;
+
+  // A span of game time from a stopped game: the answer comes once the game has paused.
+  assert.match(await callOk('run_game', { runSeconds: 0.5, wait: true }),
+    /^The span has played\. Status: paused, game time 0\.5 s\./);
+  assert.equal((await status()).level, 'Main');
+  const started = logLines(await callOk('get_logs', { sinceId: mark }));
+  assert.ok(started.lines.some((l) => l.text === "Level 'Main' started"), JSON.stringify(started.lines));
+
+  let info = JSON.parse(await callOk('get_scene_info'));
+  assert.equal(info.playStatus, 'paused');
+  assert.equal(info.level, 'Main');
+  assert.equal(info.gameTime, 0.5);
+  assert.equal(info.variables.coins, 3);
+  const text = info.elements2D.find((e) => e.name === 'CoinText');
+  assert.ok(text && text.text === 'Coins: 3' && text.shown, JSON.stringify(info.elements2D));
+  const ball = info.objects.find((o) => o.name === 'Ball');
+  const copy = info.objects.find((o) => o.name === 'Ball2');
+  assert.equal(ball.nodeId, `n${ballId}`);
+  assert.match(copy.nodeId, /^c\d+$/);
+  assert.equal(copy.cloneOf, `n${ballId}`);
+  assert.equal(copy.id, ball.id, 'a clone keeps its element\'s id');
+  assert.ok(ball.velocity[1] < -4 && ball.position[1] < 3.5, `the ball falls: ${JSON.stringify(ball)}`);
+
+  // A live edit sets the running variable; the game goes on from where it was.
+  const live = await callOk('apply_edits', {
+    live: true,
+    ops: [{ op: 'update', id: idOf((await gameXml()).xml, 'Var', 'coins'), attrs: { value: '7' } }],
+  });
+  assert.match(live, /^Applied live\. .*without a restart \(status: paused\)/s);
+  await callOk('run_game', { runSeconds: 0.25, wait: true });
+  info = JSON.parse(await callOk('get_scene_info'));
+  assert.equal(info.variables.coins, 7);
+  assert.equal(info.elements2D.find((e) => e.name === 'CoinText').text, 'Coins: 7');
+  assert.equal(info.gameTime, 0.75, 'no restart: game time went on');
+  assert.match(await callError('apply_edits', { live: true, ops: [{ op: 'delete', id: ballId }] }),
+    /^Live mode changes attribute values only: operation 1 is 'delete'/);
+
+  // The same span from the start catches the falling ball at the same height every time.
+  const heights = [];
+  for (let run = 0; run < 3; ++run) {
+    await callOk('stop_game');
+    await settled('stopped');
+    await callOk('run_game', { runSeconds: 0.6, wait: true });
+    const fallen = (JSON.parse(await callOk('get_scene_info'))).objects.find((o) => o.name === 'Ball');
+    heights.push(fallen.position[1]);
+  }
+  assert.ok(heights.every((h) => Math.abs(h - heights[0]) < 1e-3), `the same height on every run: ${heights}`);
+  // 0.6 s of free fall from 4 m: about 4 - 9.81 * 0.6² / 2 = 2.23 (still above the ground).
+  assert.ok(heights[0] > 1.9 && heights[0] < 2.6, `0.6 s of falling from 4: ${heights[0]}`);
+
+  await callOk('stop_game');
+  await settled('stopped');
+  const after = await gameXml();
+  assert.match(await callOk('apply_edits', {
+    baseRevision: after.revision,
+    ops: ['Var', 'Text2D', 'Sphere', 'OnStart'].map((tag) => ({ op: 'delete', id: idOf(after.xml, tag) })),
+  }), /^Applied\./);
+  await settled('stopped');
+});
+
 test('save_project_as local, edit, open_project refuses then opens with force, list_projects', async () => {
   const saved = await gameXml();
   const reply = await call('save_project_as', { name: SAVED_PROJECT, location: 'local' });

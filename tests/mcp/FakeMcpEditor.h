@@ -29,9 +29,29 @@ public:
             return false;
         return document.setXmlSourceString(xml);
     }
+    bool applyLiveEdits(const std::vector<LiveEdit>& edits, std::string& error) override {
+        if (!liveError.empty()) {
+            error = liveError;
+            return false;
+        }
+        for (const LiveEdit& edit : edits) {
+            pugi::xml_node node = document.getXmlNodeById(edit.xmlId);
+            if (edit.remove)
+                node.remove_attribute(edit.attribute.c_str());
+            else
+                (node.attribute(edit.attribute.c_str()) ? node.attribute(edit.attribute.c_str())
+                                                        : node.append_attribute(edit.attribute.c_str()))
+                    .set_value(edit.value.c_str());
+        }
+        document.markChanged();
+        liveEdits.insert(liveEdits.end(), edits.begin(), edits.end());
+        return true;
+    }
     const CodeSchema* getSchema() override { return withSchema ? &schema : nullptr; }
 
     void play() override { ++playCount; }
+    void runFor(double seconds) override { spanSeconds = seconds; }
+    bool isSpanRunning() override { return spanRunning; }
     void stop() override { ++stopCount; }
     std::string getProjectName() override { return "Demo"; }
     std::string getResourceId() override { return "r-1"; }
@@ -41,6 +61,7 @@ public:
     }
     bool isSyntheticInputActive() override { return inputActive; }
     std::vector<SceneObject> getSceneObjects() override { return objects; }
+    GameState getGameState() override { return gameState; }
     std::vector<unsigned char> captureSceneThumbnail(int width, int height) override {
         return capture("scene", width, height);
     }
@@ -135,6 +156,11 @@ public:
     float windowWidth = 1280.0f, windowHeight = 800.0f;
     bool inputActive = false;
     std::vector<SceneObject> objects;
+    GameState gameState;
+    std::vector<LiveEdit> liveEdits;
+    std::string liveError;
+    double spanSeconds = 0.0;
+    bool spanRunning = false;
     std::vector<unsigned char> captureBytes = {0xFF, 0xD8, 0xFF, 0xD9};
     std::string lastCapture;
     int lastWidth = 0, lastHeight = 0;

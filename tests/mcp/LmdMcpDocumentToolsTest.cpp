@@ -99,12 +99,19 @@ TEST_F(DocumentToolsTest, StaleRevisionIsRefusedBeforeAnyOperation) {
     EXPECT_EQ(editor.getSourceXmlString(true, false), before);
 
     const std::string first = revision();
+    editor.playStatus = LmdMcpEditorAccess::Playing;
     const json applied = apply({{{"op", "update"}, {"id", idOf("Player")}, {"attrs", {{"y", "3"}}}}}, first);
     ASSERT_FALSE(isError(applied)) << text(applied);
     EXPECT_EQ(text(applied), "Applied. New revision: " + revision() +
                                  "\nNode ids were reassigned — call get_game_xml before further edits. The game reloaded "
                                  "and restarted; check get_logs for script errors.");
     EXPECT_NE(revision(), first);
+    // Without a running game the reply says what happened instead.
+    editor.playStatus = LmdMcpEditorAccess::Stopped;
+    const json stopped = apply({{{"op", "update"}, {"id", idOf("Player")}, {"attrs", {{"y", "4"}}}}});
+    EXPECT_NE(text(stopped).find("The game is not running: the editor's scene was rebuilt"), std::string::npos)
+        << text(stopped);
+    EXPECT_EQ(text(stopped).find("restarted"), std::string::npos);
     EXPECT_EQ(text(apply({{{"op", "delete"}, {"id", idOf("Ball")}}}, first)).rfind("Stale revision", 0), 0u);
 }
 
@@ -215,6 +222,75 @@ TEST_F(DocumentToolsTest, AppliedEditsCarryMarksAndFreshIds) {
     EXPECT_STREQ(cone.attribute("_aiChange").value(), "added");
     EXPECT_STRNE(cone.attribute("id").value(), "5");
     EXPECT_NE(idOf("Ball"), oldId);
+}
+
+TEST_F(DocumentToolsTest, WhatTheGameWouldFindOnlyWhenRunningIsReportedAsWarningsWithNewIds) {
+    const json edited = apply({{{"op", "insert"}, {"parentId", idOf("Player")},
+                                {"xml", "<OnKeyDown key=\"Space\"><Set var=\"lifes\" value=\"1\"/>"
+                                        "<GoToLevel level=\"Moon\"/><Move moveX=\"(1 +\"/></OnKeyDown>"}}});
+    ASSERT_FALSE(isError(edited)) << text(edited); // warnings never refuse the edit
+    const std::string reply = text(edited);
+    const size_t warnings = reply.find("\nWarnings — the edit was applied, but these blocks will not work as written");
+    ASSERT_NE(warnings, std::string::npos) << reply;
+    // One line per block at fault, named by its id in the new agent form.
+    auto idOfElement = [&](const char* element) {
+        return std::string("n") + editor.document.root().find_node([&](const pugi::xml_node& n) {
+            return std::string(n.name()) == element;
+        }).attribute("id").value();
+    };
+    EXPECT_NE(reply.find("\n- " + idOfElement("Set") + " Set: "), std::string::npos) << reply;
+    EXPECT_NE(reply.find("'lifes'"), std::string::npos) << reply;
+    EXPECT_NE(reply.find("\n- " + idOfElement("GoToLevel") + " GoToLevel: "), std::string::npos) << reply;
+    EXPECT_NE(reply.find("\n- " + idOfElement("Move") + " Move: "), std::string::npos) << reply;
+    // A clean game gets no warnings section.
+    EXPECT_EQ(text(tools.call("set_game_xml", {{"xml", kGame}})).find("Warnings"), std::string::npos);
+}
+
+TEST_F(DocumentToolsTest, LiveEditsChangeValuesInPlaceAndRefuseStructureAllOrNothing) {
+    editor.playStatus = LmdMcpEditorAccess::Playing;
+    const std::string before = editor.getSourceXmlString(true, false);
+    auto live = [&](json ops) { return tools.call("apply_edits", {{"ops", std::move(ops)}, {"live", true}}); };
+
+    // Structure, a failing op, a schema violation or an expression for a running variable:
+    // refused whole, and nothing reaches the document or the game.
+    const json structural = live({{{"op", "update"}, {"id", idOf("Ball")}, {"attrs", {{"x", 5}}}},
+                                  {{"op", "delete"}, {"id", idOf("Player")}}});
+    EXPECT_EQ(text(structural).rfind("Live mode changes attribute values only: operation 2 is 'delete'", 0), 0u)
+        << text(structural);
+    EXPECT_TRUE(isError(live({{{"op", "update"}, {"id", idOf("Ball")}, {"attrs", {{"x", 5}}}},
+                              {{"op", "update"}, {"id", "999"}, {"attrs", {{"x", 1}}}}})));
+    EXPECT_EQ(text(live({{{"op", "update"}, {"id", idOf("Ball")}, {"attrs", {{"bogus", 1}}}}})).rfind("Schema violations", 0), 0u);
+    const json expression = live({{{"op", "update"}, {"id", idOf("score")}, {"attrs", {{"value", "score + 1"}}}}});
+    EXPECT_NE(text(expression).find("for Var 'score'"), std::string::npos) << text(expression);
+    EXPECT_EQ(editor.getSourceXmlString(true, false), before);
+    EXPECT_TRUE(editor.liveEdits.empty());
+    EXPECT_EQ(editor.applyCount, 0);
+
+    // Values go in without a reload: the ids stay, the editor gets each attribute once.
+    const std::string ballId = idOf("Ball");
+    const json applied = live({{{"op", "update"}, {"id", ballId}, {"attrs", {{"x", 4.5}, {"visible", false}}}},
+                               {{"op", "update"}, {"id", idOf("score")}, {"attrs", {{"value", "'high'"}}}},
+                               {{"op", "update"}, {"id", idOf("Player")}, {"removeAttrs", {"color"}}}});
+    ASSERT_FALSE(isError(applied)) << text(applied);
+    EXPECT_NE(text(applied).find("without a restart (status: playing)"), std::string::npos) << text(applied);
+    EXPECT_EQ(editor.applyCount, 0);
+    EXPECT_EQ(idOf("Ball"), ballId);
+    ASSERT_EQ(editor.liveEdits.size(), 4u);
+    EXPECT_EQ(editor.liveEdits[0].xmlId, std::stoi(ballId));
+    EXPECT_EQ(editor.liveEdits[0].attribute + "=" + editor.liveEdits[0].value, "visible=false");
+    EXPECT_EQ(editor.liveEdits[1].attribute + "=" + editor.liveEdits[1].value, "x=4.5");
+    EXPECT_EQ(editor.liveEdits[2].value, "'high'");
+    EXPECT_TRUE(editor.liveEdits[3].remove);
+    EXPECT_EQ(editor.liveEdits[3].attribute, "color");
+    EXPECT_NE(text(applied).find(revision()), std::string::npos);
+
+    editor.playStatus = LmdMcpEditorAccess::Stopped;
+    editor.liveError = "no node with id 7";
+    EXPECT_EQ(text(live({{{"op", "update"}, {"id", ballId}, {"attrs", {{"x", 1}}}}})),
+              "The live edit was refused — nothing was applied: no node with id 7");
+    editor.liveError.clear();
+    EXPECT_NE(text(live({{{"op", "update"}, {"id", ballId}, {"attrs", {{"x", 1}}}}})).find("The game is not running"),
+              std::string::npos);
 }
 
 } // namespace

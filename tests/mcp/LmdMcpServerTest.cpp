@@ -4,6 +4,7 @@
 #include <chrono>
 #include <map>
 #include <mutex>
+#include <set>
 #include <thread>
 
 #include <gtest/gtest.h>
@@ -20,7 +21,8 @@ using Clock = std::chrono::steady_clock;
 class FakeBackend : public LmdMcpBackend {
 public:
     std::vector<LmdMcpProtocol::ToolDefinition> toolDefinitions() const override {
-        return {{"get_logs", "", json::object()}, {"get_status", "", json::object()}, {"run_game", "", json::object()}};
+        return {{"get_logs", "", json::object()}, {"get_status", "", json::object()}, {"run_game", "", json::object()},
+                {"send_input", "", json::object()}};
     }
     std::vector<LmdMcpProtocol::ResourceDefinition> resourceDefinitions() const override {
         return {{"lumenda3d://docs/rules", "Rules", "", "text/markdown"}};
@@ -29,7 +31,18 @@ public:
     json callTool(const std::string& tool, const json&) override {
         std::lock_guard<std::mutex> lock(mutex);
         calledOn[tool] = std::this_thread::get_id();
+        // "send_input" stands for a tool that waits for something the frames play out.
+        if (tool == "send_input")
+            return LmdMcpToolResult::waitResult({{"left", framesToWait}}, waitSeconds);
         return LmdMcpToolResult::textResult(tool + " ok");
+    }
+    json resumeTool(const json& check) override {
+        std::lock_guard<std::mutex> lock(mutex);
+        resumedOn.insert(std::this_thread::get_id());
+        const int left = check.value("left", 0);
+        if (left > 0)
+            return LmdMcpToolResult::waitResult({{"left", left - 1}}, waitSeconds);
+        return LmdMcpToolResult::textResult("played out");
     }
     std::string readResource(const std::string& uri) override { return uri == "lumenda3d://docs/rules" ? "# Rules" : ""; }
     json checkPermission(const std::string& tool) override {
@@ -44,6 +57,9 @@ public:
     }
 
     std::string mcpSection;
+    int framesToWait = 3;
+    double waitSeconds = 5.0;
+    std::set<std::thread::id> resumedOn;
     std::mutex mutex;
     std::map<std::string, std::thread::id> calledOn;
 };
@@ -147,6 +163,21 @@ TEST_F(LmdMcpServerLive, ToolCallsRouteByPermissionAndThreadSafety) {
     // Everything else runs on the main thread.
     withPumpingMainThread([&] { EXPECT_EQ(callTool("get_status"), LmdMcpToolResult::textResult("get_status ok")); });
     EXPECT_EQ(backend.threadOf("get_status"), mainThreadId);
+}
+
+TEST_F(LmdMcpServerLive, AWaitingToolAnswersOnceItsCheckPassesOrItsTimeRunsOut) {
+    startServer();
+    withPumpingMainThread([&] { EXPECT_EQ(callTool("send_input"), LmdMcpToolResult::textResult("played out")); });
+    // Each check ran on the main thread, and the client never saw a wait.
+    EXPECT_EQ(backend.resumedOn, std::set<std::thread::id>{mainThreadId});
+
+    backend.framesToWait = 1000000;
+    backend.waitSeconds = 0.1;
+    withPumpingMainThread([&] {
+        const json result = callTool("send_input");
+        EXPECT_TRUE(result.value("isError", false));
+        EXPECT_NE(result["content"][0]["text"].get<std::string>().find("poll get_status"), std::string::npos);
+    });
 }
 
 TEST_F(LmdMcpServerLive, MainThreadTimeoutBecomesAToolErrorAndTheJobRunsLater) {

@@ -10,6 +10,7 @@
 #include "mcp/LmdMcpEditorBackend.h"
 #include "mcp/LmdMcpPermissions.h"
 #include "mcp/LmdMcpServer.h"
+#include "mcp/LmdMcpToolResult.h"
 
 namespace Lumenda3D {
 namespace {
@@ -172,6 +173,127 @@ TEST(LmdMcpPlayTools, ScreenshotArgumentsAndSelection) {
     EXPECT_EQ(json::parse(text(tools.call("get_status", json::object())))["playStatus"], "loading");
     EXPECT_EQ(text(tools.call("stop_game", json::object())),
               "Stop requested (asynchronous). Status: loading — poll get_status.");
+}
+
+TEST(LmdMcpPlayTools, SceneInfoTellsClonesApartAndReadsTheGameState) {
+    FakeMcpEditor editor;
+    LmdMcpTools tools(&editor, nullptr);
+    LmdMcpEditorAccess::SceneObject ball;
+    ball.xmlId = 7;
+    ball.name = "Ball";
+    ball.hasNode = true;
+    ball.position = {1.23456f, 0.0f, -2.0f};
+    ball.hasVelocity = true;
+    ball.velocity = {0.0f, -9.8104f, 0.0f};
+    LmdMcpEditorAccess::SceneObject copy = ball;
+    copy.name = "Ball1";
+    copy.cloneSerial = 3;
+    copy.hasVelocity = false;
+    copy.visible = false;
+    LmdMcpEditorAccess::SceneObject copyOfCopy = copy;
+    copyOfCopy.cloneSerial = 4;
+    copyOfCopy.cloneSourceSerial = 3;
+    editor.objects = {ball, copy, copyOfCopy};
+    editor.gameState.level = "Game";
+    editor.gameState.gameTime = 2.50004;
+    LmdMcpEditorAccess::Variable score;
+    score.name = "score";
+    score.kind = LmdMcpEditorAccess::Variable::Kind::Number;
+    score.number = 12;
+    LmdMcpEditorAccess::Variable over;
+    over.name = "over";
+    over.kind = LmdMcpEditorAccess::Variable::Kind::Boolean;
+    LmdMcpEditorAccess::Variable player;
+    player.name = "player";
+    player.text = "Ann";
+    editor.gameState.variables = {score, over, player};
+    LmdMcpEditorAccess::ScreenElement label;
+    label.xmlId = 9;
+    label.name = "ScoreText";
+    label.element = "Text2D";
+    label.x = 10;
+    label.y = 20;
+    label.width = 80.5f;
+    label.height = 16;
+    label.shown = true;
+    label.text = "Score: 12";
+    LmdMcpEditorAccess::ScreenElement panel;
+    panel.xmlId = 10;
+    panel.element = "Rect2D";
+    panel.level = "Menu";
+    panel.visible = false;
+    editor.gameState.elements = {label, panel};
+
+    const json info = json::parse(text(tools.call("get_scene_info", json::object())));
+    ASSERT_EQ(info["objectCount"], 3);
+    const json& objects = info["objects"];
+    // The document's fields come first and keep their forms.
+    EXPECT_EQ(objects[0].begin().key(), "id");
+    EXPECT_EQ(objects[0]["id"], "7");
+    EXPECT_EQ(objects[0]["nodeId"], "n7");
+    EXPECT_FALSE(objects[0].contains("cloneOf"));
+    EXPECT_EQ(objects[0]["position"], json::parse("[1.235, 0.0, -2.0]"));
+    EXPECT_EQ(objects[0]["velocity"][1], -9.81);
+    EXPECT_EQ(objects[0]["scale"], json::parse("[1.0, 1.0, 1.0]"));
+    EXPECT_EQ(objects[0]["visible"], true);
+    // A clone shares the element's id but has its own, and names what it was copied from.
+    EXPECT_EQ(objects[1]["id"], "7");
+    EXPECT_EQ(objects[1]["nodeId"], "c3");
+    EXPECT_EQ(objects[1]["cloneOf"], "n7");
+    EXPECT_EQ(objects[1]["visible"], false);
+    EXPECT_FALSE(objects[1].contains("velocity"));
+    EXPECT_EQ(objects[2]["nodeId"], "c4");
+    EXPECT_EQ(objects[2]["cloneOf"], "c3");
+
+    EXPECT_EQ(info["level"], "Game");
+    EXPECT_EQ(info["gameTime"], 2.5);
+    EXPECT_EQ(info["variables"], json::parse(R"({"score": 12.0, "over": false, "player": "Ann"})"));
+    ASSERT_EQ(info["elements2D"].size(), 2u);
+    EXPECT_EQ(info["elements2D"][0]["nodeId"], "n9");
+    EXPECT_EQ(info["elements2D"][0]["text"], "Score: 12");
+    EXPECT_EQ(info["elements2D"][0]["rect"], json::parse("[10.0, 20.0, 80.5, 16.0]"));
+    EXPECT_EQ(info["elements2D"][0]["shown"], true);
+    EXPECT_FALSE(info["elements2D"][0].contains("level"));
+    EXPECT_EQ(info["elements2D"][1]["level"], "Menu");
+    EXPECT_FALSE(info["elements2D"][1].contains("text"));
+
+    const json status = json::parse(text(tools.call("get_status", json::object())));
+    EXPECT_EQ(status["level"], "Game");
+}
+
+TEST(LmdMcpPlayTools, RunSecondsPlaysASpanAndWaitsForItsEnd) {
+    FakeMcpEditor editor;
+    LmdMcpTools tools(&editor, nullptr);
+    for (const json& bad : {json(0), json(-1), json(601), json("2")})
+        EXPECT_EQ(text(tools.call("run_game", {{"runSeconds", bad}})),
+                  "runSeconds must be a number of seconds of game time above 0 and at most 600.")
+            << bad;
+    EXPECT_EQ(editor.spanSeconds, 0.0);
+    EXPECT_EQ(editor.playCount, 0);
+
+    EXPECT_EQ(text(tools.call("run_game", {{"runSeconds", 1.5}})).rfind("Running for 1.5 s of game time", 0), 0u);
+    EXPECT_EQ(editor.spanSeconds, 1.5);
+
+    // With wait the answer is a wait until the span has played; the check then reports the time.
+    const json waiting = tools.call("run_game", {{"runSeconds", 2}, {"wait", true}});
+    ASSERT_TRUE(LmdMcpToolResult::isWait(waiting));
+    const json check = LmdMcpToolResult::waitCheck(waiting);
+    editor.spanRunning = true;
+    EXPECT_TRUE(LmdMcpToolResult::isWait(tools.resume(check)));
+    editor.spanRunning = false;
+    editor.playStatus = LmdMcpEditorAccess::Paused;
+    editor.gameState.gameTime = 3.5;
+    EXPECT_EQ(text(tools.resume(check)).rfind("The span has played. Status: paused, game time 3.5 s.", 0), 0u);
+
+    // send_input's wait lasts while the input plays, and a refused input is answered at once.
+    editor.inputActive = true;
+    const json input = tools.call("send_input", {{"type", "keys"}, {"keys", {"Space"}}, {"wait", true}});
+    ASSERT_TRUE(LmdMcpToolResult::isWait(input));
+    EXPECT_TRUE(LmdMcpToolResult::isWait(tools.resume(LmdMcpToolResult::waitCheck(input))));
+    editor.inputActive = false;
+    EXPECT_EQ(text(tools.resume(LmdMcpToolResult::waitCheck(input))).rfind("Done: the input has played out.", 0), 0u);
+    EXPECT_TRUE(isError(tools.call("send_input", {{"type", "keys"}, {"wait", true}})));
+    EXPECT_TRUE(isError(tools.resume(json::object())));
 }
 
 TEST(LmdMcpInputTool, ClampsValidatesAndQueuesAllOrNothing) {

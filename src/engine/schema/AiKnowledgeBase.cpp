@@ -193,7 +193,9 @@ std::string AiKnowledgeBase::schemaReference(const CodeSchema& schema) {
            "ground truth. Element names are commands and are case-sensitive. An attribute a command doesn't "
            "list here is refused. Values: `number` is a decimal number (2, -0.5), `whole number` has no "
            "fraction, `true/false` also takes 1/0, `colour` is 0xRRGGBB, `expression` takes numbers, "
-           "variables, object.property and operators (see 'rules'). A missing attribute takes its default.\n\n";
+           "variables, object.property and operators (see 'rules'); `self` names the object an event is about, "
+           "`other` the object touched (inside OnCollision), `stickX`/`stickY` the stick's position from -1 to 1 "
+           "(inside OnJoystick). A missing attribute takes its default.\n\n";
 
     out += "Attributes every element may carry besides its own:";
     bool first = true;
