@@ -33,6 +33,15 @@ public:
         harness_.checkToolCall(tool, arguments, result, before);
         return result;
     }
+    // A tool that answered with a wait goes on from its check, as the server does once frames
+    // have played; the check is the tool's own, so it must never throw either.
+    json resumeTool(const json& check) override {
+        try {
+            return harness_.tools_->resume(check);
+        } catch (const std::exception& e) {
+            fail("a resumed tool never throws", std::string(e.what()) + "\ncheck: " + excerpt(check.dump()));
+        }
+    }
     std::string readResource(const std::string& uri) override { return harness_.tools_->readResource(uri); }
     json checkPermission(const std::string&) override { return nullptr; }
     std::string knowledgeSection(const std::string& name) const override {
