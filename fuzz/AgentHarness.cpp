@@ -83,9 +83,14 @@ void AgentHarness::reset() {
 void AgentHarness::checkToolCall(const std::string& name, const json& arguments, const json& result,
                                  const std::string& savedBefore) {
     const std::string shape = toolResultProblem(result);
-    require(shape.empty(), "a tool answers with a tool result", name + ": " + shape + "\n" + excerpt(result.dump()));
+    require(shape.empty(), "a tool answers with a tool result", name + ": " + shape + "\n" + excerpt(result.dump(-1, ' ', false, json::error_handler_t::replace)));
     const bool failed = result.value("isError", false);
     const std::string text = textOf(result);
+    try {
+        (void)json(text).dump();
+    } catch (const json::exception&) {
+        fail("a tool's text is UTF-8 (a client's JSON reader refuses anything else)", name + ": " + excerpt(text, 2000));
+    }
     require(!addsLibraryInternals(text, arguments.dump(-1, ' ', false, json::error_handler_t::replace)),
             "a tool's text carries no library internals", name + ": " + excerpt(text));
     const std::string savedAfter = savedForm();

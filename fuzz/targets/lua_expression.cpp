@@ -8,6 +8,8 @@
 // logic never become os, io, load or anything else outside the game's own tables.
 #include <set>
 
+#include <nlohmann/json.hpp>
+
 #include "FuzzSupport.h"
 #include "LuaChunkCheck.h"
 #include "engine/logic/LmdLuaExpression.h"
@@ -70,6 +72,17 @@ void checkExpression(const std::string& lua, const std::string& input) {
 void check(const LmdLuaExpression::Result& result, const std::string& input) {
     if (!result.ok) {
         require(!result.error.empty(), "a refused expression says why", excerpt(input));
+        // Agents' documents arrive as JSON, so they are UTF-8; the refusal of such a text must be
+        // UTF-8 too (it goes back into their JSON replies). Raw bytes may be quoted as they are.
+        auto isUtf8 = [](const std::string& text) {
+            try {
+                (void)nlohmann::json(text).dump();
+                return true;
+            } catch (const nlohmann::json::exception&) {
+                return false;
+            }
+        };
+        require(!isUtf8(input) || isUtf8(result.error), "the refusal of a UTF-8 text is UTF-8", excerpt(result.error));
         return;
     }
     checkExpression(result.lua, input);

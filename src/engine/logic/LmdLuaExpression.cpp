@@ -12,6 +12,31 @@
 namespace Lumenda3D {
 namespace {
 
+// The character that starts at byte `i`, quoted for a message: a whole UTF-8 sequence when one
+// starts there, otherwise the byte in hex, so that a message never holds a broken sequence (it
+// goes into agents' JSON replies, which must be UTF-8).
+std::string characterAt(std::string_view text, size_t i) {
+    const unsigned char lead = static_cast<unsigned char>(text[i]);
+    size_t length = lead < 0x80 ? 1 : (lead >> 5) == 0x6 ? 2 : (lead >> 4) == 0xE ? 3 : (lead >> 3) == 0x1E ? 4 : 0;
+    bool whole = length > 0 && i + length <= text.size();
+    for (size_t k = 1; whole && k < length; ++k)
+        whole = (static_cast<unsigned char>(text[i + k]) & 0xC0) == 0x80;
+    if (whole && length > 1) {
+        // No overlong forms, surrogates or code points past U+10FFFF.
+        const unsigned char second = static_cast<unsigned char>(text[i + 1]);
+        whole = lead >= 0xC2 && lead <= 0xF4 && !(lead == 0xE0 && second < 0xA0) &&
+                !(lead == 0xED && second >= 0xA0) && !(lead == 0xF0 && second < 0x90) &&
+                !(lead == 0xF4 && second >= 0x90);
+    }
+    if (whole && length > 1)
+        return "'" + std::string(text.substr(i, length)) + "'";
+    if (whole && length == 1)
+        return "'" + std::string(1, text[i]) + "'";
+    char hex[8];
+    std::snprintf(hex, sizeof hex, "0x%02X", lead);
+    return std::string("the byte ") + hex;
+}
+
 using Kind = LmdLuaExpression::Kind;
 using Result = LmdLuaExpression::Result;
 using Binding = LmdLuaExpression::Binding;
@@ -142,7 +167,7 @@ bool tokenize(std::string_view text, std::vector<Token>& out, std::string& error
                 error = "'!' is not an operator: write not";
                 return false;
             } else {
-                error = "'" + std::string(1, c) + "' at character " + std::to_string(i + 1) +
+                error = characterAt(text, i) + " at character " + std::to_string(i + 1) +
                         " has no meaning in an expression";
                 return false;
             }

@@ -121,6 +121,11 @@ TEST(LmdLuaExpression, SyntaxErrorsSayWhatAndWhere) {
         {"!score", "'!' is not an operator: write not"},
         {"score = 1", "'=' is not an operator: write == to compare (a Set block assigns)"},
         {"score # 2", "'#' at character 7 has no meaning in an expression"},
+        // A character outside ASCII is quoted whole, a stray byte by its value: messages reach
+        // agents' JSON replies, which must stay UTF-8.
+        {"score \xC3\xA9 2", "'\xC3\xA9' at character 7 has no meaning in an expression"},
+        {"score \xCA< 2", "the byte 0xCA at character 7 has no meaning in an expression"},
+        {"score \xED\xA0\x80", "the byte 0xED at character 7 has no meaning in an expression"},
         {"'open", "the text starting at character 1 is not closed: add the closing '"},
         {"(score", "the expression ends where ')' belongs"},
         {"score)", "unexpected ')' at character 6"},
