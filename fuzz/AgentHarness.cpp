@@ -91,7 +91,9 @@ void AgentHarness::checkToolCall(const std::string& name, const json& arguments,
     } catch (const json::exception&) {
         fail("a tool's text is UTF-8 (a client's JSON reader refuses anything else)", name + ": " + excerpt(text, 2000));
     }
-    require(!addsLibraryInternals(text, arguments.dump(-1, ' ', false, json::error_handler_t::replace)),
+    // What the game already held (an earlier call may have written any text into it) and what
+    // the call was given may come back; nothing else of a library's.
+    require(!addsLibraryInternals(text, arguments.dump(-1, ' ', false, json::error_handler_t::replace) + savedBefore),
             "a tool's text carries no library internals", name + ": " + excerpt(text));
     const std::string savedAfter = savedForm();
     if (savedAfter == savedBefore)
