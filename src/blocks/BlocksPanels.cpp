@@ -4,6 +4,7 @@
 #include "blocks/BlockTemplate.h"
 #include "blocks/BlocksHelper.h"
 #include "blocks/BlocksPalette.h"
+#include "blocks/MultiCopyDialog.h"
 #include "blocks/Workflow.h"
 #include "ui/AllUI.h"
 #include "ui/LmdCommandRegistry.h"
@@ -20,6 +21,7 @@ std::shared_ptr<BlocksHelper> registerBlocksPanels(AllUI& ui) {
     helper->setWorkflow(workflow.get());
     ui.setElement(Workflow::kName, workflow);
     ui.setElement(BlocksPalette::kName, palette);
+    ui.setElement(MultiCopyDialog::kName, std::make_shared<MultiCopyDialog>());
 
     if (LmdCommandRegistry* commands = ui.getCommands()) {
         Workflow* tree = workflow.get();

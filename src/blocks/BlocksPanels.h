@@ -1,6 +1,6 @@
 #pragma once
 // The block editor's panels, put into their slots of AllUI: the tree (Workflow, drawn by the
-// palette) and the palette, with the BlocksHelper that carries out their operations, and the
+// palette), the palette and the dialog that asks how many copies the gizmo makes, with the BlocksHelper that carries out their operations, and the
 // block commands in the command registry (delete, duplicate, copy, paste of the selected block;
 // the tree's keys run them). The editor's setup calls this before AllUI initialises the panels
 // and keeps the helper to wire it (setupBlocksHelper).

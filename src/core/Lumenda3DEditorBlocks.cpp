@@ -11,6 +11,7 @@
 #include "blocks/BlockTextureLoader.h"
 #include "blocks/BlocksHelper.h"
 #include "blocks/BlocksPalette.h"
+#include "blocks/MultiCopyDialog.h"
 #include "blocks/Workflow.h"
 #include "chrome/Tabs.h"
 #include "engine/editing/LmdSourceFiles.h"
@@ -144,12 +145,24 @@ void Lumenda3DEditor::onGizmoCopy(std::shared_ptr<LmdEvent> event) {
     std::shared_ptr<Block> block = Block::getBlockById(copy->getObject()->getXmlId());
     if (!block)
         return;
-    // The dialog that asks how many copies comes with the menu; until then one copy is made.
     const Ogre::Vector3 direction = copy->getDirection();
-    if (copy->isSmartCopy())
-        blocksHelper->onBlockSmartCopy(block, direction, 1);
+    const bool smart = copy->isSmartCopy();
+    std::weak_ptr<BlocksHelper> weakHelper = blocksHelper;
+    auto run = [weakHelper, block, direction, smart](int count) {
+        std::shared_ptr<BlocksHelper> helper = weakHelper.lock();
+        if (!helper)
+            return;
+        // The block may have gone while the dialog was open; the helper refuses it then.
+        if (smart)
+            helper->onBlockSmartCopy(block, direction, count);
+        else
+            helper->onBlockCopy(block, direction, count);
+    };
+    std::shared_ptr<MultiCopyDialog> dialog = allUI ? allUI->getPanel<MultiCopyDialog>() : nullptr;
+    if (copy->isRepeatCountRequested() && dialog)
+        dialog->show(run);
     else
-        blocksHelper->onBlockCopy(block, direction, 1);
+        run(1);
 }
 
 } // namespace Lumenda3D
