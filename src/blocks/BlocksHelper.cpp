@@ -12,6 +12,7 @@
 #include "blocks/Workflow.h"
 #include "engine/document/Lumenda3DUtils.h"
 #include "engine/editing/LmdSourceFiles.h"
+#include "engine/scene/LmdEulerHelper.h"
 #include "engine/scene/ScriptParser.h"
 #include "ui/AllUI.h"
 
@@ -236,55 +237,120 @@ void BlocksHelper::onBlockDuplicate(const std::shared_ptr<Block>& block, const s
 }
 
 void BlocksHelper::onBlockCopy(const std::shared_ptr<Block>& block, const Ogre::Vector3& direction, int count) {
+    performCopyOperation(block, direction, count, false);
+}
+
+void BlocksHelper::onBlockSmartCopy(const std::shared_ptr<Block>& block, const Ogre::Vector3& direction, int count) {
+    performCopyOperation(block, direction, count, true);
+}
+
+SmartCopy::Snapshot BlocksHelper::copyOnce(const pugi::xml_node& from, const SmartCopy::Snapshot& source,
+                                           const ModelBox& box, const Ogre::Vector3& direction, bool smart,
+                                           pugi::xml_node& copy) {
+    static const char* const kPosition[3] = {"x", "y", "z"};
+    static const char* const kPivot[3] = {"xAxis", "yAxis", "zAxis"};
+    SmartCopy::Snapshot born;
+    copy = duplicateAfter(from);
+    if (!copy)
+        return born;
+    const Ogre::Vector3 pivot(from.attribute("xAxis").as_float(0.0f), from.attribute("yAxis").as_float(0.0f),
+                              from.attribute("zAxis").as_float(0.0f));
+    SmartCopy::Placement placement = SmartCopy::place(source, pivot, box.boxMin, box.boxMax, direction, smart);
+    born.scale = source.scale;
+    SmartCopy::Step step;
+    if (smart) {
+        if (smartCopy_.getAutoScale()) {
+            born.scale.y = smartCopy_.autoScaleY(copy.attribute("scaleY").as_float(1.0f));
+            sourceFiles_->setAttribute(copy, "scaleY", born.scale.y);
+        }
+        step = smartCopy_.applyStep(source, placement);
+    }
+    for (int axis = 0; axis < 3; ++axis) {
+        if (placement.pivotWritten[axis])
+            sourceFiles_->setAttribute(copy, kPivot[axis], placement.pivots[axis]);
+        if (placement.written[axis])
+            sourceFiles_->setAttribute(copy, kPosition[axis], placement.values[axis]);
+    }
+    born.orientation = source.orientation;
+    if (step.applied) {
+        // A learnt step replaces the auto scale's change: the copy repeats what the user did.
+        float degrees[3];
+        LmdEulerHelper::decomposeYXZ(step.orientation, degrees[0], degrees[1], degrees[2]);
+        static const char* const kRotation[3] = {"rotationX", "rotationY", "rotationZ"};
+        static const char* const kScale[3] = {"scaleX", "scaleY", "scaleZ"};
+        static const char* const kOrientation[4] = {"orientationX", "orientationY", "orientationZ", "orientationW"};
+        const float quaternion[4] = {step.orientation.x, step.orientation.y, step.orientation.z, step.orientation.w};
+        for (int axis = 0; axis < 3; ++axis) {
+            sourceFiles_->setAttribute(copy, kRotation[axis], degrees[axis]);
+            sourceFiles_->setAttribute(copy, kScale[axis], step.scale[axis]);
+        }
+        for (int i = 0; i < 4; ++i)
+            sourceFiles_->setAttribute(copy, kOrientation[i], quaternion[i]);
+        born.orientation = step.orientation;
+        born.scale = step.scale;
+    }
+    born.id = copy.attribute("id").as_int(-1);
+    for (int axis = 0; axis < 3; ++axis)
+        born.position[axis] = placement.written[axis] ? placement.values[axis] : source.position[axis];
+    return born;
+}
+
+void BlocksHelper::performCopyOperation(const std::shared_ptr<Block>& block, const Ogre::Vector3& direction,
+                                        int count, bool smart) {
     if (!block || !block->isAlive() || !sourceFiles_)
         return;
     const pugi::xml_node node = block->getXmlNode();
     if (!node || !isElementOfDocument(node.parent()))
         return;
+    // The selection and gizmo events this copy causes must not end the session it belongs to.
+    SmartCopy::SuppressReset suppress(smartCopy_);
     ModelBox box;
-    if (!is3DModelBlock(node) || !getModelBox_ || !getModelBox_(block->getXmlId(), box)) {
+    if (!is3DModelBlock(node) || !getModelBox_ || !getModelBox_(block->getXmlId(), box) || box.infinite) {
         onBlockDuplicate(block, "Same");
         return;
     }
-    // One object length along the direction, turned with the object; each copy is made from the
-    // one before, and the whole run is one undo step.
-    const Ogre::Vector3 half = (box.boxMax - box.boxMin) * 0.5f;
-    Ogre::Vector3 local = Ogre::Vector3::ZERO;
-    bool written[3] = {false, false, false};
-    for (int axis = 0; axis < 3; ++axis)
-        if (direction[axis] != 0.0f) {
-            local[axis] = 2.0f * direction[axis] * half[axis];
-            written[axis] = true;
-        }
-    const Ogre::Vector3 world = box.orientation * (local * box.scale);
-    static const char* const kAxes[3] = {"x", "y", "z"};
+    SmartCopy::Snapshot source;
+    source.id = block->getXmlId();
+    source.position = box.position;
+    source.scale = box.scale;
+    source.orientation = box.orientation;
+    // Each copy is made from the one before; the whole run is one undo step.
     pugi::xml_node parent = node.parent();
     std::vector<pugi::xml_node> copies;
+    SmartCopy::Snapshot last;
     {
         LmdSourceFiles::EditGroupScope group(*sourceFiles_);
         pugi::xml_node from = node;
         for (int i = 0; i < std::max(1, count); ++i) {
-            pugi::xml_node copy = duplicateAfter(from);
+            if (smart)
+                smartCopy_.learn(source, direction);
+            pugi::xml_node copy;
+            const SmartCopy::Snapshot born = copyOnce(from, source, box, direction, smart, copy);
             if (!copy)
                 break;
-            for (int axis = 0; axis < 3; ++axis)
-                if (world[axis] != 0.0f || written[axis])
-                    sourceFiles_->setAttribute(copy, kAxes[axis], copy.attribute(kAxes[axis]).as_float(0.0f) + world[axis]);
+            smartCopy_.remember(born, direction);
             copies.push_back(copy);
             from = copy;
+            source = born;
+            last = born;
         }
     }
     for (pugi::xml_node& copy : copies) {
         show(copy, parent);
         runPartialSourceRecursive(copy, parent);
     }
-    if (!copies.empty())
-        if (std::shared_ptr<Block> last = Block::getBlockById(copies.back().attribute("id").as_int(-1)))
-            last->selectBlock();
-}
-
-void BlocksHelper::onBlockSmartCopy(const std::shared_ptr<Block>& block, const Ogre::Vector3& direction, int count) {
-    onBlockCopy(block, direction, count);
+    if (copies.empty())
+        return;
+    // The newest copy as the scene built it is what the user's later changes are measured from.
+    ModelBox built;
+    if (getModelBox_ && getModelBox_(last.id, built)) {
+        last.position = built.position;
+        last.scale = built.scale;
+        last.orientation = built.orientation;
+        smartCopy_.remember(last, direction);
+    }
+    if (std::shared_ptr<Block> newest = Block::getBlockById(last.id))
+        newest->selectBlock();
 }
 
 bool BlocksHelper::copyBlock(const std::shared_ptr<Block>& block) {

@@ -18,6 +18,8 @@
 #include <OgreVector.h>
 #include <pugixml.hpp>
 
+#include "blocks/SmartCopy.h"
+
 namespace Lumenda3D {
 
 class AllUI;
@@ -28,9 +30,11 @@ class Workflow;
 
 class BlocksHelper {
 public:
-    // The live model of an element, as a copy by the gizmo needs it.
+    // The live model of an element, as a copy by the gizmo needs it: its shape's bounds around
+    // the pivot (without the object's own scale), and its transform relative to its parent.
     struct ModelBox {
-        Ogre::Vector3 boxMin = Ogre::Vector3::ZERO, boxMax = Ogre::Vector3::ZERO;  // entity's local box
+        Ogre::Vector3 boxMin = Ogre::Vector3::ZERO, boxMax = Ogre::Vector3::ZERO;
+        Ogre::Vector3 position = Ogre::Vector3::ZERO;
         Ogre::Vector3 scale = Ogre::Vector3::UNIT_SCALE;
         Ogre::Quaternion orientation = Ogre::Quaternion::IDENTITY;
         bool infinite = false;  // the box is infinite
@@ -75,13 +79,18 @@ public:
     // "Right", "Up", "Down", "Forward", "Backward").
     void onBlockDuplicate(const std::shared_ptr<Block>& block, const std::string& direction);
     void onBlockDelete(const std::shared_ptr<Block>& block);
-    // The gizmo's copy: `count` copies, each one object length along `direction` from the one
-    // before; the last is selected. Blocks without a live model are duplicated in place once.
+    // The gizmo's copy: `count` copies, each one object length along `direction` (an axis of the
+    // object, signed) from the one before; the last is selected. Blocks without a live model are
+    // duplicated in place once. Each call is one undo step.
     void onBlockCopy(const std::shared_ptr<Block>& block, const Ogre::Vector3& direction, int count);
-    // The smart copy is not built yet: it makes the plain copy.
+    // The same with the smart copy (see SmartCopy): edge to edge, repeating the change the user
+    // made by hand to the newest copy; with auto scale each copy is a little taller or shorter.
     void onBlockSmartCopy(const std::shared_ptr<Block>& block, const Ogre::Vector3& direction, int count);
-    // Ends a smart copy session (nothing to end while smart copy is the plain copy).
-    void resetSmartCopySession() {}
+    // Ends the smart copy session (a change of selection), unless a copy is under way.
+    void resetSmartCopySession() { smartCopy_.reset(); }
+    void setSmartCopyAutoScale(bool on) { smartCopy_.setAutoScale(on); }
+    bool getSmartCopyAutoScale() const { return smartCopy_.getAutoScale(); }
+    const SmartCopy& smartCopy() const { return smartCopy_; }
 
     // Copy and paste of blocks. The copy is a deep copy of its own that outlives reloads.
     bool copyBlock(const std::shared_ptr<Block>& block);
@@ -112,6 +121,12 @@ private:
     pugi::xml_node createFromCommand(pugi::xml_node parent, const pugi::xml_node& command, bool place,
                                      ImVec2 screenPos);
     pugi::xml_node duplicateAfter(const pugi::xml_node& node);
+    void performCopyOperation(const std::shared_ptr<Block>& block, const Ogre::Vector3& direction, int count,
+                              bool smart);
+    // One copy of `from` (an element whose live model is `source`), written into the document.
+    // Gives the copy as it is made, the id of its snapshot -1 when nothing was copied.
+    SmartCopy::Snapshot copyOnce(const pugi::xml_node& from, const SmartCopy::Snapshot& source, const ModelBox& box,
+                                 const Ogre::Vector3& direction, bool smart, pugi::xml_node& copy);
     std::string categoryOf(const pugi::xml_node& node) const;
     void show(const pugi::xml_node& node, const pugi::xml_node& parent);
     Workflow* workflow() const;
@@ -122,6 +137,7 @@ private:
     LmdSourceFiles* sourceFiles_ = nullptr;
     Workflow* workflow_ = nullptr;
     pugi::xml_document copied_;
+    SmartCopy smartCopy_;
 
     std::function<void(const std::string&)> showError_;
     std::function<void(pugi::xml_node&)> registerXmlNode_;

@@ -92,14 +92,17 @@ void Lumenda3DEditor::setupBlocksHelper() {
         LmdBase3D* model = getObjByXmlId(xmlId);
         if (!model || !model->getEntity())
             return false;
+        // The mesh's bounds with the shape's own scale (a model's automatic size), around the
+        // pivot; the transform relative to the parent, as the element's attributes hold it.
         const Ogre::AxisAlignedBox& bounds = model->getEntity()->getBoundingBox();
         box.infinite = bounds.isInfinite();
         if (bounds.isFinite()) {
-            box.boxMin = bounds.getMinimum();
-            box.boxMax = bounds.getMaximum();
+            box.boxMin = bounds.getMinimum() * model->getShapeScale();
+            box.boxMax = bounds.getMaximum() * model->getShapeScale();
         }
+        box.position = model->getPosition();
         box.scale = model->getScale();
-        box.orientation = model->getNode() ? model->getNode()->_getDerivedOrientation() : model->getOrientation();
+        box.orientation = model->getOrientation();
         return true;
     });
 

@@ -4,6 +4,7 @@
 #include "core/Lumenda3DEditor.h"
 
 #include "base/LmdLog.h"
+#include "blocks/BlocksHelper.h"
 #include "chrome/ConfirmDialog.h"
 #include "chrome/Menu.h"
 #include "chrome/TopBar.h"
@@ -24,6 +25,7 @@ namespace Lumenda3D {
 namespace {
 constexpr const char* kSelectSubObjectsSetting = "selectSubObjectsByDefault";
 constexpr const char* kAutoSaveSetting = "autoSaveEnabled";
+constexpr const char* kSmartCopyAutoScaleSetting = "smartCopyAutoScale";
 } // namespace
 
 void Lumenda3DEditor::setupMenuCallbacks() {
@@ -72,6 +74,17 @@ void Lumenda3DEditor::setupMenuCallbacks() {
                         }};
     autoSave.checked = [this] { return sourceFiles && sourceFiles->autoSaver().isEnabled(); };
     commands.add(std::move(autoSave));
+    // Smart copies alternately a little taller and shorter; kept in the settings.
+    LmdCommand autoScale{"settings.smartCopyAutoScale", "Smart Copy auto scale", {},
+                         [this] { return blocksHelper != nullptr; }, "", [this] {
+                             const bool enabled = !blocksHelper->getSmartCopyAutoScale();
+                             blocksHelper->setSmartCopyAutoScale(enabled);
+                             EditorSettings::getInstance().setBool(kSmartCopyAutoScaleSetting, enabled);
+                         }};
+    autoScale.checked = [this] { return blocksHelper && blocksHelper->getSmartCopyAutoScale(); };
+    commands.add(std::move(autoScale));
+    if (blocksHelper)
+        blocksHelper->setSmartCopyAutoScale(EditorSettings::getInstance().getBool(kSmartCopyAutoScaleSetting, false));
     LmdCommand subObjects{"settings.selectSubObjects", "Select sub-objects by default", {}, {}, "",
                           [this] { toggleSelectSubObjectsByDefault(); }};
     subObjects.checked = [] { return EditorSettings::getInstance().getBool(kSelectSubObjectsSetting, false); };

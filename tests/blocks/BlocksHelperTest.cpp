@@ -65,6 +65,7 @@ TEST_F(BlocksHelperTest, GizmoCopyMakesCountCopiesAlongTheObjectAsOneStep) {
     scene.helper->setGetModelBoxCallback([](int, BlocksHelper::ModelBox& box) {
         box.boxMin = Ogre::Vector3(-1, -0.5f, -0.5f);
         box.boxMax = Ogre::Vector3(1, 0.5f, 0.5f);
+        box.position = Ogre::Vector3(1, 2, 3);
         box.scale = Ogre::Vector3(3, 1, 1);
         return true;
     });

@@ -26,6 +26,9 @@
 #   gizmo            an example game: click an object, drag the gizmo's X arrow (synthetic input),
 #                    the document's x changes and undo puts it back; a vertex drag writes a
 #                    VertexList (undone too); the 2D gizmo moves a text; screenshots
+#   smart-copy       a stair step pulled out three times with the gizmo's Smart Copy (chosen in the
+#                    menu), the second step turned by hand with the rotate gizmo in between: the
+#                    third and fourth repeat the turn, edge to edge; one pull undone; screenshots
 #   projects-local   a person's menu clicks and typing only: New Project from the empty template,
 #                    a block added, Ctrl+S names it and saves it locally; the next start opens it
 #                    with Ctrl+O and the Open dialog; Exit with unsaved changes asks first;
@@ -375,6 +378,71 @@ screenshot $artifacts/editor-gizmo-2d.png
 user-keys escape
 expect gizmo2d none
 quit" "$source_dir/media/examples/platformer.xml"
+  ;;
+
+smart-copy)
+  cat > "$work/stairs.xml" <<'XML'
+<KiteBench3D>
+  <Level name="Main" backgroundColor="0x87CEEB">
+    <Camera name="MainCamera" x="-1" y="10" z="12" rotationX="-40" />
+    <DirectionalLight name="Sun" directionX="-0.5" directionY="-1" directionZ="-0.3" />
+    <Box name="step" x="2" y="0" z="0" width="2" height="0.2" depth="1" color="0xE53935" />
+  </Level>
+</KiteBench3D>
+XML
+  run_script smart-copy "
+until loaded
+frames 5
+user-click menu View
+frames 2
+user-click menu View/Gizmo
+frames 3
+screenshot $artifacts/editor-menu-gizmo.png
+user-click menu View/Gizmo/Smart Copy
+frames 3
+click-object step
+expect gizmo step
+frames 3
+# The first pull: the second step starts where the first ends (its origin on the shared face).
+drag-gizmo x -80 0
+frames 5
+expect elements step 2
+expect origin-distance step 0 1 1
+expect not series step rotationY
+expect gizmo step
+# The second step turned by hand with the rotate gizmo.
+user-click menu View
+frames 2
+user-click menu View/Gizmo
+frames 3
+user-click menu View/Gizmo/Rotate
+frames 3
+drag-gizmo y 0 25
+frames 5
+user-click menu View
+frames 2
+user-click menu View/Gizmo
+frames 3
+user-click menu View/Gizmo/Smart Copy
+frames 3
+# Two more pulls: each repeats the turn, and each step starts at the end of the one before.
+drag-gizmo x -80 0
+frames 5
+expect elements step 3
+drag-gizmo x -80 0
+frames 5
+expect elements step 4
+expect series step rotationY
+expect origin-distance step 1 2 2
+expect origin-distance step 2 3 2
+expect dirty
+frames 3
+screenshot $artifacts/editor-smart-copy.png
+# Each pull is one undo step.
+user-keys ctrl z
+until loaded
+expect elements step 3
+quit" "$work/stairs.xml"
   ;;
 
 blocks)

@@ -714,6 +714,35 @@ bool LmdEditorTestHook::evaluate(const std::vector<std::string>& words, size_t f
             actual = arg(1) + " at " + arg(2) + " " + std::to_string(value);
             result = std::abs(value - float(std::atof(arg(3).c_str()))) < 0.01f;
         }
+    } else if (what == "series") {
+        // series NAME ATTR: the elements of that name, in document order, hold ATTR (0 when it is
+        // missing) in even, non-zero steps, to a hundredth; a smart copy's repeated change.
+        std::vector<float> values;
+        if (pugi::xml_document* document = editor_.getSourceXml())
+            for (const pugi::xpath_node& hit : document->select_nodes("//*[@name]"))
+                if (arg(1) == hit.node().attribute("name").value())
+                    values.push_back(hit.node().attribute(arg(2).c_str()).as_float(0.0f));
+        for (float value : values)
+            actual += (actual.empty() ? "" : " ") + std::to_string(value);
+        result = values.size() >= 3 && std::abs(values[1] - values[0]) >= 0.01f;
+        for (size_t i = 2; result && i < values.size(); ++i)
+            result = std::abs((values[i] - values[i - 1]) - (values[1] - values[0])) < 0.01f;
+    } else if (what == "origin-distance") {
+        // origin-distance NAME I J VALUE: how far apart the scene shows the origins of the I-th and
+        // J-th objects of that name (counted from 0 in the order they were made), to a hundredth.
+        std::vector<LmdBase3D*> named;
+        for (LmdBase3D* object : editor_.getObjectList())
+            if (object->getName() == arg(1))
+                named.push_back(object);
+        std::sort(named.begin(), named.end(),
+                  [](const LmdBase3D* a, const LmdBase3D* b) { return a->getXmlId() < b->getXmlId(); });
+        const size_t i = size_t(std::atoi(arg(2).c_str())), j = size_t(std::atoi(arg(3).c_str()));
+        actual = std::to_string(named.size()) + " scene object(s) named " + arg(1);
+        if (i < named.size() && j < named.size()) {
+            const float distance = named[i]->getWorldPosition().distance(named[j]->getWorldPosition());
+            actual = "origins " + std::to_string(distance) + " apart";
+            result = std::abs(distance - float(std::atof(arg(4).c_str()))) < 0.01f;
+        }
     } else if (what == "object-pixel") {
         // object-pixel NAME r|g|b: at the middle of the object on screen, that channel is the
         // strongest by a clear margin (40 of 255).
