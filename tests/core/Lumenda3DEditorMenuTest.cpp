@@ -8,6 +8,7 @@
 
 #include "base/LmdPaths.h"
 #include "base/LmdVersion.h"
+#include "blocks/BlocksHelper.h"
 #include "chrome/AboutDialog.h"
 #include "chrome/ConfirmDialog.h"
 #include "engine/events/LmdEvent.h"
@@ -16,6 +17,7 @@
 #include "project/OpenResourceDialog.h"
 #include "project/SaveProjectDialog.h"
 #include "services/DataPersist.h"
+#include "services/EditorSettings.h"
 #include "services/LocalStorage.h"
 
 #include <gtest/gtest.h>
@@ -163,6 +165,18 @@ TEST_F(EditorMenuTest, TurningAutoSaveOffDiscardsTheBackupAndGreysOutRecovery) {
     EXPECT_FALSE(editor->commands.isChecked("settings.autoSave"));
     EXPECT_FALSE(editor->commands.isEnabled("file.recoverLastAutoSave"));
     EXPECT_FALSE(files().autoBackupExists());
+}
+
+TEST_F(EditorMenuTest, SmartCopyAutoScaleIsASettingThatTheCopiesFollow) {
+    ASSERT_TRUE(editor->commands.isEnabled("settings.smartCopyAutoScale"));
+    EXPECT_FALSE(editor->commands.isChecked("settings.smartCopyAutoScale"));
+    ASSERT_TRUE(editor->commands.execute("settings.smartCopyAutoScale"));
+    EXPECT_TRUE(editor->commands.isChecked("settings.smartCopyAutoScale"));
+    EXPECT_TRUE(editor->blocksHelper->getSmartCopyAutoScale());
+    EXPECT_TRUE(EditorSettings::getInstance().getBool("smartCopyAutoScale", false)) << "kept for the next start";
+    ASSERT_TRUE(editor->commands.execute("settings.smartCopyAutoScale"));
+    EXPECT_FALSE(editor->blocksHelper->getSmartCopyAutoScale());
+    EXPECT_FALSE(EditorSettings::getInstance().getBool("smartCopyAutoScale", true));
 }
 
 TEST_F(EditorMenuTest, ALinkWithoutAServerSaysSoInsteadOfAskingForALogin) {
