@@ -220,7 +220,12 @@ public:
         std::function<void(const std::string&)> setStatusMessage;
         std::function<void()> clearBusy;
         std::function<void()> hide;
+        // Shows the dialog again as it was, with a status message.
+        std::function<void(const std::string&)> reopen;
     };
+    // What the Save dialog says when it comes back after a cancelled login.
+    static constexpr const char* kSaveNeedsLogin =
+        "Not saved: saving to the cloud needs a login. Log in, or choose This computer.";
     void setSaveDialogHooks(SaveDialogHooks hooks) { saveDialogHooks_ = std::move(hooks); }
     // The answer of a headless operation: whether it worked, and a sentence for the agent.
     using HeadlessDone = std::function<void(bool ok, const std::string& message)>;
@@ -320,6 +325,7 @@ public:
     // type, or (mode 3) the cloud resource renamed. A cloud create of a project with local assets
     // is refused on the dialog, which stays open.
     void onSaveDialogConfirmed(const std::string& name, bool local);
+    void reopenSaveDialogAfterCancelledLogin();
     // The Open Project dialog's lists and opening (Lumenda3DEditorOpen.cpp), and its command.
     void setupOpenDialog();
     // The New Project dialog's list and choice, and the New Project command.

@@ -86,7 +86,7 @@ void Lumenda3DEditor::performCreate(const std::string& name, const std::string& 
                     saveDialogHooks_.hide();
                 AuthenticationFlowManager::getInstance().checkLogin(
                     [this, name, resourceType] { performCreate(name, getSourceXmlString(false, true), resourceType, true); },
-                    true);
+                    true, [this] { reopenSaveDialogAfterCancelledLogin(); });
                 return;
             }
             if (saveDialogHooks_.setStatusMessage)

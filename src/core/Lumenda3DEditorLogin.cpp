@@ -21,12 +21,13 @@ void Lumenda3DEditor::setupAuthentication() {
         AuthenticationManager::getInstance().registerAccount(user, password, std::move(done));
     });
     std::weak_ptr<LoginDialog> weak = dialog;
-    AuthenticationFlowManager::getInstance().setLoginPrompt([weak](std::function<void()> onLoggedIn) {
-        if (auto shown = weak.lock()) {
-            LmdLog::message("Asking the user to log in");
-            shown->show(std::move(onLoggedIn));
-        }
-    });
+    AuthenticationFlowManager::getInstance().setLoginPrompt(
+        [weak](std::function<void()> onLoggedIn, std::function<void()> onCancelled) {
+            if (auto shown = weak.lock()) {
+                LmdLog::message("Asking the user to log in");
+                shown->show(std::move(onLoggedIn), std::move(onCancelled));
+            }
+        });
 }
 
 } // namespace Lumenda3D

@@ -39,6 +39,10 @@ void Lumenda3DEditor::setupDialogCallbacks() {
                         [weak] {
                             if (auto d = weak.lock())
                                 d->hide();
+                        },
+                        [weak](const std::string& message) {
+                            if (auto d = weak.lock())
+                                d->reopen(message);
                         }});
 
     auto plugin = [this] { return isPluginOpen(); };
@@ -89,6 +93,13 @@ void Lumenda3DEditor::onMenuRenameProject() {
     }
 }
 
+void Lumenda3DEditor::reopenSaveDialogAfterCancelledLogin() {
+    // The person gave up the login a cloud save asked for: the dialog comes back as it was, so
+    // that nothing typed is lost and another target can be chosen.
+    if (saveDialogHooks_.reopen)
+        saveDialogHooks_.reopen(kSaveNeedsLogin);
+}
+
 void Lumenda3DEditor::onSaveDialogConfirmed(const std::string& name, bool local) {
     const std::string xml = getSourceXmlString(false, true);
     const bool rename = saveDialogMode == 3;
@@ -109,7 +120,7 @@ void Lumenda3DEditor::onSaveDialogConfirmed(const std::string& name, bool local)
         }
         AuthenticationFlowManager::getInstance().checkLogin(
             [this, name] { performSave(cloudResourceId, getSourceXmlString(false, true), projectResourceType, name, false); },
-            true);
+            true, [this] { reopenSaveDialogAfterCancelledLogin(); });
         return;
     }
     if (local) {

@@ -17,8 +17,9 @@ std::string LoginDialog::switchButtonLabel() const {
     return std::string(registering_ ? "I have an account" : "New account...") + kSwitchId;
 }
 
-void LoginDialog::show(std::function<void()> onLoggedIn) {
+void LoginDialog::show(std::function<void()> onLoggedIn, std::function<void()> onCancelled) {
     onLoggedIn_ = std::move(onLoggedIn);
+    onCancelled_ = std::move(onCancelled);
     if (open_)
         return;
     ++round_;
@@ -34,6 +35,7 @@ void LoginDialog::hide() {
     open_ = false;
     busy_ = false;
     onLoggedIn_ = nullptr;
+    onCancelled_ = nullptr;
     password_.clear();
 }
 
@@ -122,9 +124,12 @@ void LoginDialog::draw() {
     if (keyPressedOnce(ImGuiKey_Enter))
         confirmed = true;
 
-    if (cancelled)
+    if (cancelled) {
+        std::function<void()> then = std::move(onCancelled_);
         hide();
-    else if (confirmed && !busy_)
+        if (then)
+            then();
+    } else if (confirmed && !busy_)
         submit();
     if (!open_) {
         ImGui::CloseCurrentPopup();

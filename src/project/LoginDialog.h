@@ -4,7 +4,8 @@
 // Escape cancels. While the server is asked the dialog shows it and takes no second request; a
 // refusal or a dead server is written in the dialog, which stays open for another try. After a
 // successful login the dialog closes and runs, once, what was waiting for the login; a cancelled
-// dialog drops it.
+// dialog drops it and runs what waits for a cancel instead (a dialog that asked for the login
+// comes back).
 #include <functional>
 #include <memory>
 #include <string>
@@ -32,9 +33,10 @@ public:
 
     void draw() override;
 
-    // Opens the dialog; `onLoggedIn` runs once after a successful login. A second show while it
-    // is open replaces the waiting action (the latest request is the one the person sees).
-    void show(std::function<void()> onLoggedIn);
+    // Opens the dialog; `onLoggedIn` runs once after a successful login, `onCancelled` once when
+    // the person cancels. A second show while it is open replaces both (the latest request is the
+    // one the person sees).
+    void show(std::function<void()> onLoggedIn, std::function<void()> onCancelled = nullptr);
     void hide();
 
     void setOnLogin(Request callback) { login_ = std::move(callback); }
@@ -60,6 +62,7 @@ private:
     std::string password_;
     std::string status_;
     std::function<void()> onLoggedIn_;
+    std::function<void()> onCancelled_;
     Request login_;
     Request register_;
     std::shared_ptr<int> alive_ = std::make_shared<int>(0);

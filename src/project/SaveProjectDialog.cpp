@@ -58,6 +58,13 @@ void SaveProjectDialog::hide() {
     busy_ = false;
 }
 
+void SaveProjectDialog::reopen(const std::string& status) {
+    status_ = status;
+    busy_ = false;
+    open_ = true;
+    focusName_ = true;
+}
+
 void SaveProjectDialog::confirm() {
     const std::string problem = nameProblem(name_);
     if (!problem.empty()) {

@@ -35,6 +35,8 @@ public:
     void show(const std::string& name, Target target, const std::string& title, bool allowTargetChoice,
               const std::string& buttonLabel);
     void hide();
+    // Shows the hidden dialog again as it was (name, target, title), with `status` in it.
+    void reopen(const std::string& status);
     void setStatusMessage(const std::string& message) { status_ = message; }
     void clearBusy() { busy_ = false; }
     // Called with the name and the target when the person confirms a valid name.

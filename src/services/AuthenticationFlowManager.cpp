@@ -11,7 +11,8 @@ AuthenticationFlowManager& AuthenticationFlowManager::getInstance() {
     return instance;
 }
 
-void AuthenticationFlowManager::checkLogin(std::function<void()> then, bool showDialog) {
+void AuthenticationFlowManager::checkLogin(std::function<void()> then, bool showDialog,
+                                           std::function<void()> onCancelled) {
     if (AuthenticationManager::getInstance().isAuthenticated()) {
         if (then)
             then();
@@ -23,11 +24,13 @@ void AuthenticationFlowManager::checkLogin(std::function<void()> then, bool show
         LmdLog::message("A login is needed, and this editor has no way to ask for one.");
         return;
     }
-    prompt_([then] {
-        // The prompt reports a login; the action runs only if a session really exists now.
-        if (AuthenticationManager::getInstance().isAuthenticated() && then)
-            then();
-    });
+    prompt_(
+        [then] {
+            // The prompt reports a login; the action runs only if a session really exists now.
+            if (AuthenticationManager::getInstance().isAuthenticated() && then)
+                then();
+        },
+        std::move(onCancelled));
 }
 
 bool AuthenticationFlowManager::isAuthenticationError(const std::string& error) {

@@ -2,10 +2,10 @@
 // The one-login-and-retry rule of the cloud calls, and the question "is there a login, and if not,
 // may we ask for one?".
 //
-// checkLogin(then, showDialog) runs `then` when a session exists. Without one it either asks the
-// person (showDialog true: the login prompt that the editor installs, which calls its onLoggedIn
-// after a successful login and drops it when the person cancels) or stays quiet (showDialog
-// false: only a session stored earlier is taken up; nobody is asked).
+// checkLogin(then, showDialog, onCancelled) runs `then` when a session exists. Without one it
+// either asks the person (showDialog true: the login prompt that the editor installs, which calls
+// its onLoggedIn after a successful login and its onCancelled when the person gives up) or stays
+// quiet (showDialog false: only a session stored earlier is taken up; nobody is asked).
 //
 // The rule, as every cloud operation of the editor applies it: a call that fails with
 // isAuthenticationError(error) and was not a retry calls checkLogin with a function that repeats
@@ -20,16 +20,16 @@ namespace Lumenda3D {
 
 class AuthenticationFlowManager {
 public:
-    // Shows the login to the person. It calls onLoggedIn once after a successful login, and never
-    // when the person gives up.
-    using LoginPrompt = std::function<void(std::function<void()> onLoggedIn)>;
+    // Shows the login to the person. It calls onLoggedIn once after a successful login, or
+    // onCancelled (which may be empty) once when the person gives up.
+    using LoginPrompt = std::function<void(std::function<void()> onLoggedIn, std::function<void()> onCancelled)>;
 
     static AuthenticationFlowManager& getInstance();
 
     void setLoginPrompt(LoginPrompt prompt) { prompt_ = std::move(prompt); }
     bool hasLoginPrompt() const { return static_cast<bool>(prompt_); }
 
-    void checkLogin(std::function<void()> then, bool showDialog);
+    void checkLogin(std::function<void()> then, bool showDialog, std::function<void()> onCancelled = nullptr);
 
     // The error text of a cloud call means the session has ended (the server answered 401
     // "unauthorized"): log in and try once more. A wrong password, a refusal or a dead server

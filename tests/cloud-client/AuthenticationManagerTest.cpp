@@ -150,7 +150,7 @@ TEST_F(AuthenticationTest, CheckLoginRunsAtOnceAsksOnlyWhenAllowedAndNeverWithou
     int asked = 0, ran = 0;
     std::function<void()> pendingLogin;
     AuthenticationFlowManager& flow = AuthenticationFlowManager::getInstance();
-    flow.setLoginPrompt([&](std::function<void()> onLoggedIn) {
+    flow.setLoginPrompt([&](std::function<void()> onLoggedIn, std::function<void()>) {
         ++asked;
         pendingLogin = std::move(onLoggedIn);
     });

@@ -109,7 +109,7 @@ TEST_F(EditorCloudTest, ALapsedSessionCostsOneLoginAndOneMoreTry) {
     const std::string id = api().createProject(token, "Remote", kGame);
     expireAllSessions();
     int prompts = 0;
-    AuthenticationFlowManager::getInstance().setLoginPrompt([&](std::function<void()> onLoggedIn) {
+    AuthenticationFlowManager::getInstance().setLoginPrompt([&](std::function<void()> onLoggedIn, std::function<void()>) {
         ++prompts;
         auth().login("ann", "correct horse", [onLoggedIn](bool ok, const std::string&) {
             if (ok)
@@ -130,7 +130,7 @@ TEST_F(EditorCloudTest, ARetryRefusedAgainIsReportedWithoutAnotherLogin) {
     expireAllSessions();
     int prompts = 0;
     // A "login" that gives a token the server does not know: the retry is refused too.
-    AuthenticationFlowManager::getInstance().setLoginPrompt([&](std::function<void()> onLoggedIn) {
+    AuthenticationFlowManager::getInstance().setLoginPrompt([&](std::function<void()> onLoggedIn, std::function<void()>) {
         ++prompts;
         ASSERT_TRUE(auth().storeSession(std::string(64, 'e'), "ann"));
         onLoggedIn();
@@ -151,7 +151,7 @@ TEST_F(EditorCloudTest, AnAgentIsToldToAskForALoginAndNothingIsLost) {
     ASSERT_TRUE(createInCloud("Kart").ok);
     const std::string id = editor->cloudResourceId;
     int prompts = 0;
-    AuthenticationFlowManager::getInstance().setLoginPrompt([&](std::function<void()>) { ++prompts; });
+    AuthenticationFlowManager::getInstance().setLoginPrompt([&](std::function<void()>, std::function<void()>) { ++prompts; });
     api().send("POST", "/api/auth/logout", json::object(), token);
 
     files().setAttribute(named("Crate"), "x", "9");
@@ -215,7 +215,7 @@ protected:
     }
     // A login prompt that logs the person in for real, counting how often it was shown.
     void promptLogsIn(int& prompts) {
-        AuthenticationFlowManager::getInstance().setLoginPrompt([&prompts](std::function<void()> onLoggedIn) {
+        AuthenticationFlowManager::getInstance().setLoginPrompt([&prompts](std::function<void()> onLoggedIn, std::function<void()>) {
             ++prompts;
             auth().login("ann", "correct horse", [onLoggedIn](bool ok, const std::string&) {
                 if (ok)
@@ -254,7 +254,7 @@ TEST_F(PersonCloudTest, ASaveRefusedAgainAfterTheLoginIsReportedAndDropsTheWaiti
     files().setAttribute(named("Crate"), "x", "22");
     expireAllSessions();
     int prompts = 0, afterSave = 0;
-    AuthenticationFlowManager::getInstance().setLoginPrompt([&](std::function<void()> onLoggedIn) {
+    AuthenticationFlowManager::getInstance().setLoginPrompt([&](std::function<void()> onLoggedIn, std::function<void()>) {
         ++prompts;
         ASSERT_TRUE(auth().storeSession(std::string(64, 'd'), "ann"));
         onLoggedIn();
@@ -290,7 +290,8 @@ TEST_F(PersonCloudTest, ACreateRefusedByABusyDatabaseKeepsTheDialogOpen) {
     editor->loadScript(kGame, false);
     std::string status;
     int cleared = 0, hidden = 0;
-    editor->setSaveDialogHooks({[&](const std::string& text) { status = text; }, [&] { ++cleared; }, [&] { ++hidden; }});
+    editor->setSaveDialogHooks({[&](const std::string& text) { status = text; }, [&] { ++cleared; }, [&] { ++hidden; },
+                                nullptr});
     {
         WriteLock lock(databaseFile());
         ASSERT_TRUE(lock.locked());

@@ -3,7 +3,7 @@
 // after a login from the top bar, the Open dialog's cloud page lists it and opens it in a fresh
 // editor with its own data root; Publish puts the game on the server's gallery and Unpublish
 // takes it off; a link that opens a cloud project asks for the login first; a cancelled login
-// sends nothing. Everything is typed and clicked in the dialogs.
+// sends nothing and brings the Save dialog back as it was. Everything is typed and clicked in the dialogs.
 #include "CloudClientTest.h"
 
 #include "chrome/ConfirmDialog.h"
@@ -124,7 +124,7 @@ TEST_F(PersonCloudDialogsTest, CtrlSToTheCloudLogsInSavesAndTheOpenDialogBringsI
     EXPECT_FALSE(editor->isProjectDirty());
 }
 
-TEST_F(PersonCloudDialogsTest, CancellingTheLoginSendsNothingAndKeepsTheWorkUnsaved) {
+TEST_F(PersonCloudDialogsTest, CancellingTheLoginSendsNothingAndBringsBackTheSaveDialogAsTyped) {
     const std::string token = registerUser("ann");
     files().setAttribute(named("Crate"), "x", "32");
     ASSERT_TRUE(editor->commands.handleKey('S', true, false, false));
@@ -140,7 +140,18 @@ TEST_F(PersonCloudDialogsTest, CancellingTheLoginSendsNothingAndKeepsTheWorkUnsa
     EXPECT_EQ(editor->cloudResourceId, "");
     EXPECT_TRUE(editor->isProjectDirty());
     EXPECT_EQ(api().get("/api/resources", token).json["total"], 0);
+    // The dialog that asked for the login is back with what was typed and says why.
+    ASSERT_TRUE(save.isOpen());
     EXPECT_FALSE(save.isBusy());
+    EXPECT_EQ(save.getNameText(), "Kart");
+    EXPECT_EQ(save.getTarget(), SaveProjectDialog::Target::Cloud);
+    EXPECT_EQ(save.getStatusMessage(), Lumenda3DEditor::kSaveNeedsLogin);
+    // Another target from there saves without a login.
+    clickItem(save, SaveProjectDialog::kLocalChoice, draw);
+    clickItem(save, save.confirmButtonLabel(), draw);
+    ASSERT_TRUE(framesUntil([&] { return !save.isOpen(); })) << save.getStatusMessage();
+    EXPECT_FALSE(editor->isProjectDirty());
+    EXPECT_EQ(editor->localProjectName, "Kart");
 }
 
 TEST_F(PersonCloudDialogsTest, PublishFromTheMenuPutsTheGameInTheGalleryAndUnpublishTakesItOut) {

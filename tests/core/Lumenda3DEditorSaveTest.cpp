@@ -99,7 +99,7 @@ TEST_F(EditorSaveTest, ARefusedOrFailedCreateChangesNothing) {
     std::vector<std::string> status;
     int busyCleared = 0, hidden = 0;
     editor->setSaveDialogHooks({[&](const std::string& text) { status.push_back(text); }, [&] { ++busyCleared; },
-                                [&] { ++hidden; }});
+                                [&] { ++hidden; }, nullptr});
 
     Answer answer = create("a/b", true);
     EXPECT_FALSE(answer.ok);
