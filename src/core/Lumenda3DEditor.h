@@ -232,11 +232,11 @@ public:
 
     // Writes the document and a thumbnail to local project `name` and marks the text as saved.
     // False when an agent's input triggered it, local storage is missing, or the write failed
-    // (then with the error dialog "Local save failed.").
-    bool performSaveLocal(const std::string& name, const std::string& xml);
+    // (then with the error dialog "Local save failed." and why, also in `failure`).
+    bool performSaveLocal(const std::string& name, const std::string& xml, std::string* failure = nullptr);
     // Save As to a local project: as performSaveLocal, and the project becomes `name` locally
-    // (the cloud identity stays). Failures go to the Save dialog's status line.
-    bool performCreateLocal(const std::string& name, const std::string& xml);
+    // (the cloud identity stays). Failures go to the Save dialog's status line (and `failure`).
+    bool performCreateLocal(const std::string& name, const std::string& xml, std::string* failure = nullptr);
     // The picture of the project saved with it (200 x 130 JPEG); empty when it cannot be taken.
     std::vector<unsigned char> captureProjectThumbnail();
     // Runs the action waiting for a save (afterSaveCallback) once, clearing it first.

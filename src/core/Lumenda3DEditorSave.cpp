@@ -3,6 +3,8 @@
 // projects (no dialogs: every outcome is a sentence handed to the caller).
 #include "core/Lumenda3DEditor.h"
 
+#include <cctype>
+
 #include <nlohmann/json.hpp>
 
 #include "base/LmdLog.h"
@@ -29,6 +31,16 @@ std::string agentCloudFailure(const std::string& error, const std::string& notDo
     return error;
 }
 
+// What a failed local write says: the system's words first, then why (a full disk, a folder that
+// cannot be made), and that the copy on disk was left as it was (writes are atomic).
+std::string localSaveFailure(const std::string& reason) {
+    if (reason.empty())
+        return "Local save failed.";
+    std::string why = reason;
+    why[0] = static_cast<char>(std::toupper(static_cast<unsigned char>(why[0])));
+    return "Local save failed. " + why + ". Nothing on disk was changed.";
+}
+
 // Whether a project's text can become the document; `why` says what is wrong when it cannot.
 bool documentLoads(const std::string& xml, std::string& why) {
     pugi::xml_document probe;
@@ -44,13 +56,17 @@ std::vector<unsigned char> Lumenda3DEditor::captureProjectThumbnail() {
     return captureSceneThumbnail(200, 130);
 }
 
-bool Lumenda3DEditor::performSaveLocal(const std::string& name, const std::string& xml) {
+bool Lumenda3DEditor::performSaveLocal(const std::string& name, const std::string& xml, std::string* failure) {
     if (isAgentDrivenAction("save project"))
         return false;
     if (!LocalStorage::isFeatureAvailable())
         return false;
-    if (!LocalStorage::writeProjectXml(name, xml)) {
-        showErrorMessage("Local save failed.");
+    std::string reason;
+    if (!LocalStorage::writeProjectXml(name, xml, &reason)) {
+        const std::string text = localSaveFailure(reason);
+        showErrorMessage(text);
+        if (failure)
+            *failure = text;
         return false;
     }
     // A thumbnail that cannot be taken or written is no reason to fail the save.
@@ -65,7 +81,7 @@ bool Lumenda3DEditor::performSaveLocal(const std::string& name, const std::strin
     return true;
 }
 
-bool Lumenda3DEditor::performCreateLocal(const std::string& name, const std::string& xml) {
+bool Lumenda3DEditor::performCreateLocal(const std::string& name, const std::string& xml, std::string* failure) {
     auto setStatus = [this](const std::string& text) {
         if (saveDialogHooks_.setStatusMessage)
             saveDialogHooks_.setStatusMessage(text);
@@ -84,9 +100,13 @@ bool Lumenda3DEditor::performCreateLocal(const std::string& name, const std::str
         return false;
     }
     setStatus("Saving...");
-    if (!LocalStorage::writeProjectXml(name, xml)) {
-        setStatus("Local save failed.");
+    std::string reason;
+    if (!LocalStorage::writeProjectXml(name, xml, &reason)) {
+        const std::string text = localSaveFailure(reason);
+        setStatus(text);
         clearBusy();
+        if (failure)
+            *failure = text;
         return false;
     }
     const std::vector<unsigned char> thumbnail = captureProjectThumbnail();
@@ -151,8 +171,9 @@ void Lumenda3DEditor::saveProjectHeadless(HeadlessDone done) {
     }
     if (!localProjectName.empty()) {
         const std::string name = localProjectName;
-        if (!performSaveLocal(name, xml)) {
-            done(false, "Local save failed.");
+        std::string failure;
+        if (!performSaveLocal(name, xml, &failure)) {
+            done(false, failure.empty() ? "Local save failed." : failure);
             return;
         }
         if (cloudResourceId.empty()) {
@@ -203,10 +224,11 @@ void Lumenda3DEditor::createProjectHeadless(const std::string& name, bool local,
         return;
     }
     if (local) {
-        if (performCreateLocal(name, xml))
+        std::string failure;
+        if (performCreateLocal(name, xml, &failure))
             done(true, "saved locally as '" + name + "'");
         else
-            done(false, "Local save failed.");
+            done(false, failure.empty() ? "Local save failed." : failure);
         return;
     }
     if (sourceHasLocalAssets()) {

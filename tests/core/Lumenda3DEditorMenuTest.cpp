@@ -94,7 +94,8 @@ TEST_F(EditorMenuTest, AFailedLocalWriteKeepsTheDialogTheDocumentAndTheDirtyStat
     answerSaveDialog("Stairs", true);
     EXPECT_TRUE(saveDialog().isOpen());
     EXPECT_FALSE(saveDialog().isBusy());
-    EXPECT_EQ(saveDialog().getStatusMessage(), "Local save failed.");
+    EXPECT_EQ(saveDialog().getStatusMessage().rfind("Local save failed. Cannot ", 0), 0u)
+        << saveDialog().getStatusMessage();
     EXPECT_TRUE(editor->localProjectName.empty());
     EXPECT_TRUE(editor->isProjectDirty());
     EXPECT_EQ(editor->getSourceXmlString(false, true), before);

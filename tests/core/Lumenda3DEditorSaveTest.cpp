@@ -3,6 +3,8 @@
 // hooks, and the rule that keeps projects with local assets out of the cloud.
 #include "core/HeadlessEditor.h"
 
+#include "FileSizeLimit.h"
+
 #include "base/LmdPaths.h"
 #include "services/ApiConfig.h"
 #include "services/FileManager.h"
@@ -10,6 +12,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 
@@ -110,8 +114,8 @@ TEST_F(EditorSaveTest, ARefusedOrFailedCreateChangesNothing) {
     ASSERT_TRUE(FileManager::writeFileAtomic(LmdPaths::projectsDir(), "not a folder"));
     answer = create("Kart", true);
     EXPECT_FALSE(answer.ok);
-    EXPECT_EQ(answer.message, "Local save failed.");
-    EXPECT_EQ(status, (std::vector<std::string>{"Saving...", "Local save failed."}));
+    EXPECT_EQ(answer.message.rfind("Local save failed. Cannot ", 0), 0u) << answer.message;
+    EXPECT_EQ(status, (std::vector<std::string>{"Saving...", answer.message}));
     EXPECT_EQ(busyCleared, 1);
     EXPECT_EQ(hidden, 0);  // the dialog stays open for another try
     EXPECT_EQ(editor->projectName, "Start");
@@ -138,9 +142,67 @@ TEST_F(EditorSaveTest, AFailedLocalSaveIsReportedAndLeavesTheProjectDirty) {
     std::ofstream(LocalStorage::projectDir("Kart")) << "in the way";
     const Answer answer = save();
     EXPECT_FALSE(answer.ok);
-    EXPECT_EQ(answer.message, "Local save failed.");
-    EXPECT_EQ(takeError(), "Local save failed.");
+    EXPECT_EQ(answer.message.rfind("Local save failed. ", 0), 0u) << answer.message;
+    EXPECT_EQ(takeError(), answer.message);
     EXPECT_TRUE(editor->isProjectDirty());
+}
+
+TEST_F(EditorSaveTest, AFullDiskKeepsTheOldFileAndTheMessageSaysWhy) {
+    editor->loadScript(kGame, false);
+    ASSERT_TRUE(create("Kart", true).ok);
+    const std::string saved = onDisk("Kart");
+    files().setAttribute(named("Ball"), "x", "8");
+    Answer answer;
+    {
+        // Every file this process writes stops at 64 bytes, as on a full disk.
+        test::FileSizeLimit full(64);
+        answer = save();
+    }
+    EXPECT_FALSE(answer.ok);
+    EXPECT_EQ(answer.message.rfind("Local save failed. Cannot write '", 0), 0u) << answer.message;
+    EXPECT_NE(answer.message.find("src.xml"), std::string::npos) << "the message names the file";
+    EXPECT_NE(answer.message.find(std::strerror(EFBIG)), std::string::npos) << "and the system's reason";
+    EXPECT_NE(answer.message.find("Nothing on disk was changed."), std::string::npos);
+    EXPECT_EQ(takeError(), answer.message);
+    EXPECT_EQ(onDisk("Kart"), saved);
+    EXPECT_TRUE(editor->isProjectDirty());
+    // Room again: the same save goes through.
+    EXPECT_TRUE(save().ok);
+    EXPECT_NE(onDisk("Kart").find("x=\"8\""), std::string::npos);
+}
+
+TEST_F(EditorSaveTest, AProjectFolderDeletedUnderTheEditorIsMadeAgainByTheNextSave) {
+    editor->loadScript(kGame, false);
+    ASSERT_TRUE(create("Kart", true).ok);
+    fs::remove_all(LocalStorage::projectDir("Kart"));
+    files().setAttribute(named("Ball"), "x", "9");
+    const Answer answer = save();
+    EXPECT_TRUE(answer.ok) << answer.message;
+    EXPECT_NE(onDisk("Kart").find("x=\"9\""), std::string::npos);
+    EXPECT_FALSE(editor->isProjectDirty());
+    // Opening a project whose folder has gone names it and keeps the open document.
+    fs::remove_all(LocalStorage::projectDir("Kart"));
+    std::string error;
+    EXPECT_FALSE(editor->openLocalProjectHeadless("Kart", error));
+    EXPECT_NE(error.find("Kart"), std::string::npos) << error;
+    EXPECT_EQ(std::string(named("Ball").attribute("x").value()), "9");
+}
+
+TEST_F(EditorSaveTest, NamesWithEmojiDotsAndQuotesRoundTripAndUnsafeOnesAreRefused) {
+    editor->loadScript(kGame, false);
+    for (const std::string& name : {std::string("\xF0\x9F\x8E\xAE Stairs"), std::string("v1.2 (final)"),
+                                    std::string("Ann's game")}) {
+        ASSERT_TRUE(create(name, true).ok) << name;
+        std::string error;
+        ASSERT_TRUE(editor->openLocalProjectHeadless(name, error)) << name << ": " << error;
+        EXPECT_EQ(editor->localProjectName, name);
+    }
+    for (const std::string& name : {std::string("a/b"), std::string(".."), std::string(300, 'x')}) {
+        const Answer answer = create(name, true);
+        EXPECT_FALSE(answer.ok) << name;
+        EXPECT_EQ(answer.message, "Invalid project name: " + name);
+    }
+    EXPECT_EQ(LocalStorage::listProjects().size(), 3u);
 }
 
 TEST_F(EditorSaveTest, OpeningALocalProjectByName) {
