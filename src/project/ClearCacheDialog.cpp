@@ -7,7 +7,7 @@ constexpr float kWidth = 420.0f;
 constexpr float kButtonWidth = 110.0f;
 } // namespace
 
-ClearCacheDialog::ClearCacheDialog(const std::string& name) : BaseUI(name) {}
+ClearCacheDialog::ClearCacheDialog(const std::string& name) : ProjectDialog(name) {}
 
 void ClearCacheDialog::show() {
     clearAssets_ = true;
@@ -16,17 +16,8 @@ void ClearCacheDialog::show() {
 }
 
 void ClearCacheDialog::draw() {
-    if (!open_) {
-        if (shown_ && ImGui::BeginPopupModal(kTitle)) {
-            ImGui::CloseCurrentPopup();
-            ImGui::EndPopup();
-        }
-        shown_ = false;
+    if (!beginFrame(kTitle, kWidth))
         return;
-    }
-    if (!openPopupWhenFree(kTitle) || !beginPopupModal(kTitle, kWidth))
-        return;
-    shown_ = true;
 
     ImGui::TextUnformatted("Clear:");
     ImGui::Checkbox(kAssetsLabel, &clearAssets_);
@@ -35,19 +26,12 @@ void ClearCacheDialog::draw() {
     recordItem(kSavedLabel);
     ImGui::TextDisabled("Your projects and your login are kept.");
     ImGui::Spacing();
-    const ImVec2 size(scaled(kButtonWidth), 0.0f);
-    const bool confirmed = button(kClearLabel, size) || keyPressedOnce(ImGuiKey_Enter);
-    ImGui::SameLine();
-    const bool cancelled = button(kCancelLabel, size) || keyPressedOnce(ImGuiKey_Escape);
-
-    if (cancelled || confirmed) {
+    const Answer answer = buttonRow(kClearLabel, kCancelLabel, kButtonWidth, false);
+    if (answer.cancelled || answer.confirmed)
         open_ = false;
-        ImGui::CloseCurrentPopup();
-        shown_ = false;
-    }
-    ImGui::EndPopup();
+    endFrame();
     // After the popup has closed, so that the question the editor asks next can take its place.
-    if (confirmed && !cancelled && onClear_)
+    if (answer.confirmed && !answer.cancelled && onClear_)
         onClear_(clearAssets_, clearSaved_);
 }
 

@@ -5,11 +5,11 @@
 #include <functional>
 #include <string>
 
-#include "ui/BaseUI.h"
+#include "project/ProjectDialog.h"
 
 namespace Lumenda3D {
 
-class ClearCacheDialog : public BaseUI {
+class ClearCacheDialog : public ProjectDialog {
 public:
     // Its slot in AllUI.
     static constexpr const char* kName = "clearCacheDialog";
@@ -31,11 +31,8 @@ public:
     void hide() { open_ = false; }
     void setOnClear(OnClear callback) { onClear_ = std::move(callback); }
 
-    bool isOpen() const { return open_; }
 
 private:
-    bool open_ = false;
-    bool shown_ = false;
     bool clearAssets_ = true;
     bool clearSaved_ = false;
     OnClear onClear_;

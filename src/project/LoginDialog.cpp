@@ -7,7 +7,7 @@ constexpr float kWidth = 400.0f;
 constexpr float kButtonWidth = 120.0f;
 } // namespace
 
-LoginDialog::LoginDialog(const std::string& name) : BaseUI(name) {}
+LoginDialog::LoginDialog(const std::string& name) : ProjectDialog(name) {}
 
 std::string LoginDialog::confirmButtonLabel() const {
     return std::string(registering_ ? "Create account" : "Log in") + kConfirmId;
@@ -70,17 +70,8 @@ void LoginDialog::submit() {
 }
 
 void LoginDialog::draw() {
-    if (!open_) {
-        if (shown_ && ImGui::BeginPopupModal(kTitle)) {
-            ImGui::CloseCurrentPopup();
-            ImGui::EndPopup();
-        }
-        shown_ = false;
+    if (!beginFrame(kTitle, kWidth))
         return;
-    }
-    if (!openPopupWhenFree(kTitle) || !beginPopupModal(kTitle, kWidth))
-        return;
-    shown_ = true;
 
     bool confirmed = false;
     if (busy_)
@@ -96,14 +87,7 @@ void LoginDialog::draw() {
     if (busy_)
         ImGui::EndDisabled();
 
-    if (!status_.empty()) {
-        ImGui::PushTextWrapPos(0.0f);
-        if (busy_)
-            ImGui::TextDisabled("%s", status_.c_str());
-        else
-            ImGui::TextColored(ImVec4(1.0f, 0.45f, 0.4f, 1.0f), "%s", status_.c_str());
-        ImGui::PopTextWrapPos();
-    }
+    drawStatus(status_, busy_);
     ImGui::Spacing();
     const ImVec2 size(scaled(kButtonWidth), 0.0f);
     if (busy_)
@@ -118,9 +102,7 @@ void LoginDialog::draw() {
     if (busy_)
         ImGui::EndDisabled();
     ImGui::SameLine();
-    bool cancelled = button(kCancelLabel, size);
-    if (keyPressedOnce(ImGuiKey_Escape))
-        cancelled = true;
+    const bool cancelled = cancelButton(kCancelLabel, kButtonWidth);
     if (keyPressedOnce(ImGuiKey_Enter))
         confirmed = true;
 
@@ -131,11 +113,7 @@ void LoginDialog::draw() {
             then();
     } else if (confirmed && !busy_)
         submit();
-    if (!open_) {
-        ImGui::CloseCurrentPopup();
-        shown_ = false;
-    }
-    ImGui::EndPopup();
+    endFrame();
 }
 
 } // namespace Lumenda3D

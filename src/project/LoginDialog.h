@@ -10,11 +10,11 @@
 #include <memory>
 #include <string>
 
-#include "ui/BaseUI.h"
+#include "project/ProjectDialog.h"
 
 namespace Lumenda3D {
 
-class LoginDialog : public BaseUI {
+class LoginDialog : public ProjectDialog {
 public:
     // Its slot in AllUI.
     static constexpr const char* kName = "loginDialog";
@@ -42,7 +42,6 @@ public:
     void setOnLogin(Request callback) { login_ = std::move(callback); }
     void setOnRegister(Request callback) { register_ = std::move(callback); }
 
-    bool isOpen() const { return open_; }
     bool isBusy() const { return busy_; }
     bool isRegistering() const { return registering_; }
     const std::string& getStatusMessage() const { return status_; }
@@ -52,8 +51,6 @@ public:
 private:
     void submit();
 
-    bool open_ = false;
-    bool shown_ = false;
     bool focusUser_ = false;
     bool busy_ = false;
     bool registering_ = false;

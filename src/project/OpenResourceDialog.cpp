@@ -19,7 +19,7 @@ bool isDigits(const std::string& text) {
 }
 } // namespace
 
-OpenResourceDialog::OpenResourceDialog(const std::string& name) : BaseUI(name) {}
+OpenResourceDialog::OpenResourceDialog(const std::string& name) : ProjectDialog(name) {}
 
 std::string OpenResourceDialog::cloudEntryLabel(const CloudProject& project) {
     return (project.name.empty() ? std::string("(unnamed)") : project.name) + "  #" + project.id + "##openCloud" +
@@ -95,18 +95,9 @@ void OpenResourceDialog::openChosen() {
 }
 
 void OpenResourceDialog::draw() {
-    if (!open_) {
-        // Closed between frames (a cloud project that finished opening): the popup goes too.
-        if (shown_ && ImGui::BeginPopupModal(kTitle)) {
-            ImGui::CloseCurrentPopup();
-            ImGui::EndPopup();
-        }
-        shown_ = false;
+    // Closed between frames (a cloud project that finished opening): the popup goes too.
+    if (!beginFrame(kTitle, kWidth))
         return;
-    }
-    if (!openPopupWhenFree(kTitle) || !beginPopupModal(kTitle, kWidth))
-        return;
-    shown_ = true;
 
     bool confirmed = false;
     if (busy_)
@@ -138,41 +129,19 @@ void OpenResourceDialog::draw() {
     if (busy_)
         ImGui::EndDisabled();
 
-    if (!status_.empty()) {
-        ImGui::PushTextWrapPos(0.0f);
-        if (busy_)
-            ImGui::TextDisabled("%s", status_.c_str());
-        else
-            ImGui::TextColored(ImVec4(1.0f, 0.45f, 0.4f, 1.0f), "%s", status_.c_str());
-        ImGui::PopTextWrapPos();
-    }
+    drawStatus(status_, busy_);
     ImGui::Spacing();
-    const ImVec2 size(scaled(kButtonWidth), 0.0f);
-    if (busy_)
-        ImGui::BeginDisabled();
-    if (button(kOpenLabel, size))
-        confirmed = true;
-    if (busy_)
-        ImGui::EndDisabled();
-    ImGui::SameLine();
-    bool cancelled = button(kCancelLabel, size);
-    if (keyPressedOnce(ImGuiKey_Escape))
-        cancelled = true;
-    if (!busy_ && keyPressedOnce(ImGuiKey_Enter))
-        confirmed = true;
+    const Answer answer = buttonRow(kOpenLabel, kCancelLabel, kButtonWidth, busy_);
+    confirmed = confirmed || answer.confirmed;
 
-    if (cancelled) {
+    if (answer.cancelled) {
         // An open on its way is abandoned: its answer finds a new round.
         ++round_;
         open_ = false;
     } else if (confirmed && !busy_) {
         openChosen();
     }
-    if (!open_) {
-        ImGui::CloseCurrentPopup();
-        shown_ = false;
-    }
-    ImGui::EndPopup();
+    endFrame();
 }
 
 void OpenResourceDialog::drawLocalPage(bool& confirmed) {

@@ -12,11 +12,11 @@
 #include <string>
 #include <vector>
 
-#include "ui/BaseUI.h"
+#include "project/ProjectDialog.h"
 
 namespace Lumenda3D {
 
-class OpenResourceDialog : public BaseUI {
+class OpenResourceDialog : public ProjectDialog {
 public:
     // Its slot in AllUI.
     static constexpr const char* kName = "openResourceDialog";
@@ -51,7 +51,6 @@ public:
     void setOnOpenLocal(std::function<void(const std::string& name, Done)> callback) { openLocal_ = std::move(callback); }
     void setOnOpenCloud(std::function<void(const std::string& id, Done)> callback) { openCloud_ = std::move(callback); }
 
-    bool isOpen() const { return open_; }
     bool isBusy() const { return busy_; }
     bool isCloudPage() const { return cloudPage_; }
     const std::string& getStatusMessage() const { return status_; }
@@ -67,8 +66,6 @@ private:
     void openChosen();
     void requestCloudList();
 
-    bool open_ = false;
-    bool shown_ = false;
     bool cloudPage_ = false;
     bool switchPage_ = false;
     bool busy_ = false;

@@ -17,7 +17,7 @@ std::string stringField(const nlohmann::json& entry, const char* key) {
 }
 } // namespace
 
-ProjectTemplateDialog::ProjectTemplateDialog(const std::string& name) : BaseUI(name) {}
+ProjectTemplateDialog::ProjectTemplateDialog(const std::string& name) : ProjectDialog(name) {}
 
 std::vector<ProjectTemplate> ProjectTemplateDialog::createDefaultTemplates() {
     return {
@@ -101,17 +101,8 @@ bool ProjectTemplateDialog::drawCard(const ProjectTemplate& t, float width) {
 }
 
 void ProjectTemplateDialog::draw() {
-    if (!open_) {
-        if (shown_ && ImGui::BeginPopupModal(kTitle)) {
-            ImGui::CloseCurrentPopup();
-            ImGui::EndPopup();
-        }
-        shown_ = false;
+    if (!beginFrame(kTitle, kWidth))
         return;
-    }
-    if (!openPopupWhenFree(kTitle) || !beginPopupModal(kTitle, kWidth))
-        return;
-    shown_ = true;
 
     ImGui::TextUnformatted("Start a new project from a template.");
     if (loading_) {
@@ -134,19 +125,14 @@ void ProjectTemplateDialog::draw() {
         ImGui::PopID();
     }
     ImGui::Spacing();
-    bool cancelled = button(kCancelLabel, ImVec2(scaled(110.0f), 0.0f));
-    if (keyPressedOnce(ImGuiKey_Escape))
-        cancelled = true;
+    const bool cancelled = cancelButton(kCancelLabel, 110.0f);
 
     ProjectTemplate selected;
     if (chosen)
         selected = *chosen;
-    if (chosen || cancelled) {
+    if (chosen || cancelled)
         open_ = false;
-        shown_ = false;
-        ImGui::CloseCurrentPopup();
-    }
-    ImGui::EndPopup();
+    endFrame();
     // After the popup is closed: the selection loads a document, and may open another dialog.
     if (chosen && onSelected_)
         onSelected_(selected);

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "ui/BaseUI.h"
+#include "project/ProjectDialog.h"
 
 namespace Lumenda3D {
 
@@ -22,7 +22,7 @@ struct ProjectTemplate {
     std::string category;
 };
 
-class ProjectTemplateDialog : public BaseUI {
+class ProjectTemplateDialog : public ProjectDialog {
 public:
     // Its slot in AllUI.
     static constexpr const char* kName = "projectTemplateDialog";
@@ -38,7 +38,6 @@ public:
     // Opens the dialog with the built-in list and fetches the server's.
     void show();
     void hide() { open_ = false; }
-    bool isOpen() const { return open_; }
 
     // The built-in list, shown until the server's arrives.
     static std::vector<ProjectTemplate> createDefaultTemplates();
@@ -60,8 +59,6 @@ private:
     void fetchProjectTemplates();
     bool drawCard(const ProjectTemplate& t, float width);
 
-    bool open_ = false;
-    bool shown_ = false;
     bool loading_ = false;
     int round_ = 0;
     std::string status_;

@@ -7,7 +7,7 @@ constexpr float kWidth = 480.0f;
 constexpr float kButtonWidth = 110.0f;
 } // namespace
 
-PublishDialog::PublishDialog(const std::string& name) : BaseUI(name) {}
+PublishDialog::PublishDialog(const std::string& name) : ProjectDialog(name) {}
 
 void PublishDialog::show(const std::string& description, const std::string& category, bool viewSource) {
     description_ = description;
@@ -20,17 +20,8 @@ void PublishDialog::show(const std::string& description, const std::string& cate
 }
 
 void PublishDialog::draw() {
-    if (!open_) {
-        if (shown_ && ImGui::BeginPopupModal(kTitle)) {
-            ImGui::CloseCurrentPopup();
-            ImGui::EndPopup();
-        }
-        shown_ = false;
+    if (!beginFrame(kTitle, kWidth))
         return;
-    }
-    if (!openPopupWhenFree(kTitle) || !beginPopupModal(kTitle, kWidth))
-        return;
-    shown_ = true;
 
     if (busy_)
         ImGui::BeginDisabled();
@@ -48,28 +39,13 @@ void PublishDialog::draw() {
     if (busy_)
         ImGui::EndDisabled();
 
-    if (!status_.empty()) {
-        ImGui::PushTextWrapPos(0.0f);
-        if (busy_)
-            ImGui::TextDisabled("%s", status_.c_str());
-        else
-            ImGui::TextColored(ImVec4(1.0f, 0.45f, 0.4f, 1.0f), "%s", status_.c_str());
-        ImGui::PopTextWrapPos();
-    }
+    drawStatus(status_, busy_);
     ImGui::Spacing();
-    const ImVec2 size(scaled(kButtonWidth), 0.0f);
-    if (busy_)
-        ImGui::BeginDisabled();
-    if (button(kPublishLabel, size))
-        confirmed = true;
-    if (busy_)
-        ImGui::EndDisabled();
-    ImGui::SameLine();
-    bool cancelled = button(kCancelLabel, size);
-    if (keyPressedOnce(ImGuiKey_Escape))
-        cancelled = true;
+    // Enter belongs to the description's lines; the category field confirms with it.
+    const Answer answer = buttonRow(kPublishLabel, kCancelLabel, kButtonWidth, busy_, false);
+    confirmed = confirmed || answer.confirmed;
 
-    if (cancelled) {
+    if (answer.cancelled) {
         hide();
     } else if (confirmed && !busy_) {
         busy_ = true;
@@ -77,11 +53,7 @@ void PublishDialog::draw() {
         if (onPublish_)
             onPublish_(description_, category_, viewSource_, true);
     }
-    if (!open_) {
-        ImGui::CloseCurrentPopup();
-        shown_ = false;
-    }
-    ImGui::EndPopup();
+    endFrame();
 }
 
 } // namespace Lumenda3D

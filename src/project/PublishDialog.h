@@ -6,11 +6,11 @@
 #include <functional>
 #include <string>
 
-#include "ui/BaseUI.h"
+#include "project/ProjectDialog.h"
 
 namespace Lumenda3D {
 
-class PublishDialog : public BaseUI {
+class PublishDialog : public ProjectDialog {
 public:
     // Its slot in AllUI.
     static constexpr const char* kName = "publishDialog";
@@ -36,13 +36,10 @@ public:
     }
     void setOnPublish(OnPublish callback) { onPublish_ = std::move(callback); }
 
-    bool isOpen() const { return open_; }
     bool isBusy() const { return busy_; }
     const std::string& getStatusMessage() const { return status_; }
 
 private:
-    bool open_ = false;
-    bool shown_ = false;
     bool focusDescription_ = false;
     bool busy_ = false;
     bool viewSource_ = true;

@@ -17,7 +17,7 @@ size_t codePoints(const std::string& text) {
 }
 } // namespace
 
-SaveProjectDialog::SaveProjectDialog(const std::string& name) : BaseUI(name) {}
+SaveProjectDialog::SaveProjectDialog(const std::string& name) : ProjectDialog(name) {}
 
 bool SaveProjectDialog::isValidProjectName(const std::string& name) {
     return LocalStorage::isValidProjectName(name);
@@ -79,20 +79,8 @@ void SaveProjectDialog::confirm() {
 }
 
 void SaveProjectDialog::draw() {
-    const std::string popup = title_ + kPopupId;
-    if (!open_) {
-        // Hidden by the editor between frames (a save that succeeded): the popup goes too, or it
-        // would keep the rest of the editor from input.
-        if (shown_ && ImGui::BeginPopupModal(popup.c_str())) {
-            ImGui::CloseCurrentPopup();
-            ImGui::EndPopup();
-        }
-        shown_ = false;
+    if (!beginFrame(title_ + kPopupId, kWidth))
         return;
-    }
-    if (!openPopupWhenFree(popup.c_str()) || !beginPopupModal(popup.c_str(), kWidth))
-        return;
-    shown_ = true;
 
     bool confirmed = false;
     ImGui::TextUnformatted("Name");
@@ -123,43 +111,22 @@ void SaveProjectDialog::draw() {
             ImGui::EndDisabled();
     }
 
-    if (!status_.empty()) {
+    if (!status_.empty())
         ImGui::Spacing();
-        ImGui::PushTextWrapPos(0.0f);
-        if (busy_)
-            ImGui::TextDisabled("%s", status_.c_str());
-        else
-            ImGui::TextColored(ImVec4(1.0f, 0.45f, 0.4f, 1.0f), "%s", status_.c_str());
-        ImGui::PopTextWrapPos();
-    }
+    drawStatus(status_, busy_);
     ImGui::Spacing();
 
-    const ImVec2 size(scaled(kButtonWidth), 0.0f);
-    if (busy_)
-        ImGui::BeginDisabled();
-    if (button(confirmButtonLabel().c_str(), size))
-        confirmed = true;
-    if (busy_)
-        ImGui::EndDisabled();
-    ImGui::SameLine();
-    bool cancelled = button(kCancelLabel, size);
-    if (keyPressedOnce(ImGuiKey_Escape))
-        cancelled = true;
     // Enter confirms from anywhere in the dialog, not only from the name field.
-    if (keyPressedOnce(ImGuiKey_Enter))
-        confirmed = true;
+    const Answer answer = buttonRow(confirmButtonLabel(), kCancelLabel, kButtonWidth, busy_);
+    confirmed = confirmed || answer.confirmed;
 
-    if (cancelled) {
+    if (answer.cancelled) {
         // A cloud call on its way still finishes; only the dialog goes.
         hide();
     } else if (confirmed && !busy_) {
         confirm();
     }
-    if (!open_) {
-        ImGui::CloseCurrentPopup();
-        shown_ = false;
-    }
-    ImGui::EndPopup();
+    endFrame();
 }
 
 } // namespace Lumenda3D

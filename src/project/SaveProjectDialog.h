@@ -11,11 +11,11 @@
 #include <functional>
 #include <string>
 
-#include "ui/BaseUI.h"
+#include "project/ProjectDialog.h"
 
 namespace Lumenda3D {
 
-class SaveProjectDialog : public BaseUI {
+class SaveProjectDialog : public ProjectDialog {
 public:
     // Its slot in AllUI.
     static constexpr const char* kName = "saveProjectDialog";
@@ -47,7 +47,6 @@ public:
     // Why a name is refused, in the dialog's words; "" for a valid name.
     static std::string nameProblem(const std::string& name);
 
-    bool isOpen() const { return open_; }
     bool isBusy() const { return busy_; }
     const std::string& getStatusMessage() const { return status_; }
     const std::string& getTitle() const { return title_; }
@@ -59,8 +58,6 @@ public:
 private:
     void confirm();
 
-    bool open_ = false;
-    bool shown_ = false;  // its popup is on screen
     bool focusName_ = false;
     bool busy_ = false;
     bool allowTargetChoice_ = true;
