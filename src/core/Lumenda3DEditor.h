@@ -20,6 +20,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -391,6 +392,15 @@ private:
     CloudResourceLoader cloudResourceLoader_ = defaultCloudResourceLoader();
     static CloudResourceLoader defaultCloudResourceLoader();
     SaveDialogHooks saveDialogHooks_;
+    // The identity Save As gave the document, and the one it had: a Save As that fails puts the
+    // old one back (while the document still holds the new one), so that nothing is changed.
+    struct RenewedIdentity {
+        std::string previous;
+        std::string renewed;
+    };
+    std::optional<RenewedIdentity> saveAsIdentity_;
+    void renewIdentityForSaveAs();
+    void settleSaveAsIdentity(bool saved);
     PublishDialogHooks publishDialogHooks_;
     std::vector<int> hiddenJoysticks_;
     std::vector<std::unique_ptr<LmdEditorObserver>> observers_;

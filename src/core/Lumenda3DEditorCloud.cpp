@@ -75,6 +75,7 @@ void Lumenda3DEditor::performCreate(const std::string& name, const std::string& 
                 projectResourceType = resourceType.empty() ? "project" : resourceType;
                 applyCloudCreateSuccess(data, name);
                 markPersistedText(xml);
+                settleSaveAsIdentity(true);
                 if (saveDialogHooks_.hide)
                     saveDialogHooks_.hide();
                 // The action waiting for a save stays pending: only a plain save runs it.
@@ -89,6 +90,7 @@ void Lumenda3DEditor::performCreate(const std::string& name, const std::string& 
                     true, [this] { reopenSaveDialogAfterCancelledLogin(); });
                 return;
             }
+            settleSaveAsIdentity(false);
             if (saveDialogHooks_.setStatusMessage)
                 saveDialogHooks_.setStatusMessage("Save failed: " + error);
             if (saveDialogHooks_.clearBusy)

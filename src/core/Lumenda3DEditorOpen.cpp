@@ -121,6 +121,8 @@ void Lumenda3DEditor::onTemplateSelected(const ProjectTemplate& chosen) {
     std::string id = chosen.id == "simple" ? "10401" : chosen.id;
     if (id == "empty") {
         loadScript(LmdGameDocument::kEmptyGameXml, false);
+        if (sourceFiles)
+            sourceFiles->regenerateProjectGuid();
         markXmlPersisted();
         return;
     }
@@ -139,8 +141,12 @@ void Lumenda3DEditor::onTemplateSelected(const ProjectTemplate& chosen) {
                              (response.error.empty() ? "status " + std::to_string(response.status) : response.error));
             return;
         }
-        // A template is a new project: it counts as saved until the person changes it.
+        // A template is a new project with an identity of its own; it counts as saved until the
+        // person changes it.
         onResourceLoaded(response.body);
+        if (sourceFiles)
+            sourceFiles->regenerateProjectGuid();
+        markXmlPersisted();
     });
 }
 

@@ -95,7 +95,9 @@ void Lumenda3DEditor::onMenuRenameProject() {
 
 void Lumenda3DEditor::reopenSaveDialogAfterCancelledLogin() {
     // The person gave up the login a cloud save asked for: the dialog comes back as it was, so
-    // that nothing typed is lost and another target can be chosen.
+    // that nothing typed is lost and another target can be chosen. Nothing was saved, so the
+    // project keeps the identity it had.
+    settleSaveAsIdentity(false);
     if (saveDialogHooks_.reopen)
         saveDialogHooks_.reopen(kSaveNeedsLogin);
 }
@@ -123,8 +125,12 @@ void Lumenda3DEditor::onSaveDialogConfirmed(const std::string& name, bool local)
             true, [this] { reopenSaveDialogAfterCancelledLogin(); });
         return;
     }
+    // The copy gets an identity of its own. The text was taken before the new identity, so the
+    // file written now still carries the old one; the document holds the new one from here on and
+    // every later save writes it.
+    renewIdentityForSaveAs();
     if (local) {
-        performCreateLocal(name, xml);
+        settleSaveAsIdentity(performCreateLocal(name, xml));
         return;
     }
     std::string type = projectResourceType;
@@ -133,6 +139,31 @@ void Lumenda3DEditor::onSaveDialogConfirmed(const std::string& name, bool local)
     else if (saveDialogMode == 2)
         type = "project";
     performCreate(name, xml, type, false);
+}
+
+void Lumenda3DEditor::renewIdentityForSaveAs() {
+    if (!sourceFiles)
+        return;
+    const std::string previous = sourceFiles->getProjectGuid();
+    sourceFiles->regenerateProjectGuid();
+    // A second attempt after a failure keeps the identity the project had before the first.
+    if (!saveAsIdentity_)
+        saveAsIdentity_ = RenewedIdentity{previous, ""};
+    saveAsIdentity_->renewed = sourceFiles->getProjectGuid();
+}
+
+void Lumenda3DEditor::settleSaveAsIdentity(bool saved) {
+    if (!saveAsIdentity_)
+        return;
+    const RenewedIdentity identity = *saveAsIdentity_;
+    saveAsIdentity_.reset();
+    if (saved || !sourceFiles || sourceFiles->getProjectGuid() != identity.renewed)
+        return;
+    const bool wasDirty = isProjectDirty();
+    sourceFiles->setProjectGuid(identity.previous);
+    // Putting the identity back is not a change of the person's: a clean document stays clean.
+    if (!wasDirty)
+        markXmlPersisted();
 }
 
 } // namespace Lumenda3D

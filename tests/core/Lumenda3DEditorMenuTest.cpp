@@ -15,6 +15,7 @@
 #include "project/ClearCacheDialog.h"
 #include "project/LoginDialog.h"
 #include "project/OpenResourceDialog.h"
+#include "project/ProjectTemplateDialog.h"
 #include "project/SaveProjectDialog.h"
 #include "services/DataPersist.h"
 #include "services/EditorSettings.h"
@@ -56,6 +57,11 @@ protected:
         clickItem(saveDialog(), local ? SaveProjectDialog::kLocalChoice : SaveProjectDialog::kCloudChoice, draw);
         clickItem(saveDialog(), saveDialog().confirmButtonLabel(), draw);
     }
+    std::string guidOf() {
+        pugi::xml_document doc;
+        doc.load_string(editor->getSourceXmlString(false, true).c_str());
+        return doc.first_child().attribute("guidId").as_string();
+    }
     std::string onDisk(const std::string& name) {
         std::string xml;
         LocalStorage::readProjectXml(name, xml);
@@ -64,6 +70,8 @@ protected:
 };
 
 TEST_F(EditorMenuTest, CtrlSOnANewProjectAsksForANameThenSavesLocallyAndCtrlSSavesAgain) {
+    const std::string before = editor->getSourceXmlString(false, true);
+    const std::string oldGuid = guidOf();
     ASSERT_TRUE(key('S'));
     ASSERT_TRUE(saveDialog().isOpen());
     EXPECT_EQ(saveDialog().getTitle(), "Save Project As");
@@ -72,7 +80,11 @@ TEST_F(EditorMenuTest, CtrlSOnANewProjectAsksForANameThenSavesLocallyAndCtrlSSav
     EXPECT_EQ(editor->localProjectName, "Stairs");
     EXPECT_EQ(title(), "Stairs [Local]");
     EXPECT_FALSE(editor->isProjectDirty());
-    EXPECT_EQ(onDisk("Stairs"), editor->getSourceXmlString(false, true));
+    // The copy has an identity of its own from now on; the file written by Save As holds the text
+    // as it was when the person confirmed, and the next save writes the new identity.
+    EXPECT_EQ(onDisk("Stairs"), before);
+    EXPECT_FALSE(guidOf().empty());
+    EXPECT_NE(guidOf(), oldGuid);
 
     files().setAttribute(named("Crate"), "x", "42");
     EXPECT_TRUE(editor->isProjectDirty());
@@ -80,6 +92,22 @@ TEST_F(EditorMenuTest, CtrlSOnANewProjectAsksForANameThenSavesLocallyAndCtrlSSav
     EXPECT_FALSE(saveDialog().isOpen());
     EXPECT_FALSE(editor->isProjectDirty());
     EXPECT_NE(onDisk("Stairs").find("x=\"42\""), std::string::npos);
+    EXPECT_EQ(onDisk("Stairs"), editor->getSourceXmlString(false, true));
+    EXPECT_NE(onDisk("Stairs").find(guidOf()), std::string::npos);
+}
+
+TEST_F(EditorMenuTest, EachEmptyProjectFromTheTemplatesHasItsOwnIdentityAndIsClean) {
+    ProjectTemplate empty;
+    empty.id = "empty";
+    empty.name = "Empty";
+    editor->onTemplateSelected(empty);
+    const std::string first = guidOf();
+    EXPECT_FALSE(first.empty());
+    EXPECT_FALSE(editor->isProjectDirty());
+    editor->onTemplateSelected(empty);
+    EXPECT_FALSE(guidOf().empty());
+    EXPECT_NE(guidOf(), first);
+    EXPECT_FALSE(editor->isProjectDirty());
 }
 
 TEST_F(EditorMenuTest, AFailedLocalWriteKeepsTheDialogTheDocumentAndTheDirtyState) {
@@ -90,8 +118,12 @@ TEST_F(EditorMenuTest, AFailedLocalWriteKeepsTheDialogTheDocumentAndTheDirtyStat
     std::ofstream(projects.string()) << "not a folder";
     const std::string before = editor->getSourceXmlString(false, true);
 
+    // Twice: a second try after a failure changes nothing either (the identity Save As gives a
+    // copy is taken back with the failed write).
     ASSERT_TRUE(key('S', true));
     answerSaveDialog("Stairs", true);
+    EXPECT_EQ(editor->getSourceXmlString(false, true), before);
+    clickItem(saveDialog(), saveDialog().confirmButtonLabel(), draw);
     EXPECT_TRUE(saveDialog().isOpen());
     EXPECT_FALSE(saveDialog().isBusy());
     EXPECT_EQ(saveDialog().getStatusMessage().rfind("Local save failed. Cannot ", 0), 0u)

@@ -438,6 +438,16 @@ pugi::xml_node LmdSourceFiles::createElement(const pugi::xml_node& parent, const
 }
 
 void LmdSourceFiles::regenerateProjectGuid() {
+    setProjectGuid(Lumenda3DUtils::newGuid());
+}
+
+std::string LmdSourceFiles::getProjectGuid() const {
+    if (!document_ || !document_->root())
+        return "";
+    return document_->root().attribute("guidId").as_string();
+}
+
+void LmdSourceFiles::setProjectGuid(const std::string& guid) {
     if (!document_ || !document_->root())
         return;
     // No undo step (see docs/document-service.md): the identity is not the user's edit. An agent's
@@ -446,7 +456,13 @@ void LmdSourceFiles::regenerateProjectGuid() {
     compactPendingReplacement();
     pugi::xml_node root = document_->root();
     pugi::xml_attribute a = root.attribute("guidId");
-    (a ? a : root.append_attribute("guidId")).set_value(Lumenda3DUtils::newGuid().c_str());
+    if (guid.empty()) {
+        if (!a)
+            return;
+        root.remove_attribute(a);
+    } else {
+        (a ? a : root.append_attribute("guidId")).set_value(guid.c_str());
+    }
     afterChange(LmdDocumentChange::Kind::Attribute, root);
 }
 

@@ -101,6 +101,10 @@ public:
     // New `guidId` on the root element: the identity of the project. A change of the document
     // (version, listeners, auto-save) but no undo step.
     void regenerateProjectGuid();
+    // The root's `guidId` ("" when it has none), and setting it back (for an operation that gave the
+    // project a new identity and then failed); "" removes it. Like the renewal: no undo step.
+    std::string getProjectGuid() const;
+    void setProjectGuid(const std::string& guid);
 
     // Edits between these form one undo step; calls nest.
     void beginEditGroup();
