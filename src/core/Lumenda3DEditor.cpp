@@ -9,6 +9,7 @@
 #include <OgreSceneNode.h>
 
 #include "attributes/AttributesEditor.h"
+#include "ai/AiPanels.h"
 #include "attributes/AttributesPanels.h"
 #include "base/LmdLog.h"
 #include "base/LmdPaths.h"
@@ -28,6 +29,7 @@
 #include "engine/scene/LmdBase3D.h"
 #include "mcp/McpPanels.h"
 #include "project/ProjectPanels.h"
+#include "services/AIChatService.h"
 #include "services/ApiConfig.h"
 #include "services/AuthenticationFlowManager.h"
 #include "services/AuthenticationManager.h"
@@ -188,6 +190,7 @@ void Lumenda3DEditor::setupEditorCore() {
         // The cloud services go through the engine's HTTP client, whose answers the frame pump
         // delivers; the stored login is read again for the server just configured.
         AuthenticationManager::getInstance().setHttpClient(getHttpClient());
+        AIChatService::getInstance().setHttpClient(getHttpClient());
         AuthenticationManager::getInstance().reload();
     });
 }
@@ -248,6 +251,8 @@ void Lumenda3DEditor::registerPanels(AllUI& ui) {
     },
                              [this](const std::string& action) { isAgentDrivenAction(action.c_str()); });
     registerMcpPanels(ui, mcpController, std::move(guard));
+    aiHost = std::make_unique<LmdEditorAiHost>(this);
+    aiChatPanel = registerAiPanels(ui, aiHost.get());
 }
 
 std::unique_ptr<LmdMcpEditorAccess> Lumenda3DEditor::makeMcpEditorAccess() {

@@ -27,6 +27,7 @@
 #include <imgui.h>
 #include <pugixml.hpp>
 
+#include "core/LmdEditorAiHost.h"
 #include "core/LmdEditorObserver.h"
 #include "engine/LmdRuntime.h"
 #include "mcp/LmdMcpController.h"
@@ -36,6 +37,8 @@
 #include "ui/LmdCommandRegistry.h"
 
 namespace Lumenda3D {
+
+class AIChatPanel;
 
 struct ProjectTemplate;
 
@@ -88,6 +91,9 @@ public:
     std::shared_ptr<BlocksHelper> blocksHelper;
     // The attribute panel of the selected block, made with the panels.
     std::shared_ptr<AttributesEditor> attributesEditor;
+    // The assistant's panel, made with the panels, and the editor as that panel sees it.
+    std::shared_ptr<AIChatPanel> aiChatPanel;
+    std::unique_ptr<LmdEditorAiHost> aiHost;
 
     // --- Observers -------------------------------------------------------------------------------
     // Watches the editor frame by frame (see LmdEditorObserver); owned from now on.

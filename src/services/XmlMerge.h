@@ -18,7 +18,9 @@
 //   document, and an id in the same batch always means a node of the document as it was read.
 //   The `id` attribute can't be set or removed through `update` either.
 // - Ids may be written as strings ("42") or as JSON integers (42).
+#include <cstdint>
 #include <string>
+#include <vector>
 
 #include <nlohmann/json.hpp>
 #include <pugixml.hpp>
@@ -36,6 +38,50 @@ public:
     // _aiChange="added", replacing elements and updated nodes get _aiChange="updated" (a node
     // already marked "added" keeps that mark).
     static int applyAiOps(pugi::xml_node root, const nlohmann::json& ops, std::string& error, bool markChanges);
+
+    // How the assistant's changes meet the edits the user made while the assistant was thinking.
+    // Both sides address nodes by the `id` attributes of the document as it was when the request
+    // left (the base); the user's edits are found by comparing the base with the document as it
+    // is when the reply arrives.
+    enum Winner : std::int32_t { NoConflict = 0, AssistantWins = 1, UserWins = 2, DiscardAssistant = 3 };
+
+    // One edit of the user. `id` is the node's id; an insert carries the new element's text in
+    // `xml` (its ids kept) and its place in `parentId` and `afterId` ("" for the first child); a
+    // move carries its new place the same way.
+    struct UserOp {
+        enum Kind : std::int32_t { SetAttr = 1, RemoveAttr = 2, Delete = 3, Insert = 4, Move = 5 };
+        std::int32_t kind = SetAttr;
+        std::string id;
+        std::string parentId;
+        std::string afterId;
+        std::string name;    // the attribute of SetAttr and RemoveAttr
+        std::string value;   // the new value of SetAttr
+        std::string xml;     // the inserted element of Insert
+    };
+
+    // The user's edits that turn `baseRoot` into `currentRoot`, in document order. Session marks
+    // (_aiChange) are not edits. Elements without an id in the current document count as added.
+    static std::vector<UserOp> computeUserDiff(const pugi::xml_node& baseRoot, const pugi::xml_node& currentRoot);
+
+    // Whether some of the user's edits and some of the assistant's changes touch the same things:
+    // the same attribute of a node, a node that one side changes and the other deletes or replaces
+    // (or whose ancestor it does), a place the user added to or moved to that the assistant takes
+    // away. `labels` gets one line per conflict, for the person to read.
+    static bool detectConflicts(const std::vector<UserOp>& ops, const nlohmann::json& changes,
+                                const pugi::xml_node& baseRoot, std::vector<std::string>& labels);
+
+    // Both sides applied to `baseXml`: the assistant's changes (marked) and the user's edits. With
+    // AssistantWins the user's conflicting edits are left out; with UserWins the assistant's
+    // conflicting changes are. Without conflicts the winner doesn't matter. DiscardAssistant gives
+    // the base with the user's edits alone. Returns the document without indentation, or "" with
+    // `error` when the base doesn't parse or none of the assistant's changes could be applied.
+    static std::string merge(const std::string& baseXml, const nlohmann::json& changes, const std::vector<UserOp>& ops,
+                             Winner winner, std::string& error);
+
+    // `editedXml` (a whole new document from the assistant) with the elements the user added
+    // carried over: under their parent when the new document still has it, else at the end of the
+    // top element. "" with `error` when the text doesn't parse.
+    static std::string appendUserAdds(const std::string& editedXml, const std::vector<UserOp>& ops, std::string& error);
 
     // How an operation names a node: its `member` as text (a string as it stands, a whole
     // number in decimal); empty when absent or of another type.

@@ -1,0 +1,67 @@
+#include "services/AiOpenAiWire.h"
+
+namespace Lumenda3D {
+
+using json = nlohmann::json;
+
+HttpRequest AiOpenAiWire::buildRequest(const AiProviderConfig& config, const AiPrompt& prompt) const {
+    json messages = json::array();
+    if (!prompt.system.empty())
+        messages.push_back({{"role", "system"}, {"content", prompt.system}});
+    for (const AiPrompt::Turn& turn : prompt.turns)
+        messages.push_back({{"role", turn.role == "assistant" ? "assistant" : "user"}, {"content", turn.text}});
+    json body = {{"model", config.model}, {"messages", messages}};
+    if (config.providerId == "openai") {
+        if (config.structuredOutput)
+            body["response_format"] = {{"type", "json_object"}};
+        body["max_completion_tokens"] = config.maxOutputTokens;
+        if (!config.effort.empty())
+            body["reasoning_effort"] = config.effort;
+    } else {
+        body["max_tokens"] = config.maxOutputTokens;
+    }
+    HttpRequest request;
+    request.method = "POST";
+    request.url = config.baseUrl + "/chat/completions";
+    request.contentType = "application/json";
+    request.body = body.dump(-1, ' ', false, json::error_handler_t::replace);
+    if (!config.apiKey.empty())
+        request.headers.emplace_back("Authorization", "Bearer " + config.apiKey);
+    request.timeoutMs = config.timeoutMs;
+    return request;
+}
+
+bool AiOpenAiWire::extractText(const json& body, std::string& text, std::string& why) const {
+    const auto choices = body.find("choices");
+    if (choices == body.end() || !choices->is_array() || choices->empty() || !(*choices)[0].is_object()) {
+        why = "the answer has no choices.";
+        return false;
+    }
+    const json& choice = (*choices)[0];
+    const auto message = choice.find("message");
+    if (message == choice.end() || !message->is_object()) {
+        why = "the answer has no message.";
+        return false;
+    }
+    const auto content = message->find("content");
+    if (content == message->end() || !content->is_string()) {
+        const auto refusal = message->find("refusal");
+        why = refusal != message->end() && refusal->is_string() ? "the model refused: " + refusal->get<std::string>()
+                                                                 : "the answer's message has no text.";
+        return false;
+    }
+    text = content->get<std::string>();
+    return true;
+}
+
+std::string AiOpenAiWire::stopProblem(const json& body) const {
+    const auto choices = body.find("choices");
+    if (choices != body.end() && choices->is_array() && !choices->empty() && (*choices)[0].is_object()) {
+        const auto reason = (*choices)[0].find("finish_reason");
+        if (reason != (*choices)[0].end() && reason->is_string() && *reason == "content_filter")
+            return "the provider's content filter stopped the answer.";
+    }
+    return "";
+}
+
+} // namespace Lumenda3D
