@@ -33,6 +33,9 @@
 #                    a block added, Ctrl+S names it and saves it locally; the next start opens it
 #                    with Ctrl+O and the Open dialog; Exit with unsaved changes asks first;
 #                    screenshots of the menu and each dialog (also About and Clear Cache)
+#   assistant        a request typed into the assistant's panel, answered by a scripted provider:
+#                    the change applied and marked, undone as one step; a conflicting edit during
+#                    a slow reply settled in the conflict dialog; screenshots
 set -uo pipefail
 
 case_name="$1"
@@ -691,6 +694,57 @@ say still running" > "$work/projects-open.script"
   grep -q "^LMD-TEST say asked" "$work/projects-open.out" || fail "projects-open: Exit did not ask about the unsaved change"
   grep -q "^LMD-TEST say still running" "$work/projects-open.out" && fail "projects-open: the editor did not quit after the answer"
   if [ "$failures" -ne 0 ]; then cat "$work/projects-open.out"; tail -40 "$work/projects-open.err"; fi
+  ;;
+
+assistant)
+  # The assistant against a scripted provider (lmd-ai-standin, OpenAI Chat Completions on
+  # loopback): a request typed into the panel as a person types it; the reply stands in the
+  # transcript, the changed block is marked and the scene changed; undo takes the whole reply
+  # back. Then a slow reply while the person edits the same attribute: the conflict dialog asks,
+  # "Keep my changes" keeps the person's value. Screenshots of the panel and of the dialog.
+  standin="$(dirname "$editor")/lmd-ai-standin"
+  printf '%s' '{"reply":"I painted the player blue and moved it to x=3.","changes":[{"op":"update","id":"{{id:Player}}","attrs":{"color":"0x3366FF","x":"3"}}]}' > "$work/reply1.txt"
+  printf '%s' '{"reply":"I moved the ground to x=10.","changes":[{"op":"update","id":"{{id:Ground}}","attrs":{"x":"10"}}]}' > "$work/reply2.txt"
+  "$standin" "$work/standin.port" "$work/reply1.txt" --delay-ms 4000 "$work/reply2.txt" > "$work/standin.log" 2>&1 &
+  standin_pid=$!
+  for _ in $(seq 1 100); do [ -s "$work/standin.port" ] && break; sleep 0.05; done
+  port="$(cat "$work/standin.port" 2>/dev/null)"
+  [ -n "$port" ] || fail "the provider stand-in did not start"
+  mkdir -p "$LUMENDA3D_HOME/config/lmdEditor"
+  printf '{"ai.key.openai":"sk-test-standin","ai.baseUrl.openai":"http://127.0.0.1:%s/v1","aiChatPanel.open":true}' "$port" \
+    > "$LUMENDA3D_HOME/config/lmdEditor/settings.txt"
+  run_script assistant "
+until loaded
+frames 10
+screenshot $artifacts/editor-assistant-start.png
+user-click aiChatPanel ##aiInput
+user-type Paint the player blue and move it
+user-keys enter
+until attr Player color 0x3366FF
+until object Player x 3
+frames 10
+expect attr Player _aiChange updated
+screenshot $artifacts/editor-assistant-reply.png
+undo
+until loaded
+frames 5
+expect attr Player color 0xFF8800
+expect attr Player _aiChange
+until object Player x 0
+user-click aiChatPanel ##aiInput
+user-type Move the ground
+user-keys enter
+frames 10
+set Ground x 3
+seconds 6
+screenshot $artifacts/editor-assistant-conflict.png
+user-click mergeConflictDialog Keep my changes
+frames 10
+expect attr Ground x 3
+screenshot $artifacts/editor-assistant-after-merge.png
+quit" "$source_dir/media/examples/platformer.xml"
+  kill "$standin_pid" 2>/dev/null
+  wait "$standin_pid" 2>/dev/null
   ;;
 
 *)
