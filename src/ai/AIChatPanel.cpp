@@ -321,12 +321,40 @@ void AIChatPanel::draw() {
     ImGui::End();
 }
 
+// `text` with line breaks put in at spaces so that no line is wider than `width` (the read-only
+// box that shows it does not wrap by itself); a word wider than the line stands alone on it.
+std::string AIChatPanel::wrappedText(const std::string& text, float width) {
+    std::string out;
+    size_t lineStart = 0;
+    size_t i = 0;
+    while (i < text.size()) {
+        if (text[i] == '\n') {
+            out += text.substr(lineStart, i - lineStart + 1);
+            lineStart = ++i;
+            continue;
+        }
+        size_t wordEnd = text.find_first_of(" \n", i);
+        if (wordEnd == std::string::npos)
+            wordEnd = text.size();
+        const std::string line = text.substr(lineStart, wordEnd - lineStart);
+        if (wordEnd > lineStart && i > lineStart && ImGui::CalcTextSize(line.c_str()).x > width) {
+            // Break before this word, dropping the space that ended the line.
+            out += text.substr(lineStart, i - 1 - lineStart) + "\n";
+            lineStart = i;
+        }
+        i = wordEnd < text.size() && text[wordEnd] == ' ' ? wordEnd + 1 : wordEnd;
+    }
+    out += text.substr(lineStart);
+    return out;
+}
+
 void AIChatPanel::drawSelectableText(const char* id, const std::string& text) {
     const float width = ImGui::GetContentRegionAvail().x;
-    const ImVec2 size = ImGui::CalcTextSize(text.c_str(), nullptr, false, width - ImGui::GetStyle().FramePadding.x * 2);
+    const ImGuiStyle& style = ImGui::GetStyle();
+    std::string shown = wrappedText(text, width - style.FramePadding.x * 2 - style.ScrollbarSize);
+    const ImVec2 size = ImGui::CalcTextSize(shown.c_str());
     ImGui::PushStyleColor(ImGuiCol_FrameBg, ImVec4(0, 0, 0, 0));
-    std::string copy = text;
-    inputTextMultiline(id, copy, ImVec2(width, size.y + ImGui::GetStyle().FramePadding.y * 2 + 2.0f),
+    inputTextMultiline(id, shown, ImVec2(width, size.y + style.FramePadding.y * 2 + 2.0f),
                        ImGuiInputTextFlags_ReadOnly | ImGuiInputTextFlags_NoHorizontalScroll);
     ImGui::PopStyleColor();
 }

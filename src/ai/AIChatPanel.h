@@ -95,6 +95,8 @@ public:
     bool mergePending() const { return pendingMergeChanges_.is_array() && !pendingMergeChanges_.empty(); }
     // The countdown line while an automatic retry waits, "" otherwise.
     std::string retryCountdownText(double now) const;
+    // `text` broken into lines at spaces so that none is wider than `width` in the current font.
+    static std::string wrappedText(const std::string& text, float width);
     // Runs the countdown's end as the body would (for a collapsed panel's tests and the driver).
     void tickAutoRetry(double now);
 

@@ -311,3 +311,21 @@ TEST_F(ChatPanelTest, TypedRequestSendsAndCancelAbandonsIt) {
 
 } // namespace
 } // namespace Lumenda3D::test
+
+namespace Lumenda3D::test {
+namespace {
+
+TEST(AIChatPanelText, LongLinesBreakAtSpacesToFitTheWidth) {
+    ImGuiHarness ui;
+    ui.frame([] {
+        const float seven = ImGui::CalcTextSize("aaaaaaa").x;
+        EXPECT_EQ(AIChatPanel::wrappedText("aaa bbb ccc ddd", seven + 1.0f), "aaa bbb\nccc ddd");
+        EXPECT_EQ(AIChatPanel::wrappedText("aaa\nbbb ccc", 1000.0f), "aaa\nbbb ccc");
+        // A word wider than the line stands alone on it; nothing is lost.
+        EXPECT_EQ(AIChatPanel::wrappedText("a verylongwordhere b", seven), "a\nverylongwordhere\nb");
+        EXPECT_EQ(AIChatPanel::wrappedText("", seven), "");
+    });
+}
+
+} // namespace
+} // namespace Lumenda3D::test
