@@ -11,6 +11,8 @@
 #include "engine/document/LmdGameDocument.h"
 #include "engine/editing/LmdSourceFiles.h"
 #include "engine/gizmo/LmdGizmo.h"
+#include "ai/AIChatPanel.h"
+#include "ai/AISettingsDialog.h"
 #include "mcp/McpSettingsDialog.h"
 #include "services/AuthenticationFlowManager.h"
 #include "services/AuthenticationManager.h"
@@ -101,6 +103,21 @@ void Lumenda3DEditor::setupMenuCallbacks() {
                       if (auto dialog = allUI ? allUI->getPanel<McpSettingsDialog>() : nullptr)
                           dialog->show();
                   }});
+
+    // The assistant: its settings hold the user's API keys, so only a person opens them; the panel
+    // is shown or hidden with the "showAiPanel" setting (opening it also expands it).
+    commands.add({"settings.ai", "AI Settings...", {}, {}, "open AI settings", [this] {
+                      if (auto dialog = allUI ? allUI->getPanel<AISettingsDialog>() : nullptr)
+                          dialog->show();
+                  }});
+    LmdCommand aiPanel{"view.aiPanel", "AI Panel", {}, {}, "", [this] {
+                           const bool show = !EditorSettings::getInstance().getBool("showAiPanel", true);
+                           EditorSettings::getInstance().setBool("showAiPanel", show);
+                           if (show && aiChatPanel)
+                               aiChatPanel->setCollapsed(false);
+                       }};
+    aiPanel.checked = [] { return EditorSettings::getInstance().getBool("showAiPanel", true); };
+    commands.add(std::move(aiPanel));
 
     // Help.
     commands.add({"help.checkForUpdates", "Check for Updates...", {}, {}, "",
