@@ -279,6 +279,28 @@ TEST_F(ChatPanelTest, EditsDuringASlowReplyMergeOrAskOnce) {
     EXPECT_TRUE(panel->history().back()["changes"].empty());
 }
 
+TEST_F(ChatPanelTest, TheCollapseArrowFoldsThePanelAndTheSettingRemembersIt) {
+    auto draw = [this] { all->draw(); };
+    EXPECT_TRUE(panel->collapsed());   // a first run starts folded
+    panel->setCollapsed(false);
+    EXPECT_TRUE(EditorSettings::getInstance().getBool("aiChatPanel.open", false));
+    ui.frame(draw);
+    ui.frame(draw);
+    const ImVec2 top = panel->getPosition();
+    ASSERT_GT(panel->getSize().y, 200.0f);
+    const float frame = ImGui::GetFontSize() + ImGui::GetStyle().FramePadding.y * 2;
+    ui.click(top.x + ImGui::GetStyle().FramePadding.x + ImGui::GetFontSize() * 0.5f, top.y + frame * 0.5f, draw);
+    ui.frame(draw);
+    EXPECT_TRUE(panel->collapsed());
+    EXPECT_FALSE(EditorSettings::getInstance().getBool("aiChatPanel.open", true));
+    EXPECT_LT(panel->getSize().y, 40.0f);
+    // A reply still lands while the panel is folded.
+    provider.script({provider.answer(replyText("Folded but here."))});
+    say("Hello");
+    ASSERT_TRUE(settled());
+    EXPECT_EQ(panel->messages().back().text, "Folded but here.");
+}
+
 TEST_F(ChatPanelTest, TypedRequestSendsAndCancelAbandonsIt) {
     provider.script({provider.answer(replyText("late"), 5000)});
     auto draw = [this] { all->draw(); };

@@ -7,7 +7,7 @@ namespace {
 
 TEST(AiReplyParser, ReadsTheObjectInsideFencesAndProse) {
     const char* good = R"({"reply":"Added a box.","changes":[{"op":"delete","id":"4"}]})";
-    for (const std::string text : {std::string(good), "  \n" + std::string(good) + "\n",
+    for (const std::string& text : {std::string(good), "  \n" + std::string(good) + "\n",
                                    "```json\n" + std::string(good) + "\n```", "Here you go:\n" + std::string(good) + "\nEnjoy!"}) {
         const AiReplyParser::Result r = AiReplyParser::parse(text);
         ASSERT_TRUE(r.ok) << text << ": " << r.reason;
