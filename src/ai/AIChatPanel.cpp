@@ -96,6 +96,15 @@ void AIChatPanel::displayAssistantReply() {
     scrollToBottom_ = true;
 }
 
+void AIChatPanel::beginRequest(const std::string& text) {
+    pendingUserText_ = text;
+    waiting_ = true;
+    sendTime_ = std::chrono::steady_clock::now();
+    errorText_.clear();
+    providerFailures_ = json::array();
+    scrollToBottom_ = true;
+}
+
 void AIChatPanel::sendCurrentMessage() {
     if (waiting_ || mergePending())
         return;
@@ -108,15 +117,10 @@ void AIChatPanel::sendCurrentMessage() {
         return;
     }
     messages_.push_back({"user", text, 0.0});
-    pendingUserText_ = text;
     input_[0] = '\0';
-    waiting_ = true;
-    sendTime_ = std::chrono::steady_clock::now();
-    errorText_.clear();
-    providerFailures_ = json::array();
+    beginRequest(text);
     autoRetryPending_ = false;
     autoRetryCount_ = 0;
-    scrollToBottom_ = true;
     baseSnapshotXml_ = captureBaseSnapshotXml();
     lastHistoryJson_ = buildHistoryJson();
     lastPrompt_ = text;
@@ -126,12 +130,7 @@ void AIChatPanel::sendCurrentMessage() {
 void AIChatPanel::retryLastSend() {
     if (waiting_ || lastPrompt_.empty())
         return;
-    pendingUserText_ = lastPrompt_;
-    waiting_ = true;
-    sendTime_ = std::chrono::steady_clock::now();
-    errorText_.clear();
-    providerFailures_ = json::array();
-    scrollToBottom_ = true;
+    beginRequest(lastPrompt_);
     repairAttempts_ = 0;
     baseSnapshotXml_ = captureBaseSnapshotXml();
     startAiJob(host_ ? host_->projectName() : "", conversationId_, lastPrompt_, getCurrentXml(), lastHistoryJson_, "",

@@ -101,6 +101,9 @@ public:
     void tickAutoRetry(double now);
 
 private:
+    // The state every request starts with: its text pending, waiting, the clock started, the
+    // banner cleared.
+    void beginRequest(const std::string& text);
     void openSettings();
     void drawWelcome();
     void drawTranscript();

@@ -15,14 +15,9 @@ HttpRequest AiAnthropicWire::buildRequest(const AiProviderConfig& config, const 
         body["thinking"] = {{"type", "enabled"}, {"budget_tokens", kThinkingBudget}};
         body["max_tokens"] = config.maxOutputTokens + kThinkingBudget;
     }
-    HttpRequest request;
-    request.method = "POST";
-    request.url = config.baseUrl + "/v1/messages";
-    request.contentType = "application/json";
-    request.body = body.dump(-1, ' ', false, json::error_handler_t::replace);
+    HttpRequest request = jsonPost(config.baseUrl + "/v1/messages", body, config.timeoutMs);
     request.headers.emplace_back("x-api-key", config.apiKey);
     request.headers.emplace_back("anthropic-version", kApiVersion);
-    request.timeoutMs = config.timeoutMs;
     return request;
 }
 

@@ -1,5 +1,7 @@
 #include "services/AiGeminiWire.h"
 
+#include "services/UrlUtils.h"
+
 namespace Lumenda3D {
 
 using json = nlohmann::json;
@@ -16,13 +18,9 @@ HttpRequest AiGeminiWire::buildRequest(const AiProviderConfig& config, const AiP
     json body = {{"contents", contents}, {"generationConfig", generation}};
     if (!prompt.system.empty())
         body["systemInstruction"] = {{"parts", {{{"text", prompt.system}}}}};
-    HttpRequest request;
-    request.method = "POST";
-    request.url = config.baseUrl + "/v1beta/models/" + config.model + ":generateContent";
-    request.contentType = "application/json";
-    request.body = body.dump(-1, ' ', false, json::error_handler_t::replace);
+    HttpRequest request = jsonPost(config.baseUrl + "/v1beta/models/" + UrlUtils::urlEncode(config.model) + ":generateContent", body,
+                                   config.timeoutMs);
     request.headers.emplace_back("x-goog-api-key", config.apiKey);
-    request.timeoutMs = config.timeoutMs;
     return request;
 }
 

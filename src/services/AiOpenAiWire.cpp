@@ -20,14 +20,9 @@ HttpRequest AiOpenAiWire::buildRequest(const AiProviderConfig& config, const AiP
     } else {
         body["max_tokens"] = config.maxOutputTokens;
     }
-    HttpRequest request;
-    request.method = "POST";
-    request.url = config.baseUrl + "/chat/completions";
-    request.contentType = "application/json";
-    request.body = body.dump(-1, ' ', false, json::error_handler_t::replace);
+    HttpRequest request = jsonPost(config.baseUrl + "/chat/completions", body, config.timeoutMs);
     if (!config.apiKey.empty())
         request.headers.emplace_back("Authorization", "Bearer " + config.apiKey);
-    request.timeoutMs = config.timeoutMs;
     return request;
 }
 

@@ -18,6 +18,16 @@ std::unique_ptr<AiProviderWire> AiProviderWire::forProvider(const std::string& p
     return nullptr;
 }
 
+HttpRequest AiProviderWire::jsonPost(const std::string& url, const json& body, int timeoutMs) {
+    HttpRequest request;
+    request.method = "POST";
+    request.url = url;
+    request.contentType = "application/json";
+    request.body = body.dump(-1, ' ', false, json::error_handler_t::replace);
+    request.timeoutMs = timeoutMs;
+    return request;
+}
+
 std::string AiProviderWire::errorMessage(const json& body) const {
     if (body.is_object()) {
         const auto error = body.find("error");

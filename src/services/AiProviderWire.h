@@ -61,6 +61,8 @@ public:
     static std::unique_ptr<AiProviderWire> forProvider(const std::string& providerId);
 
 protected:
+    // A POST of `body` as JSON to `url` (characters that aren't UTF-8 replaced) with the timeout.
+    static HttpRequest jsonPost(const std::string& url, const nlohmann::json& body, int timeoutMs);
     // The model's text from a 2xx body; false with `why` when the body isn't the reply shape.
     virtual bool extractText(const nlohmann::json& body, std::string& text, std::string& why) const = 0;
     // The provider's words from an error body ({"error":{"message":...}} by default).
