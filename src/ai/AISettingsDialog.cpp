@@ -16,7 +16,7 @@ const char* const kTitle = "AI Settings";
 std::string keyHint(const std::string& key) {
     if (key.size() <= 8)
         return "set";
-    return "…" + key.substr(key.size() - 4);
+    return "ending in " + key.substr(key.size() - 4);
 }
 
 } // namespace

@@ -717,6 +717,11 @@ assistant)
 until loaded
 frames 10
 screenshot $artifacts/editor-assistant-start.png
+user-click aiChatPanel AI Settings##aiChat
+frames 10
+screenshot $artifacts/editor-assistant-settings.png
+user-keys escape
+frames 10
 user-click aiChatPanel ##aiInput
 user-type Paint the player blue and move it
 user-keys enter
