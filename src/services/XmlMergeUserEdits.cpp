@@ -57,9 +57,15 @@ public:
         indexById(current, current_);
     }
 
+    // The top elements are the same game whatever their ids: a document that was loaded again
+    // meanwhile (its ids all new) shows as its contents deleted and added, never as a second game.
     std::vector<UserOp> run(const pugi::xml_node& baseRoot, const pugi::xml_node& currentRoot) {
-        deletions(baseRoot, false);
-        changes(currentRoot);
+        for (pugi::xml_node child = baseRoot.first_child(); child; child = child.next_sibling())
+            deletions(child, false);
+        if (idOf(baseRoot) == idOf(currentRoot))
+            compareAttributes(idOf(baseRoot), baseRoot, currentRoot);
+        for (pugi::xml_node child = currentRoot.first_child(); child; child = child.next_sibling())
+            changes(child, idOf(baseRoot));
         return std::move(ops_);
     }
 
@@ -80,16 +86,19 @@ private:
     }
 
     // Walks the current document: new elements become inserts, known ones are compared.
-    void changes(const pugi::xml_node& node) {
+    // `rootId` stands for the current top element, whose id may differ from the base's.
+    void changes(const pugi::xml_node& node, const std::string& rootId) {
         if (!isElement(node))
             return;
+        const bool underRoot = !isElement(node.parent().parent());
+        const std::string parentId = underRoot ? rootId : idOf(node.parent());
         const std::string id = idOf(node);
         auto known = id.empty() ? base_.end() : base_.find(id);
         if (known == base_.end()) {
             UserOp op;
             op.kind = UserOp::Insert;
             op.id = id;
-            op.parentId = idOf(node.parent());
+            op.parentId = parentId;
             op.afterId = previousElementId(node);
             op.xml = nodeText(node);
             ops_.push_back(op);
@@ -97,17 +106,18 @@ private:
         }
         const pugi::xml_node before = known->second;
         compareAttributes(id, before, node);
-        if (node.parent() && before.parent() && isElement(node.parent()) &&
-            (idOf(node.parent()) != idOf(before.parent()) || orderChanged(before, node))) {
+        const bool baseUnderRoot = !isElement(before.parent().parent());
+        const std::string baseParentId = baseUnderRoot ? rootId : idOf(before.parent());
+        if (parentId != baseParentId || orderChanged(before, node)) {
             UserOp op;
             op.kind = UserOp::Move;
             op.id = id;
-            op.parentId = idOf(node.parent());
+            op.parentId = parentId;
             op.afterId = previousElementId(node);
             ops_.push_back(op);
         }
         for (pugi::xml_node child = node.first_child(); child; child = child.next_sibling())
-            changes(child);
+            changes(child, rootId);
     }
 
     // Whether the nearest earlier sibling that both documents hold differs: an element added or

@@ -121,3 +121,28 @@ TEST(XmlMergeUserEdits, AUserAdditionSurvivesANewDocument) {
 
 } // namespace
 } // namespace Lumenda3D
+
+namespace Lumenda3D {
+namespace {
+
+TEST(XmlMergeUserEdits, ADocumentLoadedAgainMeanwhileIsNeverNestedInItself) {
+    // Undo of a whole-document step reloads the game: every id is new, the top element's too.
+    const std::string reloaded =
+        R"(<G id="101"><Level id="102" name="Main"><Box id="103" name="Player" x="4" y="1"/></Level></G>)";
+    const std::vector<XmlMerge::UserOp> ops = diff(kBase, reloaded);
+    for (const XmlMerge::UserOp& op : ops)
+        EXPECT_TRUE(op.kind == XmlMerge::UserOp::Delete || (op.kind == XmlMerge::UserOp::Insert && op.parentId == "1"))
+            << op.kind << " " << op.id << " " << op.parentId;
+    std::vector<std::string> labels;
+    const json changes = json::parse(R"([{"op":"update","id":"3","attrs":{"x":"9"}}])");
+    EXPECT_TRUE(conflicts(ops, changes, labels));
+    std::string error;
+    const std::string mine = XmlMerge::merge(kBase, changes, ops, XmlMerge::UserWins, error);
+    EXPECT_EQ(mine, R"(<G id="1"><Level id="102" name="Main"><Box id="103" name="Player" x="4" y="1"/></Level></G>)");
+    const std::string theirs = XmlMerge::merge(kBase, changes, ops, XmlMerge::AssistantWins, error);
+    EXPECT_EQ(theirs.find("id=\"101\""), std::string::npos);
+    EXPECT_NE(theirs.find(R"(x="9")"), std::string::npos);
+}
+
+} // namespace
+} // namespace Lumenda3D
