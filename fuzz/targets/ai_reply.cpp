@@ -11,7 +11,7 @@
 
 #include "FuzzSupport.h"
 #include "engine/document/LmdGameDocument.h"
-#include "mcp/AiXmlEdit.h"
+#include "engine/document/AiXmlEdit.h"
 #include "services/AiReplyParser.h"
 #include "services/XmlMerge.h"
 

@@ -9,7 +9,7 @@
 
 #include "FuzzSupport.h"
 #include "engine/schema/SchemaValidator.h"
-#include "mcp/AiXmlEdit.h"
+#include "engine/document/AiXmlEdit.h"
 
 using namespace Lumenda3D;
 using namespace Lumenda3D::fuzz;

@@ -16,7 +16,7 @@
 
 #include "FuzzSupport.h"
 #include "engine/document/LmdGameDocument.h"
-#include "mcp/AiXmlEdit.h"
+#include "engine/document/AiXmlEdit.h"
 #include "services/XmlMerge.h"
 
 using namespace Lumenda3D;

@@ -7,9 +7,9 @@
 #include "ai/AISettingsDialog.h"
 #include "ai/AiChatHost.h"
 #include "base/TimeUtils.h"
-#include "chrome/ConfirmDialog.h"
-#include "mcp/McpSettingsDialog.h"
 #include "services/EditorSettings.h"
+#include "ui/ConfirmDialog.h"
+#include "ui/LmdCommandRegistry.h"
 
 namespace Lumenda3D {
 
@@ -412,8 +412,8 @@ void AIChatPanel::drawWelcome() {
     drawSelectableText("##mcpTip", "It builds far better games than this chat and supports things the chat can't — like "
                                    "downloading real 3D models, textures and sounds from the web to match your game.");
     if (button("Enable the MCP server…##welcome"))
-        if (auto mcp = getElement<McpSettingsDialog>("mcpSettingsDialog"))
-            mcp->show();
+        if (LmdCommandRegistry* commands = getCommands())
+            commands->execute("settings.mcp");
 }
 
 void AIChatPanel::drawTranscript() {

@@ -8,7 +8,7 @@
 #include "ai/AiChatHost.h"
 #include "ai/MergeConflictDialog.h"
 #include "base/LmdLog.h"
-#include "mcp/AiXmlEdit.h"
+#include "engine/document/AiXmlEdit.h"
 
 namespace Lumenda3D {
 

@@ -3,7 +3,7 @@
 #include <memory>
 
 #include "chrome/AboutDialog.h"
-#include "chrome/ConfirmDialog.h"
+#include "ui/ConfirmDialog.h"
 #include "chrome/ErrorDialog.h"
 #include "chrome/Menu.h"
 #include "chrome/SourceEditor.h"

@@ -3,7 +3,7 @@
 
 #include "base/LmdLog.h"
 #include "chrome/AboutDialog.h"
-#include "chrome/ConfirmDialog.h"
+#include "ui/ConfirmDialog.h"
 #include "project/ClearCacheDialog.h"
 #include "engine/editing/LmdSourceFiles.h"
 #include "services/AuthenticationManager.h"

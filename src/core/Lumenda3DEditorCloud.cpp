@@ -8,7 +8,7 @@
 #include "services/AuthenticationFlowManager.h"
 #include "services/AuthenticationManager.h"
 #include "services/ResourceLoader.h"
-#include "chrome/ConfirmDialog.h"
+#include "ui/ConfirmDialog.h"
 #include "project/PublishDialog.h"
 #include "ui/AllUI.h"
 

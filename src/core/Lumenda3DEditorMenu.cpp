@@ -5,7 +5,7 @@
 
 #include "base/LmdLog.h"
 #include "blocks/BlocksHelper.h"
-#include "chrome/ConfirmDialog.h"
+#include "ui/ConfirmDialog.h"
 #include "chrome/Menu.h"
 #include "chrome/TopBar.h"
 #include "engine/document/LmdGameDocument.h"

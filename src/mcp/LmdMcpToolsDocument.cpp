@@ -13,7 +13,7 @@
 #include "engine/logic/LmdDocumentCheck.h"
 #include "engine/logic/LmdLiteral.h"
 #include "engine/schema/CodeSchema.h"
-#include "mcp/AiXmlEdit.h"
+#include "engine/document/AiXmlEdit.h"
 #include "mcp/LmdMcpArgs.h"
 #include "services/XmlMerge.h"
 

@@ -35,10 +35,7 @@ constexpr int kFeatureRank = 4;
 // on another one is named here, with the reason, rather than reaching past the layers.
 const std::set<std::pair<std::string, std::string>>& allowedFeaturePairs() {
     // The attribute panel edits the selected block: it shows a Block and places itself by the tree.
-    // The assistant applies its changes through the agent tools' edit pipeline (AiXmlEdit) and
-    // opens the agent server's settings; it asks "New conversation?" through the shared ConfirmDialog.
-    static const std::set<std::pair<std::string, std::string>> pairs = {
-        {"attributes", "blocks"}, {"ai", "mcp"}, {"ai", "chrome"}};
+    static const std::set<std::pair<std::string, std::string>> pairs = {{"attributes", "blocks"}};
     return pairs;
 }
 

@@ -3,7 +3,7 @@
 #include "PanelTestSupport.h"
 
 #include "chrome/ChromePanels.h"
-#include "chrome/ConfirmDialog.h"
+#include "ui/ConfirmDialog.h"
 #include "chrome/ErrorDialog.h"
 #include "ui/AllUI.h"
 

@@ -6,7 +6,7 @@
 // sends nothing and brings the Save dialog back as it was. Everything is typed and clicked in the dialogs.
 #include "CloudClientTest.h"
 
-#include "chrome/ConfirmDialog.h"
+#include "ui/ConfirmDialog.h"
 #include "chrome/TopBar.h"
 #include "core/HeadlessEditor.h"
 #include "project/LoginDialog.h"

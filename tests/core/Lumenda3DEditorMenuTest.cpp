@@ -10,7 +10,7 @@
 #include "base/LmdVersion.h"
 #include "blocks/BlocksHelper.h"
 #include "chrome/AboutDialog.h"
-#include "chrome/ConfirmDialog.h"
+#include "ui/ConfirmDialog.h"
 #include "engine/events/LmdEvent.h"
 #include "project/ClearCacheDialog.h"
 #include "project/LoginDialog.h"

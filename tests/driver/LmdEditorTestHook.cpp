@@ -16,7 +16,7 @@
 #include <OgreLogManager.h>
 
 #include "base/LmdLog.h"
-#include "chrome/ConfirmDialog.h"
+#include "ui/ConfirmDialog.h"
 #include "chrome/ErrorDialog.h"
 #include "blocks/Block.h"
 #include "blocks/BlockTemplate.h"

@@ -5,7 +5,7 @@
 
 #include "FakeMcpEditor.h"
 #include "engine/scene/ScriptParser.h"
-#include "mcp/AiXmlEdit.h"
+#include "engine/document/AiXmlEdit.h"
 #include "mcp/LmdMcpTools.h"
 
 namespace Lumenda3D {

@@ -3,7 +3,7 @@
 // the bars, and a panel that fails (at setup, or half-way through its window) spoils nothing else.
 #include "PanelTestSupport.h"
 
-#include "chrome/ConfirmDialog.h"
+#include "ui/ConfirmDialog.h"
 #include "chrome/ErrorDialog.h"
 #include "chrome/SourceEditor.h"
 #include "chrome/Tabs.h"

@@ -1,4 +1,4 @@
-#include "mcp/AiXmlEdit.h"
+#include "engine/document/AiXmlEdit.h"
 
 #include <algorithm>
 #include <sstream>

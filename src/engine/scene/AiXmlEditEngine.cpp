@@ -1,7 +1,7 @@
 // The edit pipeline's overloads that validate against the engine's own schema. They live apart
 // from AiXmlEdit.cpp so that the pipeline itself needs nothing of the engine (the scene reader,
 // the scene) and can be built and checked on its own.
-#include "mcp/AiXmlEdit.h"
+#include "engine/document/AiXmlEdit.h"
 
 #include "engine/scene/ScriptParser.h"
 

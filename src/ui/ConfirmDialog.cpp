@@ -1,4 +1,4 @@
-#include "chrome/ConfirmDialog.h"
+#include "ui/ConfirmDialog.h"
 
 namespace Lumenda3D {
 
