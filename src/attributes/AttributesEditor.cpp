@@ -29,6 +29,7 @@
 #include "blocks/Block.h"
 #include "blocks/Workflow.h"
 #include "engine/Lumenda3DEngine.h"
+#include "engine/editing/LmdDocumentFindings.h"
 #include "engine/editing/LmdSourceFiles.h"
 #include "engine/scene/ScriptParser.h"
 #include "engine/schema/CodeSchema.h"
@@ -39,6 +40,8 @@ namespace Lumenda3D {
 namespace {
 
 const ImVec4 kLabelColor(0.72f, 0.76f, 0.82f, 1.0f);
+// The amber of the block tree's warning mark.
+const ImVec4 kFindingColor(1.0f, 0.69f, 0.0f, 1.0f);
 
 // Child indexes (elements only) from the document's top to `node`.
 std::vector<size_t> pathOf(pugi::xml_node node) {
@@ -143,6 +146,8 @@ void AttributesEditor::init() {
         setEngine(Lumenda3DEngine::getEngine());
     if (!schema_ && engine_ && engine_->getScriptParser())
         setSchema(engine_->getScriptParser()->getCodeSchema());
+    if (!findings_)
+        findings_ = &LmdDocumentFindings::getInstance();
 }
 
 void AttributesEditor::setEngine(Lumenda3DEngine* engine) {
@@ -319,6 +324,7 @@ void AttributesEditor::renderAllAttributesGrouped(const std::string& search) {
     if (!schema_ || !currentNode_ || !*currentNode_.name())
         return;
     ImGui::PushID(blockSerial_);
+    renderFindings(nullptr);
     const std::vector<AttributeGroup> groups = AttributeLayout::groupAttributes(*schema_, currentNode_, search);
     if (groups.size() == 1) {
         ImGui::TextColored(kLabelColor, "%s", groups.front().name.c_str());
@@ -394,6 +400,24 @@ void AttributesEditor::renderAttributeInTable(const pugi::xml_node& definition) 
     ImGui::PushItemWidth(ImGui::GetContentRegionAvail().x);
     rendererFor(definition)->render(name, currentNode_.attribute(name.c_str()), currentNode_, definition);
     ImGui::PopItemWidth();
+    renderFindings(&name);
+}
+
+void AttributesEditor::renderFindings(const std::string* attribute) {
+    const int id = currentNode_.attribute("id").as_int(-1);
+    const std::vector<const LmdDocumentFindings::Finding*>* all = findings_ ? findings_->forNode(id) : nullptr;
+    if (!all)
+        return;
+    ImGui::PushStyleColor(ImGuiCol_Text, kFindingColor);
+    for (const LmdDocumentFindings::Finding* finding : *all) {
+        const std::vector<std::string>& named = finding->attributes;
+        const bool shown = attribute ? std::find(named.begin(), named.end(), *attribute) != named.end() : named.empty();
+        if (!shown)
+            continue;
+        ImGui::TextWrapped("! %s", finding->text.c_str());
+        recordItem(("finding##" + (attribute ? *attribute : std::string())).c_str());
+    }
+    ImGui::PopStyleColor();
 }
 
 } // namespace Lumenda3D

@@ -30,6 +30,7 @@ namespace Lumenda3D {
 
 class Block;
 class CodeSchema;
+class LmdDocumentFindings;
 class Lumenda3DEngine;
 
 class AttributesEditor : public BaseUI {
@@ -53,6 +54,11 @@ public:
         schema_ = schema;
         context_.schema = schema;
     }
+
+    // What the document check found in the open game: shown beside the attribute each finding
+    // names, or above the groups when it names none. init() takes the process's when none was
+    // given; null shows none.
+    void setFindings(const LmdDocumentFindings* findings) { findings_ = findings; }
 
     void open() { setIsWindowVisible(true); }
     void close() { setIsWindowVisible(false); }
@@ -101,6 +107,8 @@ private:
     void renderGroup(const AttributeGroup& group);
     void renderPrefixMatchedAttributes(const std::string& group, const std::vector<pugi::xml_node>& definitions);
     void renderAttributeInTable(const pugi::xml_node& definition);
+    // The findings on the shown element that name no attribute, or only `attribute`'s.
+    void renderFindings(const std::string* attribute);
     // Runs the editor command a field asked for during the frame (see AttributeContext).
     void runPendingCommand();
     // Finds the node of the shown block again after the document changed under it.
@@ -108,6 +116,7 @@ private:
 
     Lumenda3DEngine* engine_ = nullptr;
     const CodeSchema* schema_ = nullptr;
+    const LmdDocumentFindings* findings_ = nullptr;
     bool isWindowVisible_ = false;
     std::shared_ptr<Block> currentBlock_;
     int currentXmlId_ = -1;

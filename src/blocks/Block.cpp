@@ -4,6 +4,7 @@
 
 #include "base/LmdValueParser.h"
 #include "engine/Lumenda3DEngine.h"
+#include "engine/editing/LmdDocumentFindings.h"
 #include "engine/editing/LmdSourceFiles.h"
 #include "engine/events/LmdEvent.h"
 #include "engine/schema/CodeSchema.h"
@@ -34,6 +35,7 @@ std::vector<std::function<void(std::shared_ptr<Block>, std::shared_ptr<Block>)>>
     forever<std::vector<std::function<void(std::shared_ptr<Block>, std::shared_ptr<Block>)>>>();
 LmdSourceFiles* Block::sourceFiles = nullptr;
 const CodeSchema* Block::schema = nullptr;
+const LmdDocumentFindings* Block::documentFindings = nullptr;
 int Block::layoutGeneration = 0;
 std::function<void(int)>& Block::onSelected = *new std::function<void(int)>([](int xmlId) {
     if (Lumenda3DEngine* engine = Lumenda3DEngine::getEngine())
@@ -400,6 +402,20 @@ void Block::selectBlock() {
     selectedBlock = shared_from_this();
     if (xmlId_ != -1 && !isDragCopy_ && !isMainBlock_ && onSelected)
         onSelected(xmlId_);
+}
+
+bool Block::hasFindings() const {
+    return documentFindings && xmlId_ > 0 && documentFindings->forNode(xmlId_);
+}
+
+std::string Block::findingsText() const {
+    std::string text;
+    if (!documentFindings || xmlId_ <= 0)
+        return text;
+    if (const auto* findings = documentFindings->forNode(xmlId_))
+        for (const LmdDocumentFindings::Finding* finding : *findings)
+            text += (text.empty() ? "" : "\n") + finding->text;
+    return text;
 }
 
 } // namespace Lumenda3D

@@ -24,6 +24,7 @@
 namespace Lumenda3D {
 
 class CodeSchema;
+class LmdDocumentFindings;
 class LmdSourceFiles;
 class Workflow;
 
@@ -166,6 +167,12 @@ public:
     static const CodeSchema* schema;
     // Told the id of a block that was selected; by default the engine's event 19.
     static std::function<void(int xmlId)>& onSelected;
+    // What the document check found in the open game (a warning mark on the blocks it names);
+    // null shows no marks.
+    static const LmdDocumentFindings* documentFindings;
+    // The texts of the findings on this block's element, one per line; empty when it has none.
+    std::string findingsText() const;
+    bool hasFindings() const;
     // Bumped whenever something that the layout depends on changed.
     static int layoutGeneration;
 

@@ -281,4 +281,9 @@ void BlockLayout::collapseButton(ImVec2 min, ImVec2 max, const Metrics& m, ImVec
     centre = ImVec2(max.x - m.collapseMargin - radius, min.y + m.collapseMargin + radius);
 }
 
+void BlockLayout::warningMark(ImVec2 min, const Metrics& m, ImVec2& markMin, ImVec2& markMax) {
+    markMin = ImVec2(min.x + m.collapseMargin, min.y + m.collapseMargin);
+    markMax = ImVec2(markMin.x + m.collapseButton, markMin.y + m.collapseButton);
+}
+
 } // namespace Lumenda3D

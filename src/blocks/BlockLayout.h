@@ -65,6 +65,9 @@ public:
     static std::vector<std::string> captionLines(const Block& block, const Metrics& metrics);
     // Where the collapse button of a block of box `min`..`max` stands (its centre) and its radius.
     static void collapseButton(ImVec2 min, ImVec2 max, const Metrics& metrics, ImVec2& centre, float& radius);
+    // Where the warning mark of a block with findings stands (its box, in the top left corner,
+    // mirroring the collapse button), for a block whose box starts at `min`.
+    static void warningMark(ImVec2 min, const Metrics& metrics, ImVec2& markMin, ImVec2& markMax);
 };
 
 } // namespace Lumenda3D

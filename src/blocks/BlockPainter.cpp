@@ -108,6 +108,18 @@ void BlockPainter::draw(ImDrawList& list, const Block& block, ImVec2 origin, con
                          2.0f * m.scale);
     }
 
+    // Warning mark: an amber triangle with "!" when the document check found something here.
+    if (block.hasFindings()) {
+        ImVec2 markMin, markMax;
+        BlockLayout::warningMark(min, m, markMin, markMax);
+        const ImVec2 top((markMin.x + markMax.x) * 0.5f, markMin.y);
+        const ImVec2 left(markMin.x, markMax.y), right(markMax.x, markMax.y);
+        list.AddTriangleFilled(top, right, left, IM_COL32(255, 176, 0, 255));
+        list.AddTriangle(top, right, left, IM_COL32(60, 30, 0, 255), m.scale);
+        const ImVec2 bang = ImGui::CalcTextSize("!");
+        list.AddText(ImVec2(top.x - bang.x * 0.5f, markMax.y - bang.y - m.scale), IM_COL32(20, 20, 20, 255), "!");
+    }
+
     // Attribute lines: name in cyan, "=" in white, the value in yellow, on a dark band so that
     // they read on every block colour.
     if (l.attributeRows > 0) {

@@ -416,6 +416,7 @@ void Workflow::paintVisible(ImDrawList& list) {
     const int frame = ImGui::GetFrameCount();
     const ImVec2 mouse = ImGui::GetIO().MousePos;
     drawnBlocks_ = 0;
+    findingsTooltip_.clear();
     BlockLayout::visit(*rootBlock_, top, bottom, [&](Block& block) {
         // Hover or selection hides the assistant's colour.
         const bool highlighted = Block::mouseHoverBlock.get() == &block || Block::selectedBlock.get() == &block;
@@ -434,9 +435,22 @@ void Workflow::paintVisible(ImDrawList& list) {
             overButton = dx * dx + dy * dy <= radius * radius;
         }
         BlockPainter::draw(list, block, origin, metrics_, textures_, overButton);
+        if (Block::mouseHoverBlock.get() == &block && block.hasFindings()) {
+            ImVec2 markMin, markMax;
+            BlockLayout::warningMark(origin, metrics_, markMin, markMax);
+            if (mouse.x >= markMin.x && mouse.x <= markMax.x && mouse.y >= markMin.y && mouse.y <= markMax.y)
+                findingsTooltip_ = block.findingsText();
+        }
         ++drawnBlocks_;
     });
     rootBlock_->lastDrawnFrame = frame;
+    if (!findingsTooltip_.empty()) {
+        ImGui::BeginTooltip();
+        ImGui::PushTextWrapPos(ImGui::GetFontSize() * 30.0f);
+        ImGui::TextUnformatted(findingsTooltip_.c_str());
+        ImGui::PopTextWrapPos();
+        ImGui::EndTooltip();
+    }
 }
 
 void Workflow::drawTree() {

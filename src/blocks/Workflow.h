@@ -99,6 +99,8 @@ public:
     ImVec2 blockScreenCenter(const Block& block) const;
     // How many blocks the last frame drew.
     int getDrawnBlockCount() const { return drawnBlocks_; }
+    // The findings shown as the tooltip of a block's warning mark in the last frame ("" for none).
+    const std::string& getFindingsTooltip() const { return findingsTooltip_; }
     // Brings the layout up to date now (inside an ImGui frame).
     void ensureLayout();
 
@@ -178,6 +180,7 @@ private:
     ImVec2 windowMin_{0, 0}, windowMax_{0, 0};
     bool areaHovered_ = false;
     int drawnBlocks_ = 0;
+    std::string findingsTooltip_;
     bool widthSet_ = false;
     int windowFrame_ = -1;
 

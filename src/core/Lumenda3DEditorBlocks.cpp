@@ -14,6 +14,7 @@
 #include "blocks/MultiCopyDialog.h"
 #include "blocks/Workflow.h"
 #include "chrome/Tabs.h"
+#include "engine/editing/LmdDocumentFindings.h"
 #include "engine/editing/LmdSourceFiles.h"
 #include "engine/gizmo/LmdGizmo.h"
 #include "engine/gizmo/LmdGizmo2D.h"
@@ -108,6 +109,7 @@ void Lumenda3DEditor::setupBlocksHelper() {
 
     std::shared_ptr<ScriptParser> parser = getScriptParser();
     Block::schema = parser && parser->hasSchema() ? parser->getCodeSchema() : nullptr;
+    Block::documentFindings = &LmdDocumentFindings::getInstance();
     std::shared_ptr<BlocksPalette> palette = allUI ? allUI->getPanel<BlocksPalette>() : nullptr;
     Workflow* workflow = getWorkflow();
     BlockTextures textures = BlockTextureLoader::load();

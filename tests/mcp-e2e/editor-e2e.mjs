@@ -354,6 +354,30 @@ test('select_object on a nested node opens its ancestors and scrolls the block t
   await settled('stopped');
 });
 
+test('apply_edits applies a block with an undeclared variable and warns about it by node id', async () => {
+  await settled('stopped');
+  const before = await gameXml();
+  const levelId = idOf(before.xml, 'Level');
+  const reply = await callOk('apply_edits', {
+    baseRevision: before.revision,
+    ops: [{ op: 'insert', parentId: levelId, xml: '<OnStart><Set var="lives" value="3"/></OnStart>' }],
+  });
+  assert.match(reply, /^Applied\./);
+  const { xml } = await gameXml();
+  const setId = idOf(xml, 'Set');
+  assert.match(reply, /\nWarnings — the edit was applied, but these blocks will not work as written when the game runs; fix them:\n/);
+  const warning = reply.split('\n').find((l) => l.startsWith(`- n${setId} Set: `));
+  assert.ok(warning, `a warning names the Set by its id n${setId}: ${reply}`);
+  assert.match(warning, /unknown variable 'lives'/);
+  assert.match(xml, /<Set\b[^>]*\bvar="lives"/, 'a warning never refuses the edit');
+
+  const cleanup = await callOk('apply_edits', {
+    ops: [{ op: 'delete', id: idOf(xml, 'OnStart') }],
+  });
+  assert.doesNotMatch(cleanup, /Warnings/);
+  await settled('stopped');
+});
+
 test('run_game, send_input moves the runner, get_logs with sinceId gives only newer lines, stop_game', async () => {
   const beforeRun = logLines(await callOk('get_logs')).lastId;
   assert.match(await callOk('run_game'), /^Play requested \(asynchronous\)\. Status: \w+ — poll get_status\.$/);

@@ -4,6 +4,7 @@
 
 #include "engine/Lumenda3DEngine.h"
 #include "engine/app/LmdScreenProjector.h"
+#include "engine/editing/LmdDocumentFindings.h"
 #include "engine/editing/LmdSourceFiles.h"
 #include "engine/gizmo/LmdGizmo.h"
 #include "engine/gizmo/LmdGizmo2D.h"
@@ -64,9 +65,13 @@ LmdEditTools::LmdEditTools(Lumenda3DEngine& engine, LmdSourceFiles& files)
     };
     services2D.view = [this] { return engine_.get2DView(); };
     gizmo2D_->setServices(std::move(services2D));
+
+    // The views' findings follow this document.
+    LmdDocumentFindings::getInstance().follow(&files_, schema);
 }
 
 LmdEditTools::~LmdEditTools() {
+    LmdDocumentFindings::getInstance().follow(nullptr, nullptr);
     files_.setSceneBuilder(nullptr);
     if (files_.getDocument() == &engine_.getDocument())
         files_.attachDocument(nullptr);
@@ -111,6 +116,7 @@ void LmdEditTools::frameStarted() {
 
 void LmdEditTools::frameRenderingQueued() {
     files_.update();
+    LmdDocumentFindings::getInstance().update(LmdDocumentFindings::Clock::now());
 }
 
 void LmdEditTools::drawOverlay(ImDrawList* list) {

@@ -1,7 +1,8 @@
 #pragma once
 // The editor's tools in the edit scene, installed into the engine as its edit layer: the 3D and
 // the 2D gizmo, the selection (LmdSelection), picking by click, and the document service attached
-// to the engine's document (LmdSourceFiles: history, auto-save), whose frame work it runs.
+// to the engine's document (LmdSourceFiles: history, auto-save), whose frame work it runs, and the
+// document check's findings that the views show (LmdDocumentFindings), kept current.
 //
 //   LmdEditTools::install(engine);   // the editor's constructor; the player never calls it
 //

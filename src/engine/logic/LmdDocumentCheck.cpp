@@ -16,7 +16,7 @@ std::vector<LmdDocumentCheck::Finding> LmdDocumentCheck::check(const pugi::xml_n
     findings.reserve(translation.problems.size() + translation.notes.size());
     for (const auto* list : {&translation.problems, &translation.notes})
         for (const LmdLuaTranslation::Problem& problem : *list)
-            findings.push_back({problem.nodeId, problem.element, problem.text});
+            findings.push_back({problem.nodeId, problem.element, problem.text, problem.attributes});
     return findings;
 }
 

@@ -22,6 +22,9 @@ public:
         int nodeId = 0;      // the element's `id` (0 when it has none)
         std::string element; // e.g. "Move"
         std::string text;    // what is wrong, and what happens to the block when the game runs
+        // The attributes whose values are at fault (empty when the fault is the block's place or
+        // a name the game lacks as a whole), so that a view can show the finding beside them.
+        std::vector<std::string> attributes;
 
         // "n42 Move: moveX=\"fast\": unknown variable 'fast'; the block is skipped"
         std::string line() const;

@@ -12,6 +12,7 @@ struct LmdLuaTranslation {
         std::string element; // the element's name, e.g. "Move"
         std::string where;   // "id 42", or the element's name or path when it has no id
         std::string text;    // what is wrong and what happened to the block
+        std::vector<std::string> attributes; // the attributes at fault, when the fault is theirs
 
         // The log line: "Script error in Move (id 42): moveX=\"fast\": unknown variable 'fast'; ...".
         std::string message() const { return "Script error in " + element + " (" + where + "): " + text; }

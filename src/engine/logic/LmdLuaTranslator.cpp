@@ -303,8 +303,11 @@ public:
         if (left.empty())
             return fail("left", "is empty");
         Expr::Result r = Expr::translateComparison(left, value("op"), right.empty() ? "0" : right, scope_);
-        if (!r.ok)
+        if (!r.ok) {
+            noteAttribute("left");
+            noteAttribute("right");
             return fail("condition '" + left + " " + value("op") + " " + right + "': " + r.error);
+        }
         return r.lua;
     }
 
@@ -417,7 +420,10 @@ public:
         return true;
     }
 
-    std::string fail(const std::string& attr, const std::string& message) { return fail(attr + " " + message); }
+    std::string fail(const std::string& attr, const std::string& message) {
+        noteAttribute(attr);
+        return fail(attr + " " + message);
+    }
     std::string fail(const std::string& message) {
         faults_.push_back(message);
         return "nil";
@@ -429,6 +435,8 @@ public:
             out += (out.empty() ? "" : "; ") + f;
         return out;
     }
+    // The attributes named by the faults, once each, in the order found.
+    const std::vector<std::string>& faultyAttributes() const { return faultyAttributes_; }
     const std::string& name() const { return name_; }
     const Place& place() const { return place_; }
     const RunScope& scope() const { return scope_; }
@@ -445,7 +453,12 @@ private:
         return text.empty() ? trim(defaultOf(attr)) : text;
     }
     std::string failExpr(const char* attr, const std::string& text, const std::string& error) {
+        noteAttribute(attr);
         return fail(std::string(attr) + "=\"" + text + "\": " + error);
+    }
+    void noteAttribute(const std::string& attr) {
+        if (std::find(faultyAttributes_.begin(), faultyAttributes_.end(), attr) == faultyAttributes_.end())
+            faultyAttributes_.push_back(attr);
     }
 
     pugi::xml_node node_;
@@ -454,6 +467,7 @@ private:
     std::string name_;
     const CodeSchema::CommandDef* def_ = nullptr;
     std::vector<std::string> faults_;
+    std::vector<std::string> faultyAttributes_;
 };
 
 // ---------------------------------------------------------------- the translator
@@ -493,19 +507,20 @@ private:
         nodeIndex_.emplace(node.internal_object(), index);
         return index;
     }
-    void problem(pugi::xml_node node, const std::string& text) {
+    void problem(pugi::xml_node node, const std::string& text, std::vector<std::string> attributes = {}) {
         Problem p;
         p.nodeId = node.attribute("id").as_int(0);
         p.element = node.name();
         p.where = where(node);
         p.text = text;
+        p.attributes = std::move(attributes);
         out_.problems.push_back(std::move(p));
     }
     // Reports the block's faults; true when it has none.
     bool check(pugi::xml_node node, const Block& block, const char* consequence = "the block is skipped") {
         if (block.ok())
             return true;
-        problem(node, block.faults() + "; " + consequence);
+        problem(node, block.faults() + "; " + consequence, block.faultyAttributes());
         return false;
     }
     void emit(pugi::xml_node node, const std::string& code) {
@@ -809,7 +824,7 @@ void Translator::declaration(pugi::xml_node node, int level, const Declarations*
             for (const Expr::Result& item : items)
                 list += (list.empty() ? "" : ", ") + item.lua;
         } else {
-            problem(node, "items=\"" + b.value("items") + "\": " + error + "; '" + name + "' starts empty");
+            problem(node, "items=\"" + b.value("items") + "\": " + error + "; '" + name + "' starts empty", {"items"});
         }
         code = slot + " = {" + list + "}";
     } else { // LoadSound: only sounds that play by themselves need logic
@@ -1434,7 +1449,7 @@ void Translator::sArray(pugi::xml_node node, Place& place, Locals& locals) {
         for (const Expr::Result& item : items)
             list += (list.empty() ? "" : ", ") + item.lua;
     } else {
-        problem(node, "items=\"" + b.value("items") + "\": " + error + "; '" + name + "' starts empty");
+        problem(node, "items=\"" + b.value("items") + "\": " + error + "; '" + name + "' starts empty", {"items"});
     }
     emit(node, "local v_" + name + " = {" + list + "}");
     locals.add(name, true);
