@@ -3,6 +3,8 @@
 #include <cstdio>
 #include <map>
 #include <mutex>
+#include <utility>
+#include <vector>
 
 namespace Lumenda3D {
 namespace {
@@ -11,6 +13,7 @@ struct LogState {
     std::map<int, LogSink> sinks;
     int nextHandle = 1;
     bool echo = true;
+    std::vector<std::pair<std::string, LogLevel>> startLines;
 };
 LogState& state() {
     static LogState s;
@@ -28,6 +31,8 @@ void LmdLog::message(const std::string& text, LogLevel level) {
         const char* tag = level == LogLevel::Critical ? "CRITICAL: " : level == LogLevel::Warning ? "WARNING: " : "";
         std::fprintf(stderr, "%s%s\n", tag, text.c_str());
     }
+    if (level >= LogLevel::Normal && s.startLines.size() < kStartLines)
+        s.startLines.emplace_back(text, level);
     delivering = true;
     try {
         for (auto& entry : s.sinks)
@@ -39,12 +44,29 @@ void LmdLog::message(const std::string& text, LogLevel level) {
     delivering = false;
 }
 
-int LmdLog::addSink(LogSink sink) {
+int LmdLog::addSink(LogSink sink, bool replayStartLines) {
     LogState& s = state();
     std::lock_guard<std::mutex> lock(s.mutex);
+    if (replayStartLines) {
+        delivering = true;
+        try {
+            for (const auto& [text, level] : s.startLines)
+                sink(text, level);
+        } catch (...) {
+            delivering = false;
+            throw;
+        }
+        delivering = false;
+    }
     int handle = s.nextHandle++;
     s.sinks.emplace(handle, std::move(sink));
     return handle;
+}
+
+std::size_t LmdLog::startLineCount() {
+    LogState& s = state();
+    std::lock_guard<std::mutex> lock(s.mutex);
+    return s.startLines.size();
 }
 
 void LmdLog::removeSink(int handle) {

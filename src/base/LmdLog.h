@@ -2,6 +2,7 @@
 // The editor's log. Every subsystem writes here; sinks (stderr, the engine's log file,
 // the agent log ring) receive each line with its level. The levels are numbered as the engine's
 // log numbers its own, so that one mapping serves both.
+#include <cstddef>
 #include <exception>
 #include <functional>
 #include <string>
@@ -24,7 +25,14 @@ public:
     static bool isDeliveringOnThisThread();
 
     // Adds a sink; returns a handle for removeSink. Sinks are called under a lock, in order.
-    static int addSink(LogSink sink);
+    // With `replayStartLines` the sink first gets the process's start-up lines (see below), so
+    // that a sink added late (the agent server's log, started after the engine) still has them.
+    static int addSink(LogSink sink, bool replayStartLines = false);
+    // The process's first kStartLines lines at the normal level or above ("no audio device", a
+    // missing schema...) are kept for sinks added later.
+    static constexpr std::size_t kStartLines = 200;
+    // How many start-up lines are kept so far (kStartLines once the start is over).
+    static std::size_t startLineCount();
     static void removeSink(int handle);
 
     // Whether lines also go to stderr (on by default; tests that expect errors may turn it off).

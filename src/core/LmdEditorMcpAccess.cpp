@@ -172,6 +172,7 @@ LmdMcpEditorAccess::GameState LmdEditorMcpAccess::getGameState() {
     if (!editor_)
         return state;
     state.level = editor_->getCurLevel();
+    state.audioDeviceOpen = !editor_->getSound().isSilent();
     if (editor_->isRunning()) {
         state.gameTime = editor_->getGameTime();
         for (const auto& [name, value] : editor_->getLogic().variables())

@@ -55,7 +55,10 @@ void LmdLogRingBuffer::attach() {
             engineLog_ = log;
         }
     }
-    sinkHandle_ = LmdLog::addSink([this](const std::string& message, LogLevel level) { record(message, fromLogLevel(level)); });
+    // The first registration takes the process's start-up lines ("no audio device" comes before
+    // the agent server starts); a later one has them already.
+    sinkHandle_ = LmdLog::addSink([this](const std::string& message, LogLevel level) { record(message, fromLogLevel(level)); },
+                                  lastId() == 0);
 }
 
 void LmdLogRingBuffer::detach() {

@@ -51,7 +51,8 @@ public:
     // Id of the newest line ever logged; 0 before the first.
     std::uint64_t lastId() const;
 
-    // Registers on the engine's default log (when the process has one) and on the editor's log.
+    // Registers on the engine's default log (when the process has one) and on the editor's log;
+    // the first time, it first records the editor log's start-up lines (LmdLog::kStartLines).
     // Removes an earlier registration first, so calling it twice never records a line twice.
     // detach() removes both; lines and ids are kept.
     void attach();

@@ -71,6 +71,7 @@ public:
         double gameTime = 0.0;      // seconds of game time since the game started
         std::vector<Variable> variables;
         std::vector<ScreenElement> elements;
+        bool audioDeviceOpen = false; // whether sound can be heard (else it is only checked and logged)
     };
 
     // One attribute change of a live edit.

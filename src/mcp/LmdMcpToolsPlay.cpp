@@ -137,6 +137,7 @@ json LmdMcpTools::getStatus() {
         return noEditor();
     float width = 0.0f, height = 0.0f;
     editor_->getWindowSize(width, height);
+    const LmdMcpEditorAccess::GameState state = editor_->getGameState();
     json status = {
         {"playStatus", playStatusText(editor_->getPlayStatus())},
         {"projectName", editor_->getProjectName()},
@@ -146,7 +147,8 @@ json LmdMcpTools::getStatus() {
         {"windowWidth", static_cast<int>(width)},
         {"windowHeight", static_cast<int>(height)},
         {"lastLogId", logs_ ? logs_->lastId() : 0},
-        {"level", editor_->getGameState().level},
+        {"level", state.level},
+        {"audioDeviceOpen", state.audioDeviceOpen},
     };
     return textResult(status.dump(2));
 }

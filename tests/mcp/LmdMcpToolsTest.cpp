@@ -257,8 +257,12 @@ TEST(LmdMcpPlayTools, SceneInfoTellsClonesApartAndReadsTheGameState) {
     EXPECT_EQ(info["elements2D"][1]["level"], "Menu");
     EXPECT_FALSE(info["elements2D"][1].contains("text"));
 
-    const json status = json::parse(text(tools.call("get_status", json::object())));
+    json status = json::parse(text(tools.call("get_status", json::object())));
     EXPECT_EQ(status["level"], "Game");
+    EXPECT_EQ(status["audioDeviceOpen"], false);
+    editor.gameState.audioDeviceOpen = true;
+    status = json::parse(text(tools.call("get_status", json::object())));
+    EXPECT_EQ(status["audioDeviceOpen"], true);
 }
 
 TEST(LmdMcpPlayTools, RunSecondsPlaysASpanAndWaitsForItsEnd) {

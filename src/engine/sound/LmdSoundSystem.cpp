@@ -18,6 +18,7 @@ namespace {
 constexpr int kChannels = 32;
 
 std::string nodeText(int nodeId) { return nodeId >= 0 ? " (id " + std::to_string(nodeId) + ")" : ""; }
+std::string namedText(const std::string& name) { return name.empty() ? "" : " '" + name + "'"; }
 
 float volumeOf(float v) { return std::isfinite(v) ? std::clamp(v, 0.0f, 1.0f) : 1.0f; }
 
@@ -58,7 +59,7 @@ bool LmdSoundSystem::init() {
     mChannels = Mix_AllocateChannels(kChannels);
     mOpen = true;
     const char* driver = SDL_GetCurrentAudioDriver();
-    LmdLog::message(std::string("Sound: audio device open (") + (driver ? driver : "?") + ")", LogLevel::Trivial);
+    LmdLog::message(std::string("Sound: audio device open (") + (driver ? driver : "?") + ")");
     // Sounds declared while silent were only checked: decode them now.
     for (auto& entry : mSounds) {
         Sound& sound = entry.second;
@@ -88,7 +89,7 @@ bool LmdSoundSystem::readSound(Sound& sound) {
     const std::string shown = "'" + (d.fileName.empty() ? path : d.fileName) + "'";
     const std::string where = (!d.path.empty() && d.path != d.fileName) ? " (looked for " + d.path + ")" : "";
     auto fault = [&](const std::string& what) {
-        LmdLog::critical("Sound error in LoadSound" + nodeText(d.nodeId) + ": " + what);
+        LmdLog::critical("Sound error in LoadSound" + namedText(d.name) + nodeText(d.nodeId) + ": " + what);
         sound.ok = false;
         return false;
     };
@@ -168,11 +169,13 @@ bool LmdSoundSystem::play(const std::string& name, float volume, bool loop, int 
     Sound& sound = it->second;
     if (!sound.ok)
         return false; // its file was reported when it was loaded
-    if (!mOpen)
+    const bool loops = loop || sound.declaration.loop;
+    if (!mOpen) {
+        noteStarted(sound, loops);
         return true;
+    }
     const float level = volumeOf(volume) * volumeOf(sound.declaration.volume);
     const int mixerVolume = static_cast<int>(std::lround(level * MIX_MAX_VOLUME));
-    const bool loops = loop || sound.declaration.loop;
     if (sound.music) {
         Mix_VolumeMusic(mixerVolume);
         if (Mix_PlayMusic(sound.stream, loops ? -1 : 1) != 0) {
@@ -180,6 +183,7 @@ bool LmdSoundSystem::play(const std::string& name, float volume, bool loop, int 
             return false;
         }
         mMusicPlaying = name;
+        noteStarted(sound, loops);
         return true;
     }
     // A free channel, or else the one playing the longest: a new effect is more important.
@@ -193,7 +197,13 @@ bool LmdSoundSystem::play(const std::string& name, float volume, bool loop, int 
         LmdLog::message("Sound: cannot play '" + name + "': " + Mix_GetError());
         return false;
     }
+    noteStarted(sound, loops);
     return true;
+}
+
+void LmdSoundSystem::noteStarted(const Sound& sound, bool loops) const {
+    LmdLog::message("Sound: " + std::string(sound.music ? "music '" : "'") + sound.declaration.name + "' started" +
+                    (loops ? ", looping" : "") + (mOpen ? "" : " (no audio device: not heard)"));
 }
 
 void LmdSoundSystem::haltSound(const Sound& sound) {
@@ -216,6 +226,7 @@ void LmdSoundSystem::haltSound(const Sound& sound) {
 bool LmdSoundSystem::stop(const std::string& name, int nodeId) {
     if (name.empty()) {
         stopAll();
+        LmdLog::message("Sound: every sound stopped");
         return true;
     }
     auto it = mSounds.find(name);
@@ -225,7 +236,9 @@ bool LmdSoundSystem::stop(const std::string& name, int nodeId) {
                              "' is declared (declare it with LoadSound)");
         return false;
     }
+    const bool playing = isPlaying(name);
     haltSound(it->second);
+    LmdLog::message("Sound: '" + name + "' stopped" + (mOpen && !playing ? " (it was not playing)" : ""));
     return true;
 }
 

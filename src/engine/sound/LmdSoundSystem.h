@@ -13,6 +13,11 @@
 // sound names, missing files, files that are no sound at all) and logs the same faults, but
 // nothing plays. A fault is one critical log line that names the node, and the game goes on.
 //
+// What the game does with sound is observable in the log at the normal level: each play that
+// starts ("Sound: 'coin' started", ", looping" for a loop, and "(no audio device: not heard)"
+// in silent mode), each StopSound ("Sound: 'theme' stopped", "Sound: every sound stopped"), and
+// whether the device opened.
+//
 // One per process: SDL2_mixer has a single output. Main thread only.
 #include <cstddef>
 #include <map>
@@ -84,6 +89,8 @@ private:
     void release(Sound& sound);
     void haltSound(const Sound& sound);
     bool readSound(Sound& sound);
+    // The log line of a play that started (or, without a device, would have).
+    void noteStarted(const Sound& sound, bool loops) const;
 
     std::map<std::string, Sound> mSounds;
     std::set<std::string> mReportedUnknown;

@@ -80,11 +80,11 @@ protected:
         critical.clear();
         EXPECT_FALSE(sound.load(declare("boom", "boom.wav", 12)));
         ASSERT_EQ(critical.size(), 1u);
-        EXPECT_NE(critical[0].find("Sound error in LoadSound (id 12): cannot read 'boom.wav'"), std::string::npos)
+        EXPECT_NE(critical[0].find("Sound error in LoadSound 'boom' (id 12): cannot read 'boom.wav'"), std::string::npos)
             << critical[0];
         EXPECT_FALSE(sound.load(declare("notes", "notes.wav", 13)));
         ASSERT_EQ(critical.size(), 2u);
-        EXPECT_NE(critical[1].find("(id 13)"), std::string::npos) << critical[1];
+        EXPECT_NE(critical[1].find("LoadSound 'notes' (id 13)"), std::string::npos) << critical[1];
         EXPECT_NE(critical[1].find("'notes.wav'"), std::string::npos) << critical[1];
         std::ofstream(dir + "empty.wav").close();
         EXPECT_FALSE(sound.load(declare("empty", "empty.wav", 14)));
@@ -137,6 +137,15 @@ TEST_F(LmdSoundSystemTest, WithoutADeviceEverythingIsSilentButInputIsStillChecke
     EXPECT_TRUE(sound.stop("jump"));
     EXPECT_TRUE(sound.stop(""));
     EXPECT_TRUE(critical.empty());
+    // What the game did with sound can be read in the log, heard or not.
+    EXPECT_EQ(normal, (std::vector<std::string>{
+                          normal[0],
+                          "Sound: music 'theme' started (no audio device: not heard)",
+                          "Sound: 'jump' started, looping (no audio device: not heard)",
+                          "Sound: 'jump' started (no audio device: not heard)",
+                          "Sound: 'jump' stopped",
+                          "Sound: every sound stopped",
+                      }));
 
     expectFileFaultsReported(sound);
 
@@ -174,6 +183,15 @@ TEST_F(LmdSoundSystemTest, DummyDriverLoadsPlaysAndStopsRealFiles) {
     EXPECT_TRUE(sound.stop("theme"));
     EXPECT_FALSE(sound.isPlaying("theme"));
     EXPECT_TRUE(sound.isPlaying("jump")) << "stopping the music leaves the effects";
+    EXPECT_EQ(normal[0], "Sound: audio device open (dummy)");
+    EXPECT_EQ(std::vector<std::string>(normal.begin() + 1, normal.end()),
+              (std::vector<std::string>{"Sound: 'jump' started", "Sound: 'coin' started, looping",
+                                        "Sound: 'coin' started", "Sound: 'coin' stopped",
+                                        "Sound: music 'theme' started", "Sound: 'theme' stopped"}))
+        << "a music declared again while it plays is not started again";
+    normal.clear();
+    EXPECT_TRUE(sound.stop("theme"));
+    EXPECT_EQ(normal, std::vector<std::string>{"Sound: 'theme' stopped (it was not playing)"});
 
     // Another file under the same name replaces the sound.
     ASSERT_TRUE(sound.load(declare("jump", "coin.wav", 10)));
