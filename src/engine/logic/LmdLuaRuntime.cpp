@@ -88,6 +88,36 @@ struct LmdLuaRuntime::Bindings {
         return results;
     }
 
+    // An action on the scene (move, force, sound, animation, light, clone, destroy): when it
+    // cannot act (the object is not there, the sound cannot play) the failure is logged against
+    // its block like any error, but the logic goes on with the next block, so that one action
+    // that finds nothing never takes its siblings down with it. Errors of the logic itself (a
+    // value of the wrong kind, a runaway While) still end the handler: what follows would run on
+    // a broken value.
+    template <int (*body)(lua_State*, LmdLuaRuntime&, std::string&)>
+    static int action(lua_State* L) {
+        LmdLuaRuntime& self = rt(L);
+        int results = -1;
+        std::string error;
+        try {
+            results = body(L, self, error);
+        } catch (const std::exception& e) {
+            error = std::string("the scene failed: ") + e.what();
+            results = -1;
+        } catch (...) {
+            error = "the scene failed";
+            results = -1;
+        }
+        if (results >= 0)
+            return results;
+        int line = gameLine(L);
+        if (line <= 0)
+            line = self.fallbackLine_;
+        const LineEntry* entry = self.entryForLine(line);
+        self.report(entry ? entry->element : "", entry ? entry->where : "", error);
+        return 0;
+    }
+
     static void* alloc(void* userData, void* block, size_t oldSize, size_t newSize) {
         auto* self = static_cast<LmdLuaRuntime*>(userData);
         const size_t old = block ? oldSize : 0;
@@ -528,17 +558,17 @@ bool LmdLuaRuntime::openState() {
         {"goToLevel", &Bindings::goToLevel},
         {"get", &Bindings::guarded<&Bindings::get>},
         {"set", &Bindings::guarded<&Bindings::set>},
-        {"translate", &Bindings::guarded<&Bindings::translate>},
-        {"lookAt", &Bindings::guarded<&Bindings::lookAt>},
-        {"force", &Bindings::guarded<&Bindings::force>},
-        {"velocity", &Bindings::guarded<&Bindings::velocity>},
-        {"destroy", &Bindings::guarded<&Bindings::destroy>},
-        {"clone", &Bindings::guarded<&Bindings::clone>},
-        {"playAnimation", &Bindings::guarded<&Bindings::playAnimation>},
-        {"stopAnimation", &Bindings::guarded<&Bindings::stopAnimation>},
-        {"light", &Bindings::guarded<&Bindings::light>},
-        {"playSound", &Bindings::guarded<&Bindings::playSound>},
-        {"stopSound", &Bindings::guarded<&Bindings::stopSound>},
+        {"translate", &Bindings::action<&Bindings::translate>},
+        {"lookAt", &Bindings::action<&Bindings::lookAt>},
+        {"force", &Bindings::action<&Bindings::force>},
+        {"velocity", &Bindings::action<&Bindings::velocity>},
+        {"destroy", &Bindings::action<&Bindings::destroy>},
+        {"clone", &Bindings::action<&Bindings::clone>},
+        {"playAnimation", &Bindings::action<&Bindings::playAnimation>},
+        {"stopAnimation", &Bindings::action<&Bindings::stopAnimation>},
+        {"light", &Bindings::action<&Bindings::light>},
+        {"playSound", &Bindings::action<&Bindings::playSound>},
+        {"stopSound", &Bindings::action<&Bindings::stopSound>},
         {"distance", &Bindings::guarded<&Bindings::distance>},
         {"print", &Bindings::guarded<&Bindings::print>},
         {nullptr, nullptr},
