@@ -86,8 +86,9 @@ void LmdGamePhysics::addObject(LmdBase3D& object, const LmdMeshData* mesh) {
     const std::string key = "body" + std::to_string(++mSerial);
     body.key = key;
     body.xmlId = d.xmlId;
-    body.kind = d.physics.body == LmdBodyType::Dynamic ? LmdPhysicsWorld::BodyKind::Dynamic
-                                                        : LmdPhysicsWorld::BodyKind::Static;
+    body.kind = d.physics.body == LmdBodyType::Dynamic     ? LmdPhysicsWorld::BodyKind::Dynamic
+                : d.physics.body == LmdBodyType::Kinematic ? LmdPhysicsWorld::BodyKind::Kinematic
+                                                           : LmdPhysicsWorld::BodyKind::Static;
     body.scale = toVec(worldScaleOf(object));
     body.transform = transformOf(object);
     body.mass = d.physics.mass;
@@ -100,6 +101,8 @@ void LmdGamePhysics::addObject(LmdBase3D& object, const LmdMeshData* mesh) {
         return;
     mKeys[&object] = key;
     mObjects[key] = &object;
+    if (body.kind == LmdPhysicsWorld::BodyKind::Kinematic)
+        mKinematic[&object] = true;
     mBodies[&object] = std::move(body);
 }
 

@@ -1,10 +1,11 @@
 #pragma once
-// Connects the play scene's objects with the physics world. Every object with body="static" or
-// body="dynamic" gets a body of its shape (the collision shape fits the object's mesh: `auto`
+// Connects the play scene's objects with the physics world. Every object with body="static",
+// "dynamic" or "kinematic" gets a body of its shape (the collision shape fits the object's mesh: `auto`
 // picks one by the element, or box, sphere, capsule, cylinder or the mesh itself) at the
 // object's world place and scale. After each step, dynamic bodies move their objects. When logic
-// moves an object that has a body, the body follows: a dynamic body keeps its speed, a static
-// one becomes kinematic so that it carries what stands on it (moving platforms).
+// moves an object that has a body, the body follows: a dynamic body keeps its speed, a kinematic
+// one sweeps there and carries what stands on it (moving platforms), and a static one becomes
+// kinematic at its first move.
 #include <optional>
 #include <string>
 #include <unordered_map>

@@ -97,6 +97,13 @@ struct LmdPhysicsWorld::Body {
     btVector3 pendingForce{0, 0, 0};
     btVector3 pendingTorque{0, 0, 0};
     bool hasPending = false;
+    // Kinematic: where moveKinematic asked it to be by the end of the next step(), and where it
+    // was when asked; the fixed steps of that step() share the way. Its velocity in the last
+    // fixed step, so that what stands on it takes each change of it.
+    bool hasTarget = false;
+    btTransform targetFrom;
+    btTransform target;
+    btVector3 lastVelocity{0, 0, 0};
 
     std::string describe() const {
         std::string text = "'" + key + "'";
@@ -149,7 +156,11 @@ int LmdPhysicsWorld::step(float dt) {
     if (std::isfinite(dt) && dt > 0) {
         mAccumulator += dt;
         // The tolerance keeps a frame of exactly one fixed step from rounding down to none.
+        // The fixed steps this call will make: kinematic bodies go their way in as many parts.
+        const int planned =
+            std::min(mMaxSubSteps, static_cast<int>(std::floor((mAccumulator + 1e-9) / mFixedStep)));
         while (mAccumulator + 1e-9 >= mFixedStep && steps < mMaxSubSteps) {
+            sweepKinematic(steps, planned);
             for (auto& entry : mBodies) {
                 Body& body = *entry.second;
                 if (body.hasPending) {
@@ -455,6 +466,8 @@ bool LmdPhysicsWorld::setTransform(const std::string& key, const Transform& tran
         return false;
     }
     wakeTouching(*body); // the old neighbours
+    body->hasTarget = false;
+    body->lastVelocity.setZero();
     btRigidBody& rigid = *body->rigid;
     rigid.setWorldTransform(t);
     rigid.setInterpolationWorldTransform(t);
@@ -481,9 +494,12 @@ bool LmdPhysicsWorld::moveKinematic(const std::string& key, const Transform& tra
         reportOnce(*body, "a move to a position or orientation that is not a number was ignored");
         return false;
     }
-    // Only the target: Bullet derives the body's velocity from the old place at the next step.
-    body->rigid->setWorldTransform(t);
-    mBullet->world.updateSingleAabb(body->rigid.get());
+    // Only the target: the next step() sweeps the body there over its fixed steps, and Bullet
+    // derives the body's velocity from each part of the way.
+    if (!body->hasTarget)
+        body->targetFrom = body->rigid->getWorldTransform();
+    body->target = t;
+    body->hasTarget = true;
     return true;
 }
 
@@ -558,6 +574,63 @@ bool LmdPhysicsWorld::applyImpulse(const std::string& key, const Vec3& impulse, 
     body->rigid->applyImpulse(j, at);
     body->rigid->activate(true);
     return true;
+}
+
+void LmdPhysicsWorld::sweepKinematic(int step, int planned) {
+    const btScalar dt = static_cast<btScalar>(mFixedStep);
+    for (auto& entry : mBodies) {
+        Body& body = *entry.second;
+        if (body.kind != BodyKind::Kinematic)
+            continue;
+        btVector3 velocity(0, 0, 0);
+        if (body.hasTarget && planned > 0) {
+            const btScalar part = btScalar(step + 1) / btScalar(planned);
+            const btTransform& from = body.targetFrom;
+            btTransform at;
+            at.setOrigin(from.getOrigin().lerp(body.target.getOrigin(), part));
+            at.setRotation(from.getRotation().slerp(body.target.getRotation(), part));
+            velocity = (at.getOrigin() - body.rigid->getWorldTransform().getOrigin()) / dt;
+            body.rigid->setWorldTransform(at);
+            mBullet->world.updateSingleAabb(body.rigid.get());
+            if (step + 1 >= planned)
+                body.hasTarget = false;
+        }
+        const btVector3 change = velocity - body.lastVelocity;
+        body.lastVelocity = velocity;
+        if (!change.isZero())
+            carryRiders(body, fromBt(change));
+    }
+}
+
+void LmdPhysicsWorld::carryRiders(const Body& platform, const Vec3& change) {
+    // A dynamic body stands on the platform when a contact's normal points up from the platform
+    // to it. It takes the change of the platform's velocity at once, so that friction only has to
+    // hold it where it stands (and not to catch up with the platform, which lags and slides).
+    btCollisionDispatcher& dispatcher = mBullet->dispatcher;
+    for (int i = 0, count = dispatcher.getNumManifolds(); i < count; ++i) {
+        const btPersistentManifold* m = dispatcher.getManifoldByIndexInternal(i);
+        const auto* a = static_cast<const Body*>(m->getBody0()->getUserPointer());
+        const auto* b = static_cast<const Body*>(m->getBody1()->getUserPointer());
+        if (!a || !b || (a != &platform && b != &platform))
+            continue;
+        const Body* rider = a == &platform ? b : a;
+        if (rider->kind != BodyKind::Dynamic || rider->sensor)
+            continue;
+        bool standing = false;
+        for (int j = 0; j < m->getNumContacts() && !standing; ++j) {
+            const btManifoldPoint& point = m->getContactPoint(j);
+            if (point.getDistance() > kTouchDistance * 4)
+                continue;
+            // The normal on body 1 points towards body 0.
+            const btScalar up = point.m_normalWorldOnB.y();
+            standing = b == &platform ? up > btScalar(0.7) : up < btScalar(-0.7);
+        }
+        if (!standing)
+            continue;
+        btRigidBody& body = *rider->rigid;
+        body.setLinearVelocity(body.getLinearVelocity() + btVector3(change.x, change.y, change.z));
+        body.activate(true);
+    }
 }
 
 void LmdPhysicsWorld::collectContacts() {

@@ -112,8 +112,10 @@ public:
     std::optional<Transform> getTransform(const std::string& key) const;
     // Teleports: the body is placed there with no velocity, whatever its kind.
     bool setTransform(const std::string& key, const Transform& transform);
-    // Moves a kinematic body so that it sweeps to the new place during the next fixed step and
-    // pushes dynamic bodies on its way. False for other kinds.
+    // Moves a kinematic body so that it sweeps to the new place during the next step() (shared
+    // evenly among its fixed steps; with none, by a later one), pushing dynamic bodies on its
+    // way. Dynamic bodies standing on it move with it: each change of its velocity is given to
+    // them at once, and friction keeps them in place (moving platforms). False for other kinds.
     bool moveKinematic(const std::string& key, const Transform& transform);
 
     std::optional<Vec3> getLinearVelocity(const std::string& key, Space space = Space::World) const;
@@ -161,6 +163,10 @@ private:
     void destroyBody(Body& body);
     void wakeTouching(const Body& body);
     void collectContacts();
+    // Moves the kinematic bodies by their part of the way in fixed step `step` of `planned`.
+    void sweepKinematic(int step, int planned);
+    // Gives the dynamic bodies standing on `platform` the change of its velocity.
+    void carryRiders(const Body& platform, const Vec3& change);
     void deliverCollisions();
     // Logs a runtime fault of a body once (logic may repeat the same bad call every frame).
     void reportOnce(Body& body, const std::string& what);

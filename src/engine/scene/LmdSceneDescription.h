@@ -24,7 +24,7 @@ enum class LmdObjectKind {
 
 enum class LmdElementKind { Text, Image, Rect, Button, Joystick };
 
-enum class LmdBodyType { None, Static, Dynamic };
+enum class LmdBodyType { None, Static, Dynamic, Kinematic };
 enum class LmdShapeType { Auto, Box, Sphere, Capsule, Cylinder, Mesh };
 
 struct LmdPhysicsDesc {

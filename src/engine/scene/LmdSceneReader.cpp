@@ -72,6 +72,8 @@ LmdBodyType bodyOf(const std::string& text) {
         return LmdBodyType::Static;
     if (text == "dynamic")
         return LmdBodyType::Dynamic;
+    if (text == "kinematic")
+        return LmdBodyType::Kinematic;
     return LmdBodyType::None;
 }
 

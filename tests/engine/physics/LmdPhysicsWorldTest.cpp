@@ -334,6 +334,49 @@ TEST_F(LmdPhysicsWorldTest, KinematicBodyPushesAndIsNotPushed) {
     EXPECT_GT(pos(world, "crate").x, 3.5f);
 }
 
+// A player standing on a moving platform goes along with it from the first frame, whether a
+// frame holds one fixed step or two, and stays where it stands when the platform stops.
+TEST_F(LmdPhysicsWorldTest, WhatStandsOnAKinematicPlatformMovesWithIt) {
+    for (const int stepsPerFrame : {1, 2}) {
+        SCOPED_TRACE(stepsPerFrame);
+        const float frame = kFrame * stepsPerFrame;
+        W world;
+        W::BodyDesc platform = box("platform", {0, 1, 0}, W::BodyKind::Kinematic);
+        platform.shape.halfExtents = {2, 0.25f, 2};
+        world.addBody(platform);
+        W::BodyDesc player = box("player", {0, 1.75f, 0});
+        player.lockRotation = true;
+        world.addBody(player);
+        world.addBody(box("bystander", {5, 0.5f, 0}));  // not on the platform: not carried
+        world.addBody(floor());
+        run(world, 0.5f);
+        const W::Vec3 start = pos(world, "player");
+        ASSERT_NEAR(start.y, 1.75f, 0.02f) << "stands on the platform";
+
+        // 2 m/s along x for 1.5 s, then to the side along z for 0.5 s.
+        W::Vec3 at{0, 1, 0};
+        const int frames = static_cast<int>(std::lround(2.0f / frame));
+        for (int i = 1; i <= frames; ++i) {
+            if (i * frame <= 1.5f + 1e-4f)
+                at.x += 2.0f * frame;
+            else
+                at.z += 2.0f * frame;
+            ASSERT_TRUE(world.moveKinematic("platform", {at, {}}));
+            world.step(frame);
+            const W::Vec3 p = pos(world, "player");
+            ASSERT_NEAR(p.x - start.x, at.x, 0.03f) << "frame " << i;
+            ASSERT_NEAR(p.z - start.z, at.z, 0.03f) << "frame " << i;
+        }
+        // The platform stops: so does the player, where it stood on it.
+        run(world, 0.5f);
+        const W::Vec3 p = pos(world, "player");
+        EXPECT_NEAR(p.x - start.x, 3.0f, 0.03f);
+        EXPECT_NEAR(p.z - start.z, 1.0f, 0.03f);
+        EXPECT_NEAR(p.y, start.y, 0.02f);
+        EXPECT_NEAR(pos(world, "bystander").x, 5.0f, 1e-3f);
+    }
+}
+
 TEST_F(LmdPhysicsWorldTest, RemovingBodiesFromTheCollisionCallbackIsSafe) {
     W world;
     world.addBody(floor());
