@@ -170,8 +170,10 @@ bool Lumenda3DEngine::setXmlSourceString(const std::string& xml) {
         return mDocument.setXmlSourceString(xml); // logs nothing, returns false, keeps the old one
     forgetDocumentNodes();
     const bool ok = mDocument.setXmlSourceString(xml);
-    if (ok)
+    if (ok) {
         mFaults.reset(); // a new document reports its faults anew
+        clearSyntheticClickMark();
+    }
     return ok;
 }
 

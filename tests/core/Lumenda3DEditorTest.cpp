@@ -360,4 +360,17 @@ TEST_F(EditorTest, AnAgentsUndoAndRedoKeysAreRefusedAndChangeNothing) {
     EXPECT_TRUE(files().canRedo());
 }
 
+// The pink mark of an agent's last click belongs to the scene it was made on.
+TEST_F(EditorTest, TheMarkOfASyntheticClickGoesWithANewDocument) {
+    ASSERT_TRUE(editor->loadScript(kGame, false));
+    editor->enableInputSimulation(true);
+    std::string error;
+    ASSERT_TRUE(editor->queueSyntheticClick(300, 300, OgreBites::BUTTON_LEFT, 0.0f, error)) << error;
+    for (int i = 0; i < 5 && editor->isSyntheticInputActive(); ++i)
+        editor->step();
+    ASSERT_TRUE(editor->getSyntheticInput().hasCrosshair());
+    ASSERT_TRUE(editor->loadScript(kGame, false));
+    EXPECT_FALSE(editor->getSyntheticInput().hasCrosshair());
+}
+
 } // namespace

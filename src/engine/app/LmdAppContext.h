@@ -140,6 +140,8 @@ public:
     // wheel notch (where a panel's button reacts to it). Zero for a person's input.
     int getSyntheticInputDepth() const { return mSynthetic.depth() + mUiFrameDepth; }
     const LmdSyntheticInput& getSyntheticInput() const { return mSynthetic; }
+    // Takes away the mark of the last synthetic click (it belongs to the scene it was made on).
+    void clearSyntheticClickMark() { mSynthetic.clearCrosshair(); }
 
 protected:
     // OGRE setup steps, overridden so that no dialog or config file is involved.

@@ -211,7 +211,11 @@ TEST_F(LogicTest, TimersRepeatOrFireOnceOverSimulatedTime) {
                      "<Level name=\"A\"><Timer interval=\"0.5\"><Increment var=\"every\"/></Timer>"
                      "<Timer interval=\"0.75\" repeat=\"false\"><Increment var=\"once\"/></Timer></Level>"
                      "<Level name=\"B\"/>"));
-    frames(8, 0.25);
+    frames(1, 0.25);
+    EXPECT_EQ(var("every"), 0) << "a timer first runs one interval after its level starts, not at the start";
+    frames(1, 0.25);
+    EXPECT_EQ(var("every"), 1);
+    frames(6, 0.25);
     EXPECT_EQ(var("every"), 4);
     EXPECT_EQ(var("once"), 1);
     runtime.update(1.0);
