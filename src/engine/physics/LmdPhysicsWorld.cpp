@@ -1,117 +1,13 @@
 #include "engine/physics/LmdPhysicsWorld.h"
 
 #include "base/LmdLog.h"
+#include "engine/physics/LmdPhysicsWorldBullet.h"
 
-#include <btBulletDynamicsCommon.h>
 #include <BulletCollision/CollisionDispatch/btManifoldResult.h>
-
-#include <algorithm>
-#include <cmath>
-#include <sstream>
 
 namespace Lumenda3D {
 
-namespace {
-
-// Smallest half size of a shape: thinner shapes make Bullet's margins and contacts unreliable.
-constexpr float kMinHalfSize = 0.005f;
-// Bullet's usual collision margin, reduced for small shapes so that they keep their size.
-constexpr float kDefaultMargin = 0.04f;
-// Half the thickness of the slab that stands in for a Plane.
-constexpr float kPlaneHalfThickness = 0.05f;
-// A new contact counts once a point is within this distance (meters) or takes an impulse.
-// Bullet keeps points a little apart too; the pair ends only when the last point is gone, so a
-// body resting on the floor does not flicker between touching and not.
-constexpr float kTouchDistance = 0.005f;
-constexpr std::size_t kMaxPendingCollisions = 10000;
-
-// Friction of a contact: the geometric mean (either side at 0 means ice). Restitution: the
-// bouncier side wins, so a bouncy ball bounces on a default floor. Bullet multiplies both by
-// default, which would make a ball with restitution 0.9 dead on a floor with 0.
-btScalar combinedFriction(const btCollisionObject* a, const btCollisionObject* b) {
-    return std::sqrt(std::max(btScalar(0), a->getFriction() * b->getFriction()));
-}
-btScalar combinedRestitution(const btCollisionObject* a, const btCollisionObject* b) {
-    return std::max(a->getRestitution(), b->getRestitution());
-}
-
-std::string num(double v) {
-    std::ostringstream out;
-    out << v;
-    return out.str();
-}
-
-bool finite(const LmdPhysicsWorld::Vec3& v) {
-    return std::isfinite(v.x) && std::isfinite(v.y) && std::isfinite(v.z);
-}
-
-btVector3 toBt(const LmdPhysicsWorld::Vec3& v) { return btVector3(v.x, v.y, v.z); }
-LmdPhysicsWorld::Vec3 fromBt(const btVector3& v) { return {v.x(), v.y(), v.z()}; }
-
-// A transform Bullet can use: false when a value is not finite. A zero quaternion means no
-// rotation; others are normalised.
-bool toBt(const LmdPhysicsWorld::Transform& t, btTransform& out) {
-    const auto& q = t.orientation;
-    if (!finite(t.position) || !std::isfinite(q.x) || !std::isfinite(q.y) || !std::isfinite(q.z) ||
-        !std::isfinite(q.w))
-        return false;
-    btQuaternion rotation(q.x, q.y, q.z, q.w);
-    if (rotation.length2() < btScalar(1e-12))
-        rotation = btQuaternion::getIdentity();
-    else
-        rotation.normalize();
-    out = btTransform(rotation, toBt(t.position));
-    return true;
-}
-
-LmdPhysicsWorld::Transform fromBt(const btTransform& t) {
-    const btQuaternion q = t.getRotation();
-    return {fromBt(t.getOrigin()), {q.x(), q.y(), q.z(), q.w()}};
-}
-
-} // namespace
-
-struct LmdPhysicsWorld::Bullet {
-    btDefaultCollisionConfiguration config;
-    btCollisionDispatcher dispatcher{&config};
-    btDbvtBroadphase broadphase;
-    btSequentialImpulseConstraintSolver solver;
-    btDiscreteDynamicsWorld world{&dispatcher, &broadphase, &solver, &config};
-};
-
-struct LmdPhysicsWorld::Body {
-    std::string key;
-    int xmlId = -1;
-    unsigned id = 0;
-    BodyKind kind = BodyKind::Static;
-    bool sensor = false;
-    bool reported = false;
-    // The triangle mesh data Bullet reads in place, and the shapes; the rigid body goes first.
-    std::vector<btScalar> vertices;
-    std::vector<int> indices;
-    std::unique_ptr<btTriangleIndexVertexArray> mesh;
-    std::unique_ptr<btCollisionShape> child;
-    std::unique_ptr<btCollisionShape> shape;
-    std::unique_ptr<btRigidBody> rigid;
-    // Forces gathered for the next step(), applied at every fixed step of it.
-    btVector3 pendingForce{0, 0, 0};
-    btVector3 pendingTorque{0, 0, 0};
-    bool hasPending = false;
-    // Kinematic: where moveKinematic asked it to be by the end of the next step(), and where it
-    // was when asked; the fixed steps of that step() share the way. Its velocity in the last
-    // fixed step, so that what stands on it takes each change of it.
-    bool hasTarget = false;
-    btTransform targetFrom;
-    btTransform target;
-    btVector3 lastVelocity{0, 0, 0};
-
-    std::string describe() const {
-        std::string text = "'" + key + "'";
-        if (xmlId >= 0)
-            text += " (id " + std::to_string(xmlId) + ")";
-        return text;
-    }
-};
+using namespace LmdPhysicsDetail;
 
 LmdPhysicsWorld::LmdPhysicsWorld() : mBullet(std::make_unique<Bullet>()) {
     gCalculateCombinedFrictionCallback = &combinedFriction;
@@ -485,24 +381,6 @@ bool LmdPhysicsWorld::setTransform(const std::string& key, const Transform& tran
     return true;
 }
 
-bool LmdPhysicsWorld::moveKinematic(const std::string& key, const Transform& transform) {
-    Body* body = find(key);
-    if (!body || body->kind != BodyKind::Kinematic)
-        return false;
-    btTransform t;
-    if (!toBt(transform, t)) {
-        reportOnce(*body, "a move to a position or orientation that is not a number was ignored");
-        return false;
-    }
-    // Only the target: the next step() sweeps the body there over its fixed steps, and Bullet
-    // derives the body's velocity from each part of the way.
-    if (!body->hasTarget)
-        body->targetFrom = body->rigid->getWorldTransform();
-    body->target = t;
-    body->hasTarget = true;
-    return true;
-}
-
 std::optional<LmdPhysicsWorld::Vec3> LmdPhysicsWorld::getLinearVelocity(const std::string& key, Space space) const {
     const Body* body = find(key);
     if (!body)
@@ -574,63 +452,6 @@ bool LmdPhysicsWorld::applyImpulse(const std::string& key, const Vec3& impulse, 
     body->rigid->applyImpulse(j, at);
     body->rigid->activate(true);
     return true;
-}
-
-void LmdPhysicsWorld::sweepKinematic(int step, int planned) {
-    const btScalar dt = static_cast<btScalar>(mFixedStep);
-    for (auto& entry : mBodies) {
-        Body& body = *entry.second;
-        if (body.kind != BodyKind::Kinematic)
-            continue;
-        btVector3 velocity(0, 0, 0);
-        if (body.hasTarget && planned > 0) {
-            const btScalar part = btScalar(step + 1) / btScalar(planned);
-            const btTransform& from = body.targetFrom;
-            btTransform at;
-            at.setOrigin(from.getOrigin().lerp(body.target.getOrigin(), part));
-            at.setRotation(from.getRotation().slerp(body.target.getRotation(), part));
-            velocity = (at.getOrigin() - body.rigid->getWorldTransform().getOrigin()) / dt;
-            body.rigid->setWorldTransform(at);
-            mBullet->world.updateSingleAabb(body.rigid.get());
-            if (step + 1 >= planned)
-                body.hasTarget = false;
-        }
-        const btVector3 change = velocity - body.lastVelocity;
-        body.lastVelocity = velocity;
-        if (!change.isZero())
-            carryRiders(body, fromBt(change));
-    }
-}
-
-void LmdPhysicsWorld::carryRiders(const Body& platform, const Vec3& change) {
-    // A dynamic body stands on the platform when a contact's normal points up from the platform
-    // to it. It takes the change of the platform's velocity at once, so that friction only has to
-    // hold it where it stands (and not to catch up with the platform, which lags and slides).
-    btCollisionDispatcher& dispatcher = mBullet->dispatcher;
-    for (int i = 0, count = dispatcher.getNumManifolds(); i < count; ++i) {
-        const btPersistentManifold* m = dispatcher.getManifoldByIndexInternal(i);
-        const auto* a = static_cast<const Body*>(m->getBody0()->getUserPointer());
-        const auto* b = static_cast<const Body*>(m->getBody1()->getUserPointer());
-        if (!a || !b || (a != &platform && b != &platform))
-            continue;
-        const Body* rider = a == &platform ? b : a;
-        if (rider->kind != BodyKind::Dynamic || rider->sensor)
-            continue;
-        bool standing = false;
-        for (int j = 0; j < m->getNumContacts() && !standing; ++j) {
-            const btManifoldPoint& point = m->getContactPoint(j);
-            if (point.getDistance() > kTouchDistance * 4)
-                continue;
-            // The normal on body 1 points towards body 0.
-            const btScalar up = point.m_normalWorldOnB.y();
-            standing = b == &platform ? up > btScalar(0.7) : up < btScalar(-0.7);
-        }
-        if (!standing)
-            continue;
-        btRigidBody& body = *rider->rigid;
-        body.setLinearVelocity(body.getLinearVelocity() + btVector3(change.x, change.y, change.z));
-        body.activate(true);
-    }
 }
 
 void LmdPhysicsWorld::collectContacts() {
@@ -710,51 +531,6 @@ std::vector<LmdPhysicsWorld::Collision> LmdPhysicsWorld::takeCollisions() {
         out.push_back(std::move(p.collision));
     mPending.clear();
     return out;
-}
-
-LmdPhysicsWorld::ShapeDesc LmdPhysicsWorld::fitShape(ShapeKind kind, const Vec3& size, const Vec3& centre) {
-    ShapeDesc shape;
-    shape.offset = centre;
-    const Vec3 half{std::fabs(size.x) / 2, std::fabs(size.y) / 2, std::fabs(size.z) / 2};
-    switch (kind) {
-    case ShapeKind::Box:
-    case ShapeKind::Mesh:
-        shape.kind = ShapeKind::Box;
-        shape.halfExtents = half;
-        break;
-    case ShapeKind::Sphere:
-        shape.kind = ShapeKind::Sphere;
-        shape.radius = std::max({half.x, half.y, half.z});
-        break;
-    case ShapeKind::Capsule:
-    case ShapeKind::Cylinder:
-    case ShapeKind::Cone:
-        shape.kind = kind;
-        shape.radius = std::max(half.x, half.z);
-        shape.height = std::fabs(size.y);
-        break;
-    }
-    return shape;
-}
-
-LmdPhysicsWorld::ShapeDesc LmdPhysicsWorld::autoShape(const std::string& command, const Vec3& size,
-                                                      const Vec3& centre) {
-    if (command == "Sphere")
-        return fitShape(ShapeKind::Sphere, size, centre);
-    if (command == "Capsule")
-        return fitShape(ShapeKind::Capsule, size, centre);
-    if (command == "Cylinder")
-        return fitShape(ShapeKind::Cylinder, size, centre);
-    if (command == "Cone")
-        return fitShape(ShapeKind::Cone, size, centre);
-    if (command == "Plane") {
-        // A plane has no thickness; a slab under it keeps fast bodies from passing through.
-        ShapeDesc slab = fitShape(ShapeKind::Box, size, centre);
-        slab.halfExtents.y = kPlaneHalfThickness;
-        slab.offset.y = centre.y + std::fabs(size.y) / 2 - kPlaneHalfThickness;
-        return slab;
-    }
-    return fitShape(ShapeKind::Box, size, centre);
 }
 
 } // namespace Lumenda3D

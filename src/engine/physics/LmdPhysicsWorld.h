@@ -12,7 +12,10 @@
 // Bad values (negative mass, zero size, NaN positions) never reach Bullet: they are clamped or
 // refused, with one critical log line that names the node.
 //
-// No OGRE or Bullet types appear here, so the world can be tested without a window.
+// No OGRE or Bullet types appear here, so the world can be tested without a window. The code is
+// split by subject: LmdPhysicsWorld.cpp (bodies, stepping, forces, contacts),
+// LmdPhysicsWorldKinematic.cpp (moving platforms), LmdPhysicsWorldShapes.cpp (fitted shapes),
+// with what they share in LmdPhysicsWorldBullet.h.
 #include <cstddef>
 #include <functional>
 #include <map>
