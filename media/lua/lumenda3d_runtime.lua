@@ -254,6 +254,7 @@ end
 -- copy: an OnStart that clones its own object would otherwise never end.
 function R.clone(o, newName, x, y, z)
   local made = H.clone(o, newName, x, y, z)
+  if made == nil then return nil end -- it found nothing to copy (logged; the next block runs)
   origin[made] = o
   for _, kind in ipairs(kinds) do
     local list = active[kind]

@@ -1544,10 +1544,11 @@ void Translator::sClone(pugi::xml_node node, Place& place, Locals& locals) {
     RunScope scope(place, locals, objects_, &unknownObjects_);
     Block b(schema_, node, scope, place);
     const std::string target = b.object();
-    const std::string name = trim(b.value("newName"));
+    // The name may follow values: newName="Shot{count}" names each copy after the count.
+    const std::string name = b.text("newName", nullptr);
     const std::string x = b.numberExpr("offsetX"), y = b.numberExpr("offsetY"), z = b.numberExpr("offsetZ");
     if (check(node, b))
-        emit(node, "R.clone(" + target + ", " + Expr::quote(name) + ", " + x + ", " + y + ", " + z + ")");
+        emit(node, "R.clone(" + target + ", " + name + ", " + x + ", " + y + ", " + z + ")");
 }
 
 void Translator::sDestroy(pugi::xml_node node, Place& place, Locals& locals) {

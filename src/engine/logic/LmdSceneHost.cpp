@@ -1,5 +1,6 @@
 #include "engine/logic/LmdSceneHost.h"
 
+#include "base/LmdValueParser.h"
 #include "engine/app/LmdEditorCamera.h"
 #include "engine/physics/LmdGamePhysics.h"
 #include "engine/scene/LmdBase2D.h"
@@ -104,13 +105,21 @@ bool LmdSceneHost::destroyObject(const std::string& object) {
     return false;
 }
 
+bool LmdSceneHost::nameTaken(const std::string& name) {
+    return mGivenNames.count(name) || object3D(name) || element2D(name);
+}
+
 std::string LmdSceneHost::freeName(const std::string& wanted, const std::string& base) {
-    if (!wanted.empty() && !hasObject(wanted) && !element2D(wanted))
-        return wanted;
-    const std::string stem = (wanted.empty() ? base : wanted) + "_";
-    for (int n = 1;; ++n)
-        if (!object3D(stem + std::to_string(n)) && !element2D(stem + std::to_string(n)))
-            return stem + std::to_string(n);
+    std::string name = wanted;
+    if (wanted.empty() || nameTaken(wanted)) {
+        const std::string stem = (wanted.empty() ? base : wanted) + "_";
+        int& serial = mNameSerials[stem];
+        do
+            name = stem + std::to_string(++serial);
+        while (nameTaken(name));
+    }
+    mGivenNames.insert(name);
+    return name;
 }
 
 std::string LmdSceneHost::cloneObject(const std::string& object, const std::string& newName, double dx, double dy,
@@ -118,7 +127,7 @@ std::string LmdSceneHost::cloneObject(const std::string& object, const std::stri
     LmdBase3D* source = object3D(object);
     if (!source || !mServices.scene)
         return std::string();
-    const std::string name = freeName(newName, object);
+    const std::string name = freeName(std::string(LmdValueParser::trim(newName)), object);
     LmdBase3D* copy = mServices.scene->cloneObject(source, name, Ogre::Vector3{float(dx), float(dy), float(dz)});
     return copy ? copy->getName() : std::string();
 }

@@ -4,6 +4,8 @@
 // (LmdRuntime) owns one and points it at the play scene of the moment.
 #include <functional>
 #include <string>
+#include <unordered_map>
+#include <unordered_set>
 
 #include "engine/logic/LmdScriptHost.h"
 
@@ -32,7 +34,12 @@ public:
         std::function<bool(const std::string& level)> goToLevel;
     };
 
-    void setServices(const Services& services) { mServices = services; }
+    // A new scene (a level built for play, or none) starts the names of copies afresh.
+    void setServices(const Services& services) {
+        mServices = services;
+        mGivenNames.clear();
+        mNameSerials.clear();
+    }
     const Services& services() const { return mServices; }
 
     bool hasObject(const std::string& object) override;
@@ -57,9 +64,15 @@ public:
 private:
     LmdBase3D* object3D(const std::string& name) const;
     LmdBase2D* element2D(const std::string& name) const;
+    // The name of a new copy: `wanted` when nothing has it and no copy had it before in this
+    // scene, else "<wanted or base>_<n>" with n counting up per stem, so that a name is never
+    // given twice while the scene lives, even after its copy was destroyed.
     std::string freeName(const std::string& wanted, const std::string& base);
+    bool nameTaken(const std::string& name);
 
     Services mServices;
+    std::unordered_set<std::string> mGivenNames;
+    std::unordered_map<std::string, int> mNameSerials;
 };
 
 } // namespace Lumenda3D

@@ -335,6 +335,24 @@ TEST_F(LogicTest, TweensSpreadAMoveOverFramesAndEndOnTheTarget) {
     EXPECT_EQ(log.critical, Strings{});
 }
 
+// A copy's name follows the placeholders of newName; an action that finds nothing is logged
+// against its block and the blocks after it still run, while an error of the logic itself ends
+// the handler.
+TEST_F(LogicTest, CopiesAreNamedByTheirPlaceholdersAndAFailingActionLeavesItsSiblings) {
+    host.add("hero");
+    ASSERT_TRUE(play("<Var name=\"wave\" value=\"3\"/><Level name=\"A\"><Box name=\"hero\"><OnStart>"
+                     "<Clone newName=\"hero{wave}\"/><Clone target=\"gone\" newName=\"x\"/>"
+                     "<Move id=\"7\" target=\"ghost\" moveX=\"1\"/><Print text=\"after the move\"/>"
+                     "<Set var=\"wave\" value=\"ghost.x\"/><Print text=\"never\"/>"
+                     "</OnStart></Box></Level>"));
+    EXPECT_EQ(host.calls, Strings{"clone hero hero3"});
+    EXPECT_EQ(host.prints, Strings{"after the move"});
+    ASSERT_EQ(log.critical.size(), 3u) << log.all();
+    EXPECT_NE(log.critical[0].find("Clone"), std::string::npos) << log.critical[0];
+    EXPECT_NE(log.critical[1].find("Move (id 7)"), std::string::npos) << log.critical[1];
+    EXPECT_NE(log.critical[2].find("Set"), std::string::npos) << log.critical[2];
+}
+
 TEST_F(LogicTest, ActionsReachTheScene) {
     for (const char* name : {"hero", "lamp", "enemy", "model"})
         host.add(name);

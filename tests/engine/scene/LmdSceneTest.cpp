@@ -317,6 +317,13 @@ TEST_F(SceneTest, LogicSeesTheSceneThroughTheHost) {
     EXPECT_EQ(obj("gem")->getX(), 7.0f);
     EXPECT_TRUE(host.destroyObject("gem"));
     EXPECT_FALSE(host.hasObject("gem"));
+    // A destroyed copy's name is not given again while the scene lives.
+    EXPECT_TRUE(host.destroyObject("gem_1"));
+    EXPECT_EQ(host.cloneObject("coin", "gem", 0, 0, 0), "gem_2");
+    EXPECT_EQ(host.cloneObject("coin", "", 0, 0, 0), "coin_2");
+    // A new scene starts afresh.
+    host.setServices(services);
+    EXPECT_EQ(host.cloneObject("coin", "gem", 0, 0, 0), "gem");
     EXPECT_TRUE(host.setProperty("hud", "text", Value::ofText("Score 3")));
     Value v;
     EXPECT_TRUE(host.getProperty("hud", "text", v));
