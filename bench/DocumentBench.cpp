@@ -4,6 +4,7 @@
 
 #include "base/LmdPaths.h"
 #include "engine/document/LmdGameDocument.h"
+#include "engine/editing/LmdDocumentFindings.h"
 #include "engine/editing/LmdSourceFiles.h"
 #include "engine/schema/CodeSchema.h"
 #include "engine/schema/SchemaValidator.h"
@@ -174,5 +175,28 @@ void BM_Validate(benchmark::State& state) {
     setBytes(state);
 }
 BENCHMARK(BM_Validate)->Unit(benchmark::kMillisecond);
+
+// The document check the block tree and the attribute panel show (a translation of the whole
+// game), as LmdDocumentFindings runs it after a reload or a pause in typing.
+void BM_DocumentFindings(benchmark::State& state) {
+    CodeSchema schema;
+    if (!schema.load(LmdPaths::mediaDir() + "/codeSchema.xml")) {
+        state.SkipWithError("codeSchema.xml did not load");
+        return;
+    }
+    LmdGameDocument doc;
+    doc.setXmlSourceString(game());
+    LmdSourceFiles files;
+    files.attachDocument(&doc);
+    LmdDocumentFindings findings;
+    findings.follow(&files, [&] { return &schema; });
+    for (auto _ : state)
+        findings.checkNow();
+    state.counters["findings"] = static_cast<double>(findings.all().size());
+    setBytes(state);
+    findings.follow(nullptr, nullptr);
+    files.attachDocument(nullptr);
+}
+BENCHMARK(BM_DocumentFindings)->Unit(benchmark::kMillisecond);
 
 } // namespace
