@@ -92,30 +92,39 @@ struct LmdLuaRuntime::Bindings {
     // cannot act (the object is not there, the sound cannot play) the failure is logged against
     // its block like any error, but the logic goes on with the next block, so that one action
     // that finds nothing never takes its siblings down with it. Errors of the logic itself (a
-    // value of the wrong kind, a runaway While) still end the handler: what follows would run on
-    // a broken value.
+    // value of the wrong kind, a runaway While) and a scene that throws still end the handler:
+    // what follows would run on a broken value.
     template <int (*body)(lua_State*, LmdLuaRuntime&, std::string&)>
     static int action(lua_State* L) {
         LmdLuaRuntime& self = rt(L);
         int results = -1;
-        std::string error;
-        try {
-            results = body(L, self, error);
-        } catch (const std::exception& e) {
-            error = std::string("the scene failed: ") + e.what();
-            results = -1;
-        } catch (...) {
-            error = "the scene failed";
-            results = -1;
+        bool failed = false; // the scene itself broke: that ends the handler, as any error
+        {
+            std::string error;
+            try {
+                results = body(L, self, error);
+            } catch (const std::exception& e) {
+                error = std::string("the scene failed: ") + e.what();
+                failed = true;
+            } catch (...) {
+                error = "the scene failed";
+                failed = true;
+            }
+            if (failed) {
+                lua_pushlstring(L, error.data(), error.size());
+            } else if (results < 0) {
+                int line = gameLine(L);
+                if (line <= 0)
+                    line = self.fallbackLine_;
+                const LineEntry* entry = self.entryForLine(line);
+                self.report(entry ? entry->element : "", entry ? entry->where : "", error);
+                results = 0;
+            }
         }
-        if (results >= 0)
-            return results;
-        int line = gameLine(L);
-        if (line <= 0)
-            line = self.fallbackLine_;
-        const LineEntry* entry = self.entryForLine(line);
-        self.report(entry ? entry->element : "", entry ? entry->where : "", error);
-        return 0;
+        // Outside the block: lua_error does not return, and nothing may be left to destroy.
+        if (failed)
+            return lua_error(L);
+        return results;
     }
 
     static void* alloc(void* userData, void* block, size_t oldSize, size_t newSize) {

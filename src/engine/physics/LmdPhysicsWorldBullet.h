@@ -28,6 +28,9 @@ constexpr float kPlaneHalfThickness = 0.05f;
 // body resting on the floor does not flicker between touching and not.
 constexpr float kTouchDistance = 0.005f;
 constexpr std::size_t kMaxPendingCollisions = 10000;
+// The fastest a kinematic body may move (m/s) and still carry what stands on it; a faster move
+// is a jump to another place, not a ride.
+constexpr btScalar kMaxRideSpeed = 30;
 
 // Friction of a contact: the geometric mean (either side at 0 means ice). Restitution: the
 // bouncier side wins, so a bouncy ball bounces on a default floor. Bullet multiplies both by

@@ -46,8 +46,11 @@ void LmdPhysicsWorld::sweepKinematic(int step, int planned) {
                 body.hasTarget = false;
         }
         const btVector3 change = velocity - body.lastVelocity;
+        // A move faster than a ride (a platform put somewhere else in one go) carries nobody,
+        // neither when it starts nor when it ends.
+        const bool ride = velocity.length() <= kMaxRideSpeed && body.lastVelocity.length() <= kMaxRideSpeed;
         body.lastVelocity = velocity;
-        if (!change.isZero())
+        if (ride && !change.isZero())
             carryRiders(body, fromBt(change));
     }
 }
