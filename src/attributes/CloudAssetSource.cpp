@@ -2,8 +2,7 @@
 
 #include <filesystem>
 
-#include <nlohmann/json.hpp>
-
+#include "assets/AssetCatalogs.h"
 #include "base/LmdPaths.h"
 #include "engine/assets/LmdAssetResolver.h"
 #include "services/ApiConfig.h"
@@ -11,22 +10,12 @@
 #include "services/CloudReply.h"
 #include "services/FileManager.h"
 #include "services/MyHttpClient.h"
-#include "services/ResourceLoader.h"
-#include "services/UrlUtils.h"
 
 namespace Lumenda3D {
 
 namespace fs = std::filesystem;
 
 namespace {
-
-const char* thumbnailPrefix(const std::string& assetType) {
-    if (assetType == "models")
-        return "model_thumb_";
-    if (assetType == "sounds")
-        return "sound_thumb_";
-    return "thumb_";
-}
 
 // GETs `url` and stores the body atomically at `path`; `done` gets "" or why not.
 void download(const std::string& url, const std::string& path, const std::string& shownName,
@@ -50,50 +39,37 @@ void download(const std::string& url, const std::string& path, const std::string
 
 } // namespace
 
-CloudAssetSource::CloudAssetSource(std::string cacheDir) : cacheDir_(std::move(cacheDir)) {}
+CloudAssetSource::CloudAssetSource(std::string cacheDir, std::shared_ptr<AssetCatalogs> catalogs)
+    : cacheDir_(std::move(cacheDir)), catalogs_(catalogs ? std::move(catalogs) : AssetCatalogs::shared()) {}
 
-std::vector<AssetEntry> CloudAssetSource::parseListing(const std::string& assetType, const std::string& data,
-                                                       std::string& error) {
+std::vector<AssetEntry> CloudAssetSource::entriesOf(const AssetCatalog& catalog) {
     std::vector<AssetEntry> entries;
-    const nlohmann::json answer = nlohmann::json::parse(data, nullptr, false);
-    if (!answer.is_object() || !answer.value("assets", nlohmann::json()).is_array()) {
-        error = "The Lumenda3D server sent an asset list the editor cannot read.";
-        return entries;
-    }
-    const nlohmann::json user = answer.value("username", nlohmann::json());
-    const std::string username = user.is_string() ? user.get<std::string>() : "";
-    const std::string base = ApiConfig::getAssetsBaseUrl();
-    if (username.empty() || base.empty()) {
-        error = "The Lumenda3D server did not say where your assets are.";
-        return entries;
-    }
-    const std::string folder = base + "/" + assetType + "/" + UrlUtils::urlEncode(username) + "/";
-    for (const nlohmann::json& item : answer["assets"]) {
-        if (!item.is_string() || item.get<std::string>().empty())
-            continue;
-        const std::string name = item.get<std::string>();
-        const std::string stem = fs::path(name).stem().string();
-        entries.push_back({name, folder + UrlUtils::urlEncode(name), "",
-                           folder + "thumbs/" + thumbnailPrefix(assetType) + UrlUtils::urlEncode(stem) + ".jpg"});
-    }
+    for (const std::string& name : catalog.getMyAssets())
+        if (!name.empty())
+            entries.push_back({name, catalog.assetUrl(name, true), "", catalog.thumbnailUrl(name, true)});
     return entries;
 }
 
 void CloudAssetSource::list(const std::string& assetType, ListDone done) {
     if (!done)
         return;
+    AssetCatalog* catalog = catalogs_->forType(assetType);
+    if (!catalog)
+        return done({}, "Unknown asset type '" + assetType + "': use textures, models or sounds.");
     if (ApiConfig::getAssetsBaseUrl().empty())
         return done({}, "No Lumenda3D server is set up, so there are no cloud assets to show.");
     if (!AuthenticationManager::getInstance().isAuthenticated())
         return done({}, "Log in to see your cloud assets.");
-    ResourceLoader::getInstance().listUserAssets(
-        assetType, [assetType, done](bool ok, const std::string& data, const std::string& error) {
-            if (!ok)
-                return done({}, error);
-            std::string unreadable;
-            std::vector<AssetEntry> entries = parseListing(assetType, data, unreadable);
-            done(std::move(entries), unreadable);
-        });
+    std::weak_ptr<AssetCatalogs> catalogs = catalogs_;
+    catalog->fetchListThen([catalogs, catalog, done](const std::string& error) {
+        if (!catalogs.lock())
+            return;
+        if (!error.empty())
+            return done({}, error);
+        if (catalog->getUsername().empty())
+            return done({}, "The Lumenda3D server did not say where your assets are.");
+        done(entriesOf(*catalog), "");
+    });
 }
 
 std::string CloudAssetSource::cacheDir() const {

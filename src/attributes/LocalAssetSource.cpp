@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <system_error>
 
+#include "assets/AssetCatalogs.h"
 #include "base/LmdPaths.h"
 #include "engine/assets/LmdAssetResolver.h"
 #include "services/LocalStorage.h"
@@ -12,15 +13,18 @@ namespace Lumenda3D {
 
 namespace fs = std::filesystem;
 
-LocalAssetSource::LocalAssetSource(std::string mediaDir)
-    : mediaDir_(mediaDir.empty() ? LmdPaths::mediaDir() : std::move(mediaDir)) {}
+LocalAssetSource::LocalAssetSource(std::string mediaDir, std::shared_ptr<AssetCatalogs> catalogs)
+    : mediaDir_(mediaDir.empty() ? LmdPaths::mediaDir() : std::move(mediaDir)),
+      catalogs_(catalogs ? std::move(catalogs) : AssetCatalogs::shared()) {}
 
 std::vector<AssetEntry> LocalAssetSource::listNow(const std::string& assetType) const {
     std::vector<AssetEntry> entries;
-    if (!LocalStorage::isValidAssetType(assetType))
+    AssetCatalog* catalog = catalogs_->forType(assetType);
+    if (!catalog)
         return entries;
     const bool images = assetType == "textures";
-    for (const std::string& name : LocalStorage::listLocalAssets(assetType)) {
+    catalog->refreshLocalList();
+    for (const std::string& name : catalog->getLocalAssets()) {
         AssetEntry entry{name, LmdAssetResolver::kLocalPrefix + name, "", ""};
         std::error_code error;
         const std::string thumb = LocalStorage::getAssetThumbnailFilePath(assetType, name);

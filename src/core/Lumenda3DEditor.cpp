@@ -8,6 +8,8 @@
 #include <OgreRoot.h>
 #include <OgreSceneNode.h>
 
+#include "assets/AssetLibraryPanel.h"
+#include "assets/AssetsPanels.h"
 #include "attributes/AttributesEditor.h"
 #include "ai/AiPanels.h"
 #include "attributes/AttributesPanels.h"
@@ -21,6 +23,7 @@
 #include "chrome/SourceEditor.h"
 #include "chrome/ToastNotification.h"
 #include "chrome/TopBar.h"
+#include "core/LmdEditorAssetAccess.h"
 #include "core/LmdEditorMcpAccess.h"
 #include "engine/editing/LmdEditTools.h"
 #include "engine/editing/LmdSourceFiles.h"
@@ -146,6 +149,7 @@ void Lumenda3DEditor::setup() {
     runGuarded("setupDialogCallbacks", [&] { setupDialogCallbacks(); });
     runGuarded("setupMenuCallbacks", [&] { setupMenuCallbacks(); });
     runGuarded("setupBlocksHelper", [&] { setupBlocksHelper(); });
+    runGuarded("setupAssetLibrary", [&] { setupAssetLibrary(); });
     loadInitialProject();
     runGuarded("setup", [&] {
         addEventListener(LmdEventInstanceReactivated,
@@ -242,6 +246,7 @@ void Lumenda3DEditor::registerPanels(AllUI& ui) {
     registerChromePanels(ui);
     registerProjectPanels(ui);
     blocksHelper = registerBlocksPanels(ui);
+    assetLibrary = registerAssetsPanels(ui);
     attributesEditor = registerAttributesPanels(ui);
     // Clicks that an agent's synthetic input delivers are refused on the permission rows and on
     // the prompt: an agent must not grant itself rights.

@@ -43,7 +43,9 @@ class AIChatPanel;
 struct ProjectTemplate;
 
 class AllUI;
+class AssetLibraryPanel;
 class AttributesEditor;
+class LmdEditorAssetAccess;
 class BlocksHelper;
 class ClipboardUtils;
 class Workflow;
@@ -94,6 +96,10 @@ public:
     // The assistant's panel, made with the panels, and the editor as that panel sees it.
     std::shared_ptr<AIChatPanel> aiChatPanel;
     std::unique_ptr<LmdEditorAiHost> aiHost;
+    // The asset library (the block editor's "Asset Library" tab), made with the panels and wired
+    // by setupAssetLibrary to the editor through assetAccess.
+    std::shared_ptr<AssetLibraryPanel> assetLibrary;
+    std::unique_ptr<LmdEditorAssetAccess> assetAccess;
 
     // --- Observers -------------------------------------------------------------------------------
     // Watches the editor frame by frame (see LmdEditorObserver); owned from now on.
@@ -161,6 +167,7 @@ public:
     bool isPointerOnBlockTree() const;
     // Rebuilds the block tree from the document's top element.
     void refresh();
+    void setupAssetLibrary();
     // Event 17: copies of the attached object pulled out with the gizmo.
     void onGizmoCopy(std::shared_ptr<LmdEvent> event);
 

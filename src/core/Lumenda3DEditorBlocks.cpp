@@ -4,6 +4,7 @@
 
 #include <OgreEntity.h>
 
+#include "assets/AssetLibraryPanel.h"
 #include "attributes/AttributesEditor.h"
 #include "blocks/Block.h"
 #include "blocks/BlockPainter.h"
@@ -14,6 +15,7 @@
 #include "blocks/MultiCopyDialog.h"
 #include "blocks/Workflow.h"
 #include "chrome/Tabs.h"
+#include "core/LmdEditorAssetAccess.h"
 #include "engine/editing/LmdDocumentFindings.h"
 #include "engine/editing/LmdSourceFiles.h"
 #include "engine/gizmo/LmdGizmo.h"
@@ -141,6 +143,15 @@ void Lumenda3DEditor::setupBlocksHelper() {
             Workflow* tree = getWorkflow();
             setViewInsets(tree ? tree->getRightEdge() : 0.0f, top);
         });
+}
+
+void Lumenda3DEditor::setupAssetLibrary() {
+    if (!assetLibrary)
+        return;
+    assetAccess = std::make_unique<LmdEditorAssetAccess>(this);
+    assetLibrary->setHost(assetAccess.get());
+    if (Workflow* workflow = getWorkflow())
+        workflow->setDrawAssetLibraryContent([panel = assetLibrary.get()] { panel->drawContent(); });
 }
 
 void Lumenda3DEditor::onGizmoCopy(std::shared_ptr<LmdEvent> event) {

@@ -4,6 +4,7 @@
 #include "base/LmdPaths.h"
 #include "base/LmdValueParser.h"
 #include "services/FileManager.h"
+#include "services/LmdAssetFormats.h"
 
 #include <algorithm>
 #include <cctype>
@@ -251,6 +252,12 @@ std::string LocalStorage::importAsset(const std::string& sourcePath, const std::
     std::string data;
     if (!readSourceFile(sourcePath, data, error))
         return std::string();
+    // The contents must be what the name says: nothing unreadable enters the store.
+    const std::string fault = LmdAssetFormats::check(type, target, data);
+    if (!fault.empty()) {
+        error = fault;
+        return std::string();
+    }
     const std::string path = assetPath(type, target);
     std::error_code ec;
     if (fs::exists(path, ec) && !overwrite) {

@@ -122,6 +122,31 @@ void ResourceLoader::sendForm(const std::vector<std::pair<std::string, std::stri
     client->postForm(url, form, answerHandler(token, std::move(handle)));
 }
 
+void ResourceLoader::postAssetForm(const std::vector<std::pair<std::string, std::string>>& fields,
+                                   std::function<void(const CloudReply&)> handle) {
+    sendForm(fields, std::move(handle));
+}
+
+void ResourceLoader::postAssetMultipart(std::vector<HttpFormPart> parts, int timeoutMs,
+                                        std::function<void(const CloudReply&)> handle) {
+    const std::string url = ApiConfig::getTexturesUrl();
+    if (url.empty())
+        return handle(CloudReply::failure(kNoServerText));
+    AuthenticationManager& auth = AuthenticationManager::getInstance();
+    std::shared_ptr<MyHttpClient> client = auth.getHttpClient();
+    if (!client)
+        return handle(CloudReply::failure(CloudReply::kNoClientText));
+    const std::string token = auth.getSessionToken();
+    if (!token.empty())
+        parts.push_back(HttpFormPart::field("token", token));
+    HttpRequest request;
+    request.method = "POST";
+    request.url = url;
+    request.multipart = std::move(parts);
+    request.timeoutMs = timeoutMs;
+    client->send(std::move(request), answerHandler(token, std::move(handle)));
+}
+
 void ResourceLoader::loadResource(const std::string& resourceId, LoadCallback callback) {
     if (refuseBadId(resourceId, callback))
         return;

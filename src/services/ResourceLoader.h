@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "services/CloudReply.h"
+#include "services/MyHttpClient.h"
 #include "services/LmdRequestGeneration.h"
 
 namespace Lumenda3D {
@@ -55,6 +56,13 @@ public:
     // The user's own uploaded assets of one type ("textures", "models", "sounds"), through the
     // assets endpoint. data: {"assetType", "assets": [names], "username", "storage": {...}}.
     void listUserAssets(const std::string& assetType, Callback callback);
+
+    // The assets endpoint's calls for the asset catalog (docs/cloud-api.md, "Assets"): a form
+    // POST, and a multipart upload. The session token goes in the field "token" when there is one,
+    // and is left out entirely when there is none. `timeoutMs` 0 takes the client's default.
+    void postAssetForm(const std::vector<std::pair<std::string, std::string>>& fields,
+                       std::function<void(const CloudReply&)> handle);
+    void postAssetMultipart(std::vector<HttpFormPart> parts, int timeoutMs, std::function<void(const CloudReply&)> handle);
 
     // Abandons every request in flight: their callbacks will not run.
     void cancelAll() { generation_.bump(); }

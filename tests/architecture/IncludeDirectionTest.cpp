@@ -35,7 +35,9 @@ constexpr int kFeatureRank = 4;
 // on another one is named here, with the reason, rather than reaching past the layers.
 const std::set<std::pair<std::string, std::string>>& allowedFeaturePairs() {
     // The attribute panel edits the selected block: it shows a Block and places itself by the tree.
-    static const std::set<std::pair<std::string, std::string>> pairs = {{"attributes", "blocks"}};
+    // The asset pickers of the attribute panel list the asset catalog's assets.
+    static const std::set<std::pair<std::string, std::string>> pairs = {{"attributes", "blocks"},
+                                                                         {"attributes", "assets"}};
     return pairs;
 }
 

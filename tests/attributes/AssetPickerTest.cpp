@@ -1,6 +1,7 @@
 // The asset picker with a local store and a cloud of the test's own: both lists with the cloud's
 // message beside a local list that still works, a local choice written at once, a cloud choice
 // written only once its file has come (and not at all when the fetch fails or the block is gone).
+#include "AssetFileBytes.h"
 #include "PickerTestSupport.h"
 
 #include "attributes/AssetPicker.h"
@@ -48,7 +49,7 @@ protected:
         for (const char* name : {"grass.png", "wall.jpg", "notes.txt"})
             std::ofstream(media / "textures" / name) << "x";
         const fs::path source = root.path() / "bark.png";
-        std::ofstream(source) << "x";
+        std::ofstream(source, std::ios::binary) << test::pngHeader(4, 4);
         std::string error;
         EXPECT_FALSE(LocalStorage::importAsset(source.string(), "textures", "bark.png", false, error).empty()) << error;
 

@@ -2,6 +2,7 @@
 // sandbox with its refusals, all under a private data root.
 #include "services/LocalStorage.h"
 
+#include "AssetFileBytes.h"
 #include "FileSizeLimit.h"
 #include "TestDataRoot.h"
 
@@ -26,10 +27,11 @@ namespace {
 class LocalStorageTest : public test::DataRootTest {
 protected:
     // A file outside the store, to import from.
-    fs::path source(const std::string& name, const std::string& content = "asset bytes") {
+    // Without `content`: the header of a real file of the name's kind.
+    fs::path source(const std::string& name, const std::string& content = "") {
         const fs::path dir = dataRoot.path() / "downloads";
         fs::create_directories(dir);
-        std::ofstream(dir / name, std::ios::binary) << content;
+        std::ofstream(dir / name, std::ios::binary) << (content.empty() ? test::bytesForName(name) : content);
         return dir / name;
     }
     std::string import(const fs::path& from, const std::string& type, const std::string& name = "",
@@ -124,8 +126,8 @@ TEST_F(LocalStorageTest, AFailedWriteKeepsTheOldDocument) {
 }
 
 TEST_F(LocalStorageTest, ImportedAssetsResolveAsLocalReferences) {
-    EXPECT_EQ(import(source("tree.png", "PNGDATA"), "textures"), "tree.png");
-    EXPECT_EQ(import(source("download-1234.bin.PNG"), "textures", "Bark.PNG"), "Bark.PNG");  // any case
+    EXPECT_EQ(import(source("tree.png", test::pngHeader(2, 2)), "textures"), "tree.png");
+    EXPECT_EQ(import(source("download-1234.bin.PNG", test::pngHeader(2, 2)), "textures", "Bark.PNG"), "Bark.PNG");  // any case
     EXPECT_EQ(import(source("boing.ogg"), "sounds"), "boing.ogg");
     EXPECT_EQ(import(source("ship.glb"), "models"), "ship.glb");
     EXPECT_EQ(error, "");
@@ -135,7 +137,7 @@ TEST_F(LocalStorageTest, ImportedAssetsResolveAsLocalReferences) {
     EXPECT_TRUE(LocalStorage::listLocalAssets("fonts").empty());
     std::vector<unsigned char> bytes;
     ASSERT_TRUE(LocalStorage::readLocalAsset("textures", "tree.png", bytes));
-    EXPECT_EQ(text(bytes), "PNGDATA");
+    EXPECT_EQ(text(bytes), test::pngHeader(2, 2));
     EXPECT_FALSE(LocalStorage::readLocalAsset("textures", "../models/ship.glb", bytes));
 
     // "local:<name>" finds the file in the sandbox, by kind.
@@ -173,12 +175,12 @@ TEST_F(LocalStorageTest, ImportRefusalsSayWhatToDo) {
 
     // An existing name needs overwrite; with it, the new bytes replace the old ones.
     EXPECT_EQ(import(png, "textures"), "y.png");
-    EXPECT_EQ(import(source("other.png", "NEW"), "textures", "y.png"), "");
+    EXPECT_EQ(import(source("other.png", test::pngHeader(9, 9)), "textures", "y.png"), "");
     EXPECT_EQ(error, "An asset named 'y.png' already exists — pass overwrite:true to replace it.");
-    EXPECT_EQ(import(source("other.png", "NEW"), "textures", "y.png", true), "y.png");
+    EXPECT_EQ(import(source("other.png", test::pngHeader(9, 9)), "textures", "y.png", true), "y.png");
     std::vector<unsigned char> bytes;
     ASSERT_TRUE(LocalStorage::readLocalAsset("textures", "y.png", bytes));
-    EXPECT_EQ(text(bytes), "NEW");
+    EXPECT_EQ(text(bytes), test::pngHeader(9, 9));
 }
 
 TEST_F(LocalStorageTest, AnUnreadableSourceIsRefused) {

@@ -189,6 +189,9 @@ void LmdAppContext::setup() {
     mImGuiOverlay->show();
     Ogre::OverlayManager::getSingleton().addOverlay(mImGuiOverlay);
     ImGui::GetIO().IniFilename = nullptr; // window layout is the application's business
+    SDL_EventState(SDL_DROPFILE, SDL_ENABLE);
+    SDL_AddEventWatch(&LmdAppContext::watchDrops, this);
+    mWatchingDrops = true;
     mImGuiListener = std::make_unique<LmdImGuiInputListener>();
     mRouter.setUi(mImGuiListener.get());
     addInputListener(&mRouter);
@@ -203,6 +206,10 @@ void LmdAppContext::setup() {
 }
 
 void LmdAppContext::shutdown() {
+    if (mWatchingDrops) {
+        SDL_DelEventWatch(&LmdAppContext::watchDrops, this);
+        mWatchingDrops = false;
+    }
     if (Ogre::RenderWindow* window = getRenderWindow()) {
         if (mWindowHook)
             window->removeListener(mWindowHook.get());
@@ -343,6 +350,22 @@ void LmdAppContext::run() {
 void LmdAppContext::onClose() {
     // The root and the window stay: closeApp releases them, after the caller has marked the
     // process as shutting down (a fault while the window closes is then a clean exit).
+}
+
+int LmdAppContext::watchDrops(void* context, SDL_Event* event) {
+    if (event && event->type == SDL_DROPFILE && event->drop.file) {
+        static_cast<LmdAppContext*>(context)->mDroppedFiles.emplace_back(event->drop.file);
+        // The event stays queued for OGRE's loop, which ignores drops and never reads the file.
+        SDL_free(event->drop.file);
+        event->drop.file = nullptr;
+    }
+    return 0;
+}
+
+std::vector<std::string> LmdAppContext::takeDroppedFiles() {
+    std::vector<std::string> files;
+    files.swap(mDroppedFiles);
+    return files;
 }
 
 double LmdAppContext::nowSeconds() const {

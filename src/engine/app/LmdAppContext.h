@@ -36,6 +36,8 @@ class SceneNode;
 class Viewport;
 } // namespace Ogre
 
+union SDL_Event;
+
 namespace Lumenda3D {
 
 class LmdAppContext : public OgreBites::ApplicationContext,
@@ -143,6 +145,9 @@ public:
     // Takes away the mark of the last synthetic click (it belongs to the scene it was made on).
     void clearSyntheticClickMark() { mSynthetic.clearCrosshair(); }
 
+    // Files dropped onto the window (from a file manager) since the last call, oldest first.
+    std::vector<std::string> takeDroppedFiles();
+
 protected:
     // OGRE setup steps, overridden so that no dialog or config file is involved.
     void createRoot() override;
@@ -156,6 +161,8 @@ protected:
 
 private:
     class WindowHook;
+    // Watches SDL's event queue for dropped files, which OGRE's event loop does not pass on.
+    static int watchDrops(void* context, ::SDL_Event* event);
     void beginViewport(const Ogre::RenderTargetViewportEvent& evt);
     void drawCrosshair();
     void endAbandonedImGuiFrame();
@@ -164,6 +171,8 @@ private:
     std::vector<unsigned char> captureScene(Ogre::Camera* camera, int width, int height);
     double nowSeconds() const;
 
+    std::vector<std::string> mDroppedFiles;
+    bool mWatchingDrops = false;
     int mWidth = 1280;
     int mHeight = 800;
     bool mFullScreen = false;

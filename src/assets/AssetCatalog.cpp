@@ -1,0 +1,452 @@
+#include "assets/AssetCatalog.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+
+#include <OgreDataStream.h>
+#include <OgreImage.h>
+#include <nlohmann/json.hpp>
+
+#include "base/LmdLog.h"
+#include "base/LmdPaths.h"
+#include "engine/assets/LmdAssetResolver.h"
+#include "engine/assets/LmdMeshData.h"
+#include "engine/assets/LmdModelImporter.h"
+#include "services/ApiConfig.h"
+#include "services/AuthenticationFlowManager.h"
+#include "services/AuthenticationManager.h"
+#include "services/CloudReply.h"
+#include "services/FileManager.h"
+#include "services/LmdAssetFormats.h"
+#include "services/LocalStorage.h"
+#include "services/MyHttpClient.h"
+#include "services/ResourceLoader.h"
+#include "services/UrlUtils.h"
+
+namespace Lumenda3D {
+
+namespace fs = std::filesystem;
+using json = nlohmann::json;
+
+namespace {
+
+std::string stemOf(const std::string& name) {
+    const size_t dot = name.find_last_of('.');
+    return dot == std::string::npos || dot == 0 ? name : name.substr(0, dot);
+}
+
+std::vector<std::string> sortedStrings(const json& list) {
+    std::vector<std::string> names;
+    if (list.is_array())
+        for (const json& item : list)
+            if (item.is_string())
+                names.push_back(item.get<std::string>());
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+double numberOr0(const json& object, const char* key) {
+    const auto found = object.find(key);
+    return found != object.end() && found->is_number() ? found->get<double>() : 0.0;
+}
+
+bool readFile(const std::string& path, std::string& bytes) {
+    std::ifstream in(path, std::ios::binary);
+    if (!in)
+        return false;
+    bytes.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+    return !in.bad();
+}
+
+} // namespace
+
+AssetCatalog::Config AssetCatalog::texturesConfig() {
+    return {"textures", "Texture", "getTextures", "uploadTexture", "textures", "my_textures", "imageData", "thumb_",
+            "TexturesCatalog", LocalStorage::allowedExtensions("textures"), &AssetCatalog::writeDownscaledImageThumbnail};
+}
+
+AssetCatalog::Config AssetCatalog::modelsConfig() {
+    return {"models", "Model", "getModels", "uploadModel", "models", "my_models", "modelData", "model_thumb_",
+            "ModelsCatalog", LocalStorage::allowedExtensions("models"), nullptr};
+}
+
+AssetCatalog::Config AssetCatalog::soundsConfig() {
+    return {"sounds", "Sound", "getSounds", "uploadSound", "sounds", "my_sounds", "soundData", "sound_thumb_",
+            "SoundsCatalog", LocalStorage::allowedExtensions("sounds"), nullptr};
+}
+
+AssetCatalog::AssetCatalog(Config config)
+    : config_(std::move(config)), remoteThumbs_("LmdCatalogThumb/" + config_.assetType + "/"),
+      localThumbs_("LmdCatalogLocalThumb/" + config_.assetType + "/") {}
+
+bool AssetCatalog::allowsExtension(const std::string& fileName) const {
+    const std::string extension = "." + LmdAssetFormats::extensionOf(fileName);
+    return std::find(config_.extensions.begin(), config_.extensions.end(), extension) != config_.extensions.end();
+}
+
+// --- The cloud ---------------------------------------------------------------------------------
+
+bool AssetCatalog::retryAfterLogin(const std::string& error, bool isRetry, std::function<void()> retry) {
+    if (isRetry || !AuthenticationFlowManager::isAuthenticationError(error) ||
+        !AuthenticationFlowManager::getInstance().hasLoginPrompt())
+        return false;
+    std::weak_ptr<bool> alive = alive_;
+    AuthenticationFlowManager::getInstance().checkLogin(
+        [alive, retry] {
+            if (alive.lock())
+                retry();
+        },
+        true);
+    return true;
+}
+
+void AssetCatalog::fetchList(bool isRetry) {
+    if (fetchInFlight_) {
+        refetchRequested_ = true;
+        return;
+    }
+    fetchInFlight_ = true;
+    std::weak_ptr<bool> alive = alive_;
+    ResourceLoader::getInstance().postAssetForm(
+        {{"action", config_.listAction}}, [this, alive, isRetry](const CloudReply& reply) {
+            if (!alive.lock())
+                return;
+            fetchInFlight_ = false;
+            if (!reply.ok) {
+                LmdLog::message(config_.logName + ": Failed to fetch " + config_.assetType +
+                                ", status=" + std::to_string(reply.status));
+                if (retryAfterLogin(reply.error, isRetry, [this] { fetchList(true); }))
+                    return;
+                listError_ = reply.error;
+            } else {
+                parseListResponse(reply.body.dump());
+            }
+            if (refetchRequested_) {
+                refetchRequested_ = false;
+                fetchList();
+                return;  // the waiters hear of the newest list
+            }
+            std::vector<std::function<void(const std::string&)>> waiters;
+            waiters.swap(listWaiters_);
+            for (auto& waiter : waiters)
+                waiter(listError_);
+        });
+}
+
+void AssetCatalog::fetchListThen(std::function<void(const std::string& error)> then) {
+    if (then)
+        listWaiters_.push_back(std::move(then));
+    fetchList();
+}
+
+void AssetCatalog::parseStorageBlock(const json& answer, Listing& listing) {
+    const auto storage = answer.find("storage");
+    if (storage == answer.end() || !storage->is_object())
+        return;
+    listing.storageKnown = true;
+    const auto unlimited = storage->find("unlimited");
+    listing.storageUnlimited = unlimited != storage->end() && unlimited->is_boolean() && unlimited->get<bool>();
+    listing.storageUsedMb = numberOr0(*storage, "used_mb");
+    listing.storageQuotaMb = numberOr0(*storage, "quota_mb");
+}
+
+AssetCatalog::Listing AssetCatalog::parseListing(const Config& config, const std::string& body) {
+    Listing listing;
+    json answer;
+    try {
+        answer = json::parse(body);
+    } catch (const json::exception& e) {
+        listing.error = e.what();
+        return listing;
+    }
+    if (!answer.is_object()) {
+        listing.error = "the answer is not a JSON object";
+        return listing;
+    }
+    listing.catalog = sortedStrings(answer.value(config.listKey, json()));
+    listing.mine = sortedStrings(answer.value(config.myListKey, json()));
+    const json user = answer.value("username", json());
+    listing.username = user.is_string() ? user.get<std::string>() : "";
+    parseStorageBlock(answer, listing);
+    listing.ok = true;
+    return listing;
+}
+
+bool AssetCatalog::parseListResponse(const std::string& body) {
+    Listing listing = parseListing(config_, body);
+    if (!listing.ok) {
+        LmdLog::message(config_.logName + ": JSON parse error: " + listing.error);
+        listError_ = "The Lumenda3D server sent an asset list the editor cannot read.";
+        return false;
+    }
+    catalogAssets_ = std::move(listing.catalog);
+    myAssets_ = std::move(listing.mine);
+    username_ = listing.username;
+    storageKnown_ = listing.storageKnown;
+    storageUnlimited_ = listing.storageUnlimited;
+    storageUsedMb_ = listing.storageUsedMb;
+    storageQuotaMb_ = listing.storageQuotaMb;
+    listed_ = true;
+    listError_.clear();
+    return true;
+}
+
+void AssetCatalog::uploadToServer(const std::string& fileName, const std::string& data, const std::string& thumbData,
+                                  const std::string& thumbName, Done callback, bool isRetry) {
+    uploading_ = true;
+    uploadStatus_ = "Uploading \"" + fileName + "\"...";
+    std::vector<HttpFormPart> parts = {HttpFormPart::field("action", config_.uploadAction),
+                                       HttpFormPart::field("fileName", fileName),
+                                       HttpFormPart::file(config_.uploadField, fileName, data)};
+    if (!thumbData.empty())
+        parts.push_back(HttpFormPart::file("thumbData", thumbName.empty() ? "thumb.jpg" : thumbName, thumbData));
+    std::weak_ptr<bool> alive = alive_;
+    ResourceLoader::getInstance().postAssetMultipart(
+        std::move(parts), uploadTimeoutMs_,
+        [this, alive, fileName, data, thumbData, thumbName, callback, isRetry](const CloudReply& reply) {
+            if (!alive.lock())
+                return;
+            if (!reply.ok &&
+                retryAfterLogin(reply.error, isRetry, [this, fileName, data, thumbData, thumbName, callback] {
+                    uploadToServer(fileName, data, thumbData, thumbName, callback, true);
+                }))
+                return;
+            uploading_ = false;
+            if (reply.ok) {
+                uploadStatus_ = "Uploaded \"" + fileName + "\"";
+                invalidateThumbnail(fileName);
+                fetchList();
+            } else {
+                uploadStatus_ = "Upload failed: " + reply.error;
+                LmdLog::message(config_.logName + ": upload of " + fileName + " failed: " + reply.error);
+            }
+            if (callback)
+                callback(reply.ok, reply.error);
+        });
+}
+
+void AssetCatalog::deleteAsset(const std::string& fileName, Done callback, bool isRetry) {
+    std::weak_ptr<bool> alive = alive_;
+    ResourceLoader::getInstance().postAssetForm(
+        {{"action", "deleteAsset"}, {"assetType", config_.assetType}, {"fileName", fileName}},
+        [this, alive, fileName, callback, isRetry](const CloudReply& reply) {
+            if (!alive.lock())
+                return;
+            if (!reply.ok &&
+                retryAfterLogin(reply.error, isRetry, [this, fileName, callback] { deleteAsset(fileName, callback, true); }))
+                return;
+            if (reply.ok) {
+                myAssets_.erase(std::remove(myAssets_.begin(), myAssets_.end(), fileName), myAssets_.end());
+                invalidateThumbnail(fileName);
+                fetchList();
+            } else {
+                LmdLog::message(config_.logName + ": delete of " + fileName + " failed: " + reply.error);
+            }
+            if (callback)
+                callback(reply.ok, reply.error);
+        });
+}
+
+std::string AssetCatalog::assetUrl(const std::string& fileName, bool mine) const {
+    std::string url = ApiConfig::getAssetsBaseUrl() + "/" + config_.assetType + "/";
+    if (mine && !username_.empty())
+        url += UrlUtils::urlEncode(username_) + "/";
+    return url + UrlUtils::urlEncode(fileName);
+}
+
+std::string AssetCatalog::thumbnailUrl(const std::string& fileName, bool mine) const {
+    std::string url = ApiConfig::getAssetsBaseUrl() + "/" + config_.assetType + "/";
+    if (mine && !username_.empty())
+        url += UrlUtils::urlEncode(username_) + "/";
+    return url + "thumbs/" + config_.thumbPrefix + UrlUtils::urlEncode(stemOf(fileName)) + ".jpg";
+}
+
+std::string AssetCatalog::cloudReference(const std::string& fileName, bool mine) const {
+    return assetUrl(fileName, mine);
+}
+
+void AssetCatalog::fetchAssetBytes(const std::string& fileName, bool mine, BytesDone callback) const {
+    std::shared_ptr<MyHttpClient> client = AuthenticationManager::getInstance().getHttpClient();
+    if (ApiConfig::getAssetsBaseUrl().empty() || !client) {
+        if (callback)
+            callback(false, "", "No Lumenda3D server is set up, so cloud assets are out of reach.");
+        return;
+    }
+    client->get(assetUrl(fileName, mine), [fileName, callback](const HttpResponse& response) {
+        if (!callback)
+            return;
+        if (!response.success)
+            return callback(false, "",
+                            "Could not fetch \"" + fileName + "\" from the Lumenda3D server: " +
+                                (response.status ? "the server answered " + std::to_string(response.status)
+                                                 : response.error) + ".");
+        callback(true, response.body, "");
+    });
+}
+
+// --- Local assets --------------------------------------------------------------------------------
+
+void AssetCatalog::refreshLocalList() {
+    localAssets_.clear();
+    for (const std::string& name : LocalStorage::listLocalAssets(config_.assetType))
+        if (allowsExtension(name))
+            localAssets_.push_back(name);
+}
+
+bool AssetCatalog::localAssetExists(const std::string& name) const {
+    return std::find(localAssets_.begin(), localAssets_.end(), name) != localAssets_.end();
+}
+
+std::string AssetCatalog::importLocalFile(const FileData& file, std::string& error) const {
+    if (!LocalStorage::isFeatureAvailable()) {
+        error = "Local " + config_.assetType + " are not supported in this build.";
+        return "";
+    }
+    const std::string name = file.name.empty() ? fs::path(file.path).filename().string() : file.name;
+    // A model must be one the importer reads: a file it refuses never enters the store.
+    if (config_.assetType == "models" && LmdModelImporter::canRead(name) && !LmdModelImporter::isOgreMesh(name)) {
+        std::string bytes;
+        if (readFile(file.path, bytes) && LmdAssetFormats::check("models", name, bytes).empty()) {
+            LmdMeshData mesh;
+            std::string why;
+            if (!LmdModelImporter::load(file.path, mesh, why)) {
+                error = "\"" + name + "\" could not be read as a model: " + why;
+                return "";
+            }
+        }
+    }
+    const std::string stored = LocalStorage::importAsset(file.path, config_.assetType, name, file.overwrite, error);
+    if (stored.empty())
+        return "";
+    std::string why;
+    if (!file.thumbnailPath.empty()) {
+        if (!LocalStorage::importThumbnailFromPath(config_.assetType, stored, file.thumbnailPath, why))
+            LmdLog::message(config_.logName + ": thumbnail of " + stored + " not taken: " + why);
+    } else if (config_.thumbnailWriter) {
+        config_.thumbnailWriter(config_.assetType, stored);
+    }
+    return stored;
+}
+
+std::string AssetCatalog::importLocalAsset(const FileData& file, std::string& error) {
+    const std::string stored = importLocalFile(file, error);
+    if (stored.empty())
+        return "";
+    localThumbs_.invalidate(stored);
+    if (onLocalChange_)
+        onLocalChange_();
+    refreshLocalList();
+    return stored;
+}
+
+bool AssetCatalog::deleteLocalAsset(const std::string& name, std::string& error) {
+    if (!LocalStorage::deleteLocalAsset(config_.assetType, name, error))
+        return false;
+    localThumbs_.invalidate(name);
+    if (onLocalChange_)
+        onLocalChange_();
+    refreshLocalList();
+    return true;
+}
+
+void AssetCatalog::writeDownscaledImageThumbnail(const std::string& assetType, const std::string& fileName) {
+    std::vector<unsigned char> raw;
+    if (!LocalStorage::readLocalAsset(assetType, fileName, raw))
+        return;
+    const std::string bytes(raw.begin(), raw.end());
+    const std::string path = LocalStorage::getAssetThumbnailFilePath(assetType, fileName);
+    try {
+        const std::string extension = LmdAssetFormats::detectImageFormat(bytes, LmdAssetFormats::extensionOf(fileName));
+        Ogre::Image image;
+        Ogre::DataStreamPtr stream(
+            new Ogre::MemoryDataStream(const_cast<char*>(bytes.data()), bytes.size(), false, true));
+        image.load(stream, extension);
+        if (image.getWidth() > kThumbnailSize || image.getHeight() > kThumbnailSize) {
+            const float scale =
+                static_cast<float>(kThumbnailSize) / static_cast<float>(std::max(image.getWidth(), image.getHeight()));
+            image.resize(static_cast<Ogre::ushort>(std::max(1.0f, image.getWidth() * scale)),
+                         static_cast<Ogre::ushort>(std::max(1.0f, image.getHeight() * scale)),
+                         Ogre::Image::FILTER_BILINEAR);
+        }
+        // The thumbnail keeps the store's name (<file>.jpg) but holds PNG bytes: readers go by
+        // the bytes, and PNG keeps a picture's transparency.
+        Ogre::DataStreamPtr encoded = image.encode("png");
+        std::string out(encoded->size(), '\0');
+        encoded->read(out.data(), out.size());
+        std::string why;
+        if (!FileManager::writeFileAtomic(path, out, &why))
+            throw std::runtime_error(why);
+        return;
+    } catch (const std::exception& e) {
+        LmdLog::message("AssetCatalog: downscale failed for " + fileName +
+                        ", falling back to original-size thumb: " + e.what());
+    } catch (...) {
+        LmdLog::message("AssetCatalog: downscale failed for " + fileName +
+                        ", falling back to original-size thumb (unknown exception)");
+    }
+    std::string why;
+    if (!FileManager::writeFileAtomic(path, bytes, &why))
+        LmdLog::message("AssetCatalog: failed to write thumbnail fallback for " + fileName);
+}
+
+// --- Thumbnails ----------------------------------------------------------------------------------
+
+void AssetCatalog::setBackgroundRunner(AssetThumbnailCache::Runner runner) {
+    remoteThumbs_.setRunner(runner);
+    localThumbs_.setRunner(std::move(runner));
+}
+
+void AssetCatalog::updateThumbnails() {
+    remoteThumbs_.update();
+    localThumbs_.update();
+}
+
+void AssetCatalog::requestLocalThumbnail(const std::string& name) {
+    if (localThumbs_.isRequested(name))
+        return;
+    const std::string type = config_.assetType, logName = config_.logName;
+    localThumbs_.request(
+        name,
+        [type, name, logName] {
+            std::vector<unsigned char> bytes;
+            if (!LocalStorage::readLocalAssetThumbnail(type, name, bytes) &&
+                !(type == "textures" && LocalStorage::readLocalAsset(type, name, bytes))) {
+                LmdLog::message(logName + ": failed to load local thumbnail for " + name);
+                return std::string();
+            }
+            return std::string(bytes.begin(), bytes.end());
+        },
+        LmdAssetFormats::extensionOf(name));
+}
+
+void AssetCatalog::requestThumbnail(const std::string& name, bool mine) {
+    if (remoteThumbs_.isRequested(name))
+        return;
+    std::shared_ptr<MyHttpClient> client = AuthenticationManager::getInstance().getHttpClient();
+    if (!client || ApiConfig::getAssetsBaseUrl().empty())
+        return;
+    // Held as requested from now on; the bytes come later, then decode off the main thread.
+    remoteThumbs_.hold(name);
+    std::weak_ptr<bool> alive = alive_;
+    client->get(
+        thumbnailUrl(name, mine),
+        [this, alive, name](const HttpResponse& response) {
+            if (!alive.lock())
+                return;
+            if (!response.success) {
+                LmdLog::message(config_.logName + ": Failed to load thumbnail for " + name);
+                return;
+            }
+            const std::string bytes = response.body;
+            remoteThumbs_.provide(name, [bytes] { return bytes; }, LmdAssetFormats::detectImageFormat(bytes, "jpg"));
+        },
+        true);
+}
+
+void AssetCatalog::invalidateThumbnail(const std::string& name) {
+    remoteThumbs_.invalidate(name);
+    localThumbs_.invalidate(name);
+}
+
+} // namespace Lumenda3D

@@ -1,0 +1,150 @@
+#pragma once
+// The asset library: textures, models, sounds and materials as a grid, drawn by the block
+// editor's "Asset Library" tab (Workflow calls drawContent). Each of the first three kinds has an
+// AssetCatalog with three sources: "Public" (the server's catalogue), "Cloud" (the person's own
+// uploads) and "Local" (the local store); materials are read from the open document.
+//
+// Gestures: a cell dragged onto the 3D view becomes a Model or a LoadSound block there, or (a
+// texture or a material) is put on the object under the pointer; a file dropped on the window or
+// typed into "Import" is checked, then imported into the local store or uploaded to the cloud; a
+// cell's menu deletes (after asking) or opens the local folder. Imports, uploads' file reading
+// and thumbnails run off the main thread; every failure is one message and leaves the store and
+// the document as they were.
+#include <array>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "assets/AssetCatalog.h"
+#include "assets/AssetCatalogs.h"
+#include "assets/AssetSceneDrop.h"
+#include "ui/BaseUI.h"
+
+namespace Lumenda3D {
+
+class AssetLibraryHost;
+
+class AssetLibraryPanel : public BaseUI {
+public:
+    static constexpr const char* kName = "assetLibraryPanel";
+    static constexpr const char* kDragPayload = "LMD_ASSET";
+
+    enum class AssetType { Texture, Model, Sound, Material };
+    enum class SourceTab { Public, Cloud, Local };
+
+    // `catalogs` null: the editor's shared ones.
+    explicit AssetLibraryPanel(std::shared_ptr<AssetCatalogs> catalogs = nullptr);
+    ~AssetLibraryPanel() override;
+
+    void setHost(AssetLibraryHost* host);
+    void init() override;
+    // Once a frame: dropped files, the end of a drag, the modals, thumbnails.
+    void draw() override;
+    // The tabs, the action row and the grid; inside the Workflow's "Asset Library" tab.
+    void drawContent();
+
+    // The catalog of a kind that has one (not materials).
+    AssetCatalog& getCatalog(AssetType type);
+    AssetSceneDrop& getSceneDrop() { return sceneDrop_; }
+
+    AssetType getCurrentType() const { return currentType_; }
+    SourceTab getCurrentSource() const { return currentSource_; }
+    void setCurrent(AssetType type, SourceTab source);
+    void setSearch(const std::string& text);
+    // The names the grid shows now (after the search).
+    std::vector<std::string> visibleNames() const;
+    // The message the grid shows instead of cells ("No local textures yet. ..."); "" with cells.
+    std::string emptyGridMessage() const;
+
+    // --- Gestures and actions (also what tests drive) ------------------------------------------
+    // Starts dragging a cell; ends over the scene with dropAssetIntoScene.
+    void beginDrag(AssetType type, const std::string& name, SourceTab source);
+    bool isDragging() const { return dragging_; }
+    // Ends a drag over the 3D view at `screen`. A cloud asset is fetched first.
+    void dropAssetIntoScene(ImVec2 screen);
+    void updateTextureDropTarget(ImVec2 screen);
+    // The drag ended elsewhere.
+    void cancelDrag();
+
+    // Offers a file (dropped or typed): the kind by its extension, then the question.
+    void offerFile(const std::string& path);
+    void handleDroppedFiles();
+    // The local road: checks and copies off the main thread.
+    void importDroppedFile(const std::string& path, AssetType type, bool overwrite);
+    // The cloud road: checks in order, reads off the main thread, then uploads.
+    void uploadFileToCloud(AssetType type, const std::string& path);
+    bool cloudUploadWithinQuota(const AssetCatalog& catalog, size_t bytes, std::string& message) const;
+    // Asks, then deletes a local file or the person's cloud upload.
+    void requestDeleteAsset(AssetType type, const std::string& name, bool local);
+    void confirmDelete();
+    bool openLocalAssetFolder(AssetType type);
+
+    // The kind of a file by its extension; false when no catalog takes it.
+    bool matchAssetTypeForFile(const std::string& fileName, AssetType& type);
+    bool droppedFileGoesToLocal() const { return currentSource_ == SourceTab::Local; }
+    bool droppedFileAlreadyExists(const std::string& fileName, AssetType type);
+
+    // The modals' state.
+    bool isAskingAboutDroppedFile() const { return !pendingFile_.empty(); }
+    const std::string& getPendingFile() const { return pendingFile_; }
+    void answerDroppedFile(bool yes);
+    bool isAskingToDelete() const { return !pendingDelete_.empty(); }
+    // How many imports or uploads run off the main thread now.
+    int busyCount() const { return busy_; }
+    // The last message the panel gave (toast or error), for tests and the status line.
+    const std::string& getLastMessage() const { return lastMessage_; }
+    // The reference a cell writes into the document.
+    std::string referenceOf(AssetType type, const std::string& name, SourceTab source) const;
+    void setRefreshCallback(std::function<void()> refresh) { sceneDrop_.setRefreshCallback(std::move(refresh)); }
+
+private:
+    struct Drag {
+        AssetType type = AssetType::Texture;
+        std::string name;
+        SourceTab source = SourceTab::Local;
+    };
+
+    void drawTypeTabs();
+    void drawSourceTabs();
+    void drawActionRow();
+    void drawGrid();
+    void drawCell(const std::string& name, float size);
+    void drawMaterials();
+    void drawDragPreview();
+    void drawDroppedFileModal();
+    void drawDeleteModal();
+    void drawImportModal();
+    void refreshCurrent();
+    void tell(const std::string& text);
+    void fail(const std::string& text);
+    void performDrop(const Drag& drag, ImVec2 screen);
+    std::vector<std::string> materialNames() const;
+    AssetSceneDrop::Kind kindOf(AssetType type) const;
+    static const char* typeWord(AssetType type);  // "textures"
+
+    AssetLibraryHost* host_ = nullptr;
+    std::shared_ptr<AssetCatalogs> catalogs_;
+    AssetSceneDrop sceneDrop_;
+    AssetType currentType_ = AssetType::Texture;
+    SourceTab currentSource_ = SourceTab::Local;
+    char search_[256] = {};
+    bool dragging_ = false;
+    Drag drag_;
+    std::string pendingFile_;
+    AssetType pendingType_ = AssetType::Texture;
+    bool pendingExists_ = false;
+    std::string pendingDelete_;
+    AssetType pendingDeleteType_ = AssetType::Texture;
+    bool pendingDeleteLocal_ = true;
+    bool openImport_ = false;
+    char importPath_[1024] = {};
+    bool uploadInProgress_ = false;
+    int busy_ = 0;
+    std::string lastMessage_;
+    std::string previewing_;
+    ImTextureID soundIcon_ = nullptr;
+    std::string soundIconTexture_;
+    std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
+};
+
+} // namespace Lumenda3D
