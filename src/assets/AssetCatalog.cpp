@@ -6,8 +6,8 @@
 
 #include <OgreDataStream.h>
 #include <OgreImage.h>
-#include <nlohmann/json.hpp>
 
+#include "assets/AssetListing.h"
 #include "base/LmdLog.h"
 #include "base/LmdPaths.h"
 #include "engine/assets/LmdAssetResolver.h"
@@ -27,28 +27,12 @@
 namespace Lumenda3D {
 
 namespace fs = std::filesystem;
-using json = nlohmann::json;
 
 namespace {
 
 std::string stemOf(const std::string& name) {
     const size_t dot = name.find_last_of('.');
     return dot == std::string::npos || dot == 0 ? name : name.substr(0, dot);
-}
-
-std::vector<std::string> sortedStrings(const json& list) {
-    std::vector<std::string> names;
-    if (list.is_array())
-        for (const json& item : list)
-            if (item.is_string())
-                names.push_back(item.get<std::string>());
-    std::sort(names.begin(), names.end());
-    return names;
-}
-
-double numberOr0(const json& object, const char* key) {
-    const auto found = object.find(key);
-    return found != object.end() && found->is_number() ? found->get<double>() : 0.0;
 }
 
 bool readFile(const std::string& path, std::string& bytes) {
@@ -140,41 +124,8 @@ void AssetCatalog::fetchListThen(std::function<void(const std::string& error)> t
     fetchList();
 }
 
-void AssetCatalog::parseStorageBlock(const json& answer, Listing& listing) {
-    const auto storage = answer.find("storage");
-    if (storage == answer.end() || !storage->is_object())
-        return;
-    listing.storageKnown = true;
-    const auto unlimited = storage->find("unlimited");
-    listing.storageUnlimited = unlimited != storage->end() && unlimited->is_boolean() && unlimited->get<bool>();
-    listing.storageUsedMb = numberOr0(*storage, "used_mb");
-    listing.storageQuotaMb = numberOr0(*storage, "quota_mb");
-}
-
-AssetCatalog::Listing AssetCatalog::parseListing(const Config& config, const std::string& body) {
-    Listing listing;
-    json answer;
-    try {
-        answer = json::parse(body);
-    } catch (const json::exception& e) {
-        listing.error = e.what();
-        return listing;
-    }
-    if (!answer.is_object()) {
-        listing.error = "the answer is not a JSON object";
-        return listing;
-    }
-    listing.catalog = sortedStrings(answer.value(config.listKey, json()));
-    listing.mine = sortedStrings(answer.value(config.myListKey, json()));
-    const json user = answer.value("username", json());
-    listing.username = user.is_string() ? user.get<std::string>() : "";
-    parseStorageBlock(answer, listing);
-    listing.ok = true;
-    return listing;
-}
-
 bool AssetCatalog::parseListResponse(const std::string& body) {
-    Listing listing = parseListing(config_, body);
+    AssetListing listing = AssetListing::parse(config_.listKey, config_.myListKey, body);
     if (!listing.ok) {
         LmdLog::message(config_.logName + ": JSON parse error: " + listing.error);
         listError_ = "The Lumenda3D server sent an asset list the editor cannot read.";

@@ -16,8 +16,6 @@
 #include <string>
 #include <vector>
 
-#include <nlohmann/json_fwd.hpp>
-
 #include "assets/AssetThumbnailCache.h"
 
 namespace Lumenda3D {
@@ -47,19 +45,6 @@ public:
     static Config modelsConfig();
     static Config soundsConfig();
 
-    // What a list answer holds; `ok` false with `error` when the answer cannot be read.
-    struct Listing {
-        bool ok = false;
-        std::string error;
-        std::vector<std::string> catalog;  // the public catalogue, sorted
-        std::vector<std::string> mine;     // the user's uploads, sorted
-        std::string username;
-        bool storageKnown = false;
-        bool storageUnlimited = false;
-        double storageUsedMb = 0.0;
-        double storageQuotaMb = 0.0;
-    };
-
     // A file on this machine to import into the local store.
     struct FileData {
         std::string path;           // the file to copy
@@ -82,12 +67,9 @@ public:
     // Fetches the list and calls `then` once when the fetch has ended, with "" or the reason the
     // list could not be had (the old lists then stay).
     void fetchListThen(std::function<void(const std::string& error)> then);
-    // Fills the lists, the user name and the storage block from a list answer; false (lists
-    // kept) when it cannot be read.
+    // Fills the lists, the user name and the storage block from a list answer (AssetListing);
+    // false (lists kept) when it cannot be read.
     bool parseListResponse(const std::string& body);
-    static Listing parseListing(const Config& config, const std::string& body);
-    // Reads "storage" of an answer into the listing; storageKnown only when it is an object.
-    static void parseStorageBlock(const nlohmann::json& answer, Listing& listing);
 
     void uploadToServer(const std::string& fileName, const std::string& data, const std::string& thumbData,
                         const std::string& thumbName, Done callback, bool isRetry = false);

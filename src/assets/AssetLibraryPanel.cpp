@@ -118,6 +118,11 @@ AssetSceneDrop::Kind AssetLibraryPanel::kindOf(AssetType type) const {
     return AssetSceneDrop::Kind::Material;
 }
 
+void AssetLibraryPanel::selectTabs(AssetType type, SourceTab source) {
+    requestedTab_ = static_cast<int>(type);
+    setCurrent(type, source);
+}
+
 void AssetLibraryPanel::setCurrent(AssetType type, SourceTab source) {
     const bool changed = type != currentType_ || source != currentSource_;
     currentType_ = type;
@@ -259,9 +264,15 @@ void AssetLibraryPanel::drawContent() {
 void AssetLibraryPanel::drawTypeTabs() {
     if (!ImGui::BeginTabBar("##assetTypes"))
         return;
+    // A type set from code selects its tab; until the tab bar shows it (a frame later), the tab
+    // that was open does not count as the person's choice.
+    const int requested = requestedTab_;
     for (int i = 0; i < 4; ++i)
-        if (ImGui::BeginTabItem(kTypeTabs[i])) {
-            setCurrent(static_cast<AssetType>(i), currentSource_);
+        if (ImGui::BeginTabItem(kTypeTabs[i], nullptr, i == requested ? ImGuiTabItemFlags_SetSelected : 0)) {
+            if (requested < 0)
+                setCurrent(static_cast<AssetType>(i), currentSource_);
+            else if (i == requested && static_cast<int>(currentType_) == requested)
+                requestedTab_ = -1;
             ImGui::EndTabItem();
         }
     ImGui::EndTabBar();

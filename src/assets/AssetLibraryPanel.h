@@ -50,6 +50,8 @@ public:
     AssetType getCurrentType() const { return currentType_; }
     SourceTab getCurrentSource() const { return currentSource_; }
     void setCurrent(AssetType type, SourceTab source);
+    // setCurrent, with the type's tab brought to the front (a choice made outside the tabs).
+    void selectTabs(AssetType type, SourceTab source);
     void setSearch(const std::string& text);
     // The names the grid shows now (after the search).
     std::vector<std::string> visibleNames() const;
@@ -127,6 +129,7 @@ private:
     AssetSceneDrop sceneDrop_;
     AssetType currentType_ = AssetType::Texture;
     SourceTab currentSource_ = SourceTab::Local;
+    int requestedTab_ = -1;
     char search_[256] = {};
     bool dragging_ = false;
     Drag drag_;

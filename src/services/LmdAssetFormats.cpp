@@ -89,7 +89,7 @@ bool isMp3(const std::string& b) {
 
 // The sentence for a file that is not what its extension says.
 std::string notWhatItSays(const std::string& fileName, const std::string& what) {
-    return "\"" + fileName + "\" is not " + what + ": its contents do not match its name, so it was not imported.";
+    return "\"" + fileName + "\" does not hold " + what + " data: its contents do not match its name, so it was not imported.";
 }
 
 std::string upper(std::string text) {
@@ -156,7 +156,7 @@ std::string LmdAssetFormats::check(const std::string& type, const std::string& f
         const std::string wanted = extension == "jpeg" ? "jpg" : extension;
         const ImageInfo info = readImageInfo(b, wanted);
         if (info.format.empty() || info.format != wanted)
-            return notWhatItSays(fileName, "a " + upper(wanted) + " picture");
+            return notWhatItSays(fileName, upper(wanted) + " picture");
         if (info.width == 0 || info.height == 0)
             return "\"" + fileName + "\" says it is a picture of no pixels, so it was not imported.";
         if (info.width > kMaxImageSide || info.height > kMaxImageSide)
@@ -175,7 +175,7 @@ std::string LmdAssetFormats::check(const std::string& type, const std::string& f
             ok = startsWith(b, "fLaC") || (startsWith(b, "ID3") && b.find("fLaC") != std::string::npos);
         else if (extension == "mp3")
             ok = isMp3(b);
-        return ok ? "" : notWhatItSays(fileName, "a " + upper(extension) + " sound");
+        return ok ? "" : notWhatItSays(fileName, upper(extension) + " sound");
     }
     if (type == "models") {
         bool ok = true;
@@ -197,7 +197,7 @@ std::string LmdAssetFormats::check(const std::string& type, const std::string& f
             ok = looksLikeText(b);
         else if (extension == "awd")
             ok = startsWith(b, "AWD");
-        return ok ? "" : notWhatItSays(fileName, "a " + upper(extension) + " model");
+        return ok ? "" : notWhatItSays(fileName, upper(extension) + " model");
     }
     return "\"" + type + "\" is not an asset type: use textures, models or sounds.";
 }
