@@ -267,14 +267,17 @@ void AssetLibraryPanel::drawTypeTabs() {
     // A type set from code selects its tab; until the tab bar shows it (a frame later), the tab
     // that was open does not count as the person's choice.
     const int requested = requestedTab_;
-    for (int i = 0; i < 4; ++i)
-        if (ImGui::BeginTabItem(kTypeTabs[i], nullptr, i == requested ? ImGuiTabItemFlags_SetSelected : 0)) {
+    for (int i = 0; i < 4; ++i) {
+        const bool open = ImGui::BeginTabItem(kTypeTabs[i], nullptr, i == requested ? ImGuiTabItemFlags_SetSelected : 0);
+        recordItem(kTypeTabs[i]);
+        if (open) {
             if (requested < 0)
                 setCurrent(static_cast<AssetType>(i), currentSource_);
             else if (i == requested && static_cast<int>(currentType_) == requested)
                 requestedTab_ = -1;
             ImGui::EndTabItem();
         }
+    }
     ImGui::EndTabBar();
 }
 
@@ -284,6 +287,7 @@ void AssetLibraryPanel::drawSourceTabs() {
             ImGui::SameLine();
         if (ImGui::RadioButton(kSourceTabs[i], currentSource_ == static_cast<SourceTab>(i)))
             setCurrent(currentType_, static_cast<SourceTab>(i));
+        recordItem(kSourceTabs[i]);
     }
 }
 
@@ -297,9 +301,11 @@ void AssetLibraryPanel::drawActionRow() {
     if (currentSource_ == SourceTab::Local) {
         if (ImGui::Button(("Import local " + word + "...##assetImport").c_str()))
             openImport_ = true;
+        recordItem("Import");
     } else {
         if (ImGui::Button(("Upload " + word + "...##assetUpload").c_str()))
             openImport_ = true;
+        recordItem("Upload");
         ImGui::SameLine();
         if (ImGui::Button("Refresh##assetRefresh"))
             getCatalog(currentType_).fetchList();
@@ -374,6 +380,7 @@ void AssetLibraryPanel::drawCell(const std::string& name, float size) {
         clicked = ImGui::Button("##cell", box);
     }
     (void)clicked;
+    recordItem(("cell:" + name).c_str());
     if (ImGui::BeginDragDropSource(ImGuiDragDropFlags_SourceNoPreviewTooltip)) {
         const std::string reference = referenceOf(currentType_, name, currentSource_);
         ImGui::SetDragDropPayload(kDragPayload, reference.c_str(), reference.size() + 1);

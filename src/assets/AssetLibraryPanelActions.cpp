@@ -340,7 +340,9 @@ void AssetLibraryPanel::drawDroppedFileModal() {
         ImGui::Text("Upload \"%s\" to your cloud %s?", name.c_str(), word.c_str());
     if (pendingExists_)
         ImGui::Text("\"%s\" already exists \xE2\x80\x94 it will be overwritten.", name.c_str());
-    if (ImGui::Button(pendingExists_ ? "Overwrite##dropped" : "Yes##dropped", ImVec2(scaled(100), 0))) {
+    const bool yes = ImGui::Button(pendingExists_ ? "Overwrite##dropped" : "Yes##dropped", ImVec2(scaled(100), 0));
+    recordItem("Yes");
+    if (yes) {
         answerDroppedFile(true);
         ImGui::CloseCurrentPopup();
     }
@@ -360,7 +362,9 @@ void AssetLibraryPanel::drawDeleteModal() {
         return;
     ImGui::Text("Permanently delete \"%s\"?", pendingDelete_.c_str());
     ImGui::TextUnformatted("This cannot be undone.");
-    if (ImGui::Button("Delete##confirmDelete", ImVec2(scaled(100), 0))) {
+    const bool confirmed = ImGui::Button("Delete##confirmDelete", ImVec2(scaled(100), 0));
+    recordItem("Delete");
+    if (confirmed) {
         confirmDelete();
         ImGui::CloseCurrentPopup();
     }
@@ -387,6 +391,7 @@ void AssetLibraryPanel::drawImportModal() {
     if (ImGui::IsWindowAppearing())
         ImGui::SetKeyboardFocusHere();
     const bool entered = ImGui::InputText("##importPath", importPath_, sizeof(importPath_), ImGuiInputTextFlags_EnterReturnsTrue);
+    recordItem("Path");
     if (ImGui::Button(local ? "Import##importFile" : "Upload##importFile", ImVec2(scaled(100), 0)) || entered) {
         std::string path = importPath_;
         // A path pasted from a file manager may come as a file:// address or quoted.

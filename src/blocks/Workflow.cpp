@@ -375,9 +375,13 @@ void Workflow::draw() {
                 drawTree();
                 ImGui::EndTabItem();
             }
-            if (drawAssetLibraryContent_ && ImGui::BeginTabItem("Asset Library")) {
-                drawAssetLibraryContent_();
-                ImGui::EndTabItem();
+            if (drawAssetLibraryContent_) {
+                const bool shown = ImGui::BeginTabItem("Asset Library");
+                recordItem("Asset Library");
+                if (shown) {
+                    drawAssetLibraryContent_();
+                    ImGui::EndTabItem();
+                }
             }
             ImGui::EndTabBar();
         }

@@ -36,6 +36,10 @@
 #   assistant        a request typed into the assistant's panel, answered by a scripted provider:
 #                    the change applied and marked, undone as one step; a conflicting edit during
 #                    a slow reply settled in the conflict dialog; screenshots
+#   assets           a picture, a model and a sound dropped onto the window and imported into the
+#                    local assets (a file that is not what its name says is refused), dragged
+#                    from the asset library onto a box (its pixels turn red) and into the scene;
+#                    screenshots of the grid
 set -uo pipefail
 
 case_name="$1"
@@ -750,6 +754,78 @@ screenshot $artifacts/editor-assistant-after-merge.png
 quit" "$source_dir/media/examples/platformer.xml"
   kill "$standin_pid" 2>/dev/null
   wait "$standin_pid" 2>/dev/null
+  ;;
+
+assets)
+  # Files a person brings in: a picture, a model and a sound dropped onto the window, imported
+  # after the question, shown in the asset library's grid, then dragged into the scene.
+  python3 - "$work" <<'PY'
+import struct, sys, zlib
+work = sys.argv[1]
+def chunk(kind, data):
+    return struct.pack('>I', len(data)) + kind + data + struct.pack('>I', zlib.crc32(kind + data) & 0xffffffff)
+rows = b''.join(b'\x00' + b'\xdc\x28\x28' * 32 for _ in range(32))
+png = b'\x89PNG\r\n\x1a\n' + chunk(b'IHDR', struct.pack('>IIBBBBB', 32, 32, 8, 2, 0, 0, 0)) + \
+      chunk(b'IDAT', zlib.compress(rows)) + chunk(b'IEND', b'')
+open(work + '/red.png', 'wb').write(png)
+open(work + '/fake.png', 'wb').write(b'this is text, not a picture')
+cube = ['v %d %d %d' % (x, y, z) for x in (-1, 1) for y in (-1, 1) for z in (-1, 1)]
+faces = ['f 1 3 4 2', 'f 5 6 8 7', 'f 1 2 6 5', 'f 3 7 8 4', 'f 1 5 7 3', 'f 2 4 8 6']
+open(work + '/cube.obj', 'w').write('\n'.join(cube + faces) + '\n')
+PY
+  cp "$source_dir/media/sounds/coin.wav" "$work/boing.wav"
+  run_script assets "
+until loaded
+frames 10
+user-click workflow Asset Library
+frames 5
+user-click assetLibraryPanel Local
+frames 3
+expect not asset red.png
+drop-file $work/fake.png
+frames 5
+user-click assetLibraryPanel Yes
+until error Import failed: \"fake.png\" does not hold PNG picture data
+expect not asset fake.png
+user-keys escape
+frames 5
+drop-file $work/red.png
+frames 5
+user-click assetLibraryPanel Yes
+until asset red.png
+frames 30
+screenshot $artifacts/editor-assets-textures.png
+drag-asset red.png object Step1
+until attr Step1 texture material1
+until object-pixel Step1 r
+frames 5
+screenshot $artifacts/editor-assets-texture-dropped.png
+user-click assetLibraryPanel Models
+frames 3
+drop-file $work/cube.obj
+frames 5
+user-click assetLibraryPanel Yes
+until asset cube.obj
+frames 3
+drag-asset cube.obj scene
+until attr Model fileName local:cube.obj
+frames 10
+screenshot $artifacts/editor-assets-model-dropped.png
+user-click assetLibraryPanel Sounds
+frames 3
+drop-file $work/boing.wav
+frames 5
+user-click assetLibraryPanel Yes
+until asset boing.wav
+frames 3
+drag-asset boing.wav scene
+until elements sound1 1
+drag-asset boing.wav scene
+frames 10
+expect elements sound2 0
+screenshot $artifacts/editor-assets-sounds.png
+quit
+"
   ;;
 
 *)

@@ -15,6 +15,7 @@
 
 #include <OgreLogManager.h>
 
+#include "assets/AssetLibraryPanel.h"
 #include "base/LmdLog.h"
 #include "ui/ConfirmDialog.h"
 #include "chrome/ErrorDialog.h"
@@ -516,6 +517,34 @@ bool LmdEditorTestHook::start(const Command& command) {
         pushPersonDrag(x1, y1, x2, y2);
         return awaitInput();
     }
+    if (verb == "drop-file") {
+        // drop-file PATH: a file dropped onto the window from a file manager (SDL's drop event).
+        if (!needs(1))
+            return false;
+        SDL_Event drop{};
+        drop.type = SDL_DROPFILE;
+        drop.drop.file = SDL_strdup(joined(w, 1).c_str());
+        SDL_Window* window = editor_.getNativeWindow();
+        drop.drop.windowID = window ? SDL_GetWindowID(window) : 0;
+        SDL_PushEvent(&drop);
+        return true;
+    }
+    if (verb == "drag-asset") {
+        // drag-asset NAME scene|object OBJECT: a person's drag of the asset library's cell NAME
+        // onto the middle of the scene or onto a scene object.
+        if (!needs(2))
+            return false;
+        float x1 = 0, y1 = 0, x2 = 0, y2 = 0;
+        const bool found = findWidget(AssetLibraryPanel::kName, "cell:" + w[1], x1, y1, error) &&
+                           (w[2] == "object" ? needs(3) && findObject(w[3], x2, y2, error)
+                                             : findBlockPlace("scene", "", x2, y2, error));
+        if (!found) {
+            fail(error);
+            return false;
+        }
+        pushPersonDrag(x1, y1, x2, y2);
+        return awaitInput();
+    }
     if (verb == "click-object") {
         if (!needs(1))
             return false;
@@ -677,6 +706,12 @@ bool LmdEditorTestHook::evaluate(const std::vector<std::string>& words, size_t f
         const int count = countElementsNamed(editor_.getSourceXml(), arg(1));
         actual = std::to_string(count) + " element(s) named " + arg(1);
         result = count == std::atoi(arg(2).c_str());
+    } else if (what == "asset") {
+        // asset NAME: the asset library's grid shows NAME now.
+        auto library = ui ? ui->getPanel<AssetLibraryPanel>() : nullptr;
+        const std::vector<std::string> names = library ? library->visibleNames() : std::vector<std::string>();
+        result = std::find(names.begin(), names.end(), arg(1)) != names.end();
+        actual = library ? (result ? arg(1) + " shown" : "not shown; " + library->emptyGridMessage()) : "(no library)";
     } else if (what == "objects") {
         // objects NAME COUNT: live scene objects of that name, as get_scene_info lists them.
         int count = 0;
