@@ -1,6 +1,7 @@
 #include "assets/AssetLibraryPanel.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
@@ -215,9 +216,44 @@ std::string AssetLibraryPanel::referenceOf(AssetType type, const std::string& na
 
 // --- Drawing -------------------------------------------------------------------------------------
 
+namespace {
+
+// Measures the scope's time into the panel's frame cost.
+class CostScope {
+public:
+    explicit CostScope(std::function<void(double)> add) : add_(std::move(add)), start_(std::chrono::steady_clock::now()) {}
+    ~CostScope() {
+        add_(std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start_).count());
+    }
+
+private:
+    std::function<void(double)> add_;
+    std::chrono::steady_clock::time_point start_;
+};
+
+} // namespace
+
+void AssetLibraryPanel::addFrameCost(double milliseconds) {
+    const int frame = ImGui::GetFrameCount();
+    if (frame != costFrame_) {
+        costFrame_ = frame;
+        frameCostMs_ = 0.0;
+    }
+    frameCostMs_ += milliseconds;
+    worstFrameMs_ = std::max(worstFrameMs_, frameCostMs_);
+}
+
+size_t AssetLibraryPanel::pendingThumbnails() {
+    size_t pending = 0;
+    for (size_t i = 0; i < AssetCatalogs::size(); ++i)
+        pending += catalogs_->at(i).localThumbnails().pendingCount() + catalogs_->at(i).remoteThumbnails().pendingCount();
+    return pending;
+}
+
 void AssetLibraryPanel::draw() {
     if (!ImGui::GetCurrentContext())
         return;
+    CostScope cost([this](double ms) { addFrameCost(ms); });
     handleDroppedFiles();
     for (size_t i = 0; i < AssetCatalogs::size(); ++i)
         catalogs_->at(i).updateThumbnails();
@@ -251,6 +287,7 @@ void AssetLibraryPanel::drawDragPreview() {
 }
 
 void AssetLibraryPanel::drawContent() {
+    CostScope cost([this](double ms) { addFrameCost(ms); });
     drawTypeTabs();
     if (currentType_ != AssetType::Material)
         drawSourceTabs();

@@ -95,6 +95,12 @@ public:
     int busyCount() const { return busy_; }
     // The last message the panel gave (toast or error), for tests and the status line.
     const std::string& getLastMessage() const { return lastMessage_; }
+    // The longest time the panel's own work (draw and drawContent together) held one frame of
+    // the main thread since the last reset, in milliseconds; measured for the speed target.
+    double getWorstFrameMs() const { return worstFrameMs_; }
+    void resetFrameCost() { worstFrameMs_ = 0.0; }
+    // Thumbnails asked for and not made yet, over the three catalogs.
+    size_t pendingThumbnails();
     // The reference a cell writes into the document.
     std::string referenceOf(AssetType type, const std::string& name, SourceTab source) const;
     void setRefreshCallback(std::function<void()> refresh) { sceneDrop_.setRefreshCallback(std::move(refresh)); }
@@ -148,6 +154,11 @@ private:
     ImTextureID soundIcon_ = nullptr;
     std::string soundIconTexture_;
     std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
+    // The panel's work in the current ImGui frame, for getWorstFrameMs.
+    void addFrameCost(double milliseconds);
+    int costFrame_ = -1;
+    double frameCostMs_ = 0.0;
+    double worstFrameMs_ = 0.0;
 };
 
 } // namespace Lumenda3D

@@ -545,6 +545,23 @@ bool LmdEditorTestHook::start(const Command& command) {
         pushPersonDrag(x1, y1, x2, y2);
         return awaitInput();
     }
+    if (verb == "library-cost") {
+        // library-cost [reset]: print (or reset) the longest time the asset library held a frame.
+        auto library = editor_.allUI ? editor_.allUI->getPanel<AssetLibraryPanel>() : nullptr;
+        if (!library) {
+            fail("no asset library");
+            return false;
+        }
+        if (w.size() > 1 && w[1] == "reset") {
+            library->resetFrameCost();
+            return true;
+        }
+        char text[120];
+        std::snprintf(text, sizeof text, "library worst_frame_ms=%.2f pending_thumbnails=%zu", library->getWorstFrameMs(),
+                      library->pendingThumbnails());
+        report(text);
+        return true;
+    }
     if (verb == "click-object") {
         if (!needs(1))
             return false;
@@ -712,6 +729,12 @@ bool LmdEditorTestHook::evaluate(const std::vector<std::string>& words, size_t f
         const std::vector<std::string> names = library ? library->visibleNames() : std::vector<std::string>();
         result = std::find(names.begin(), names.end(), arg(1)) != names.end();
         actual = library ? (result ? arg(1) + " shown" : "not shown; " + library->emptyGridMessage()) : "(no library)";
+    } else if (what == "thumbnails-done") {
+        // thumbnails-done: every thumbnail the asset library asked for is made (or failed).
+        auto library = ui ? ui->getPanel<AssetLibraryPanel>() : nullptr;
+        const size_t pending = library ? library->pendingThumbnails() : 0;
+        result = library && pending == 0;
+        actual = std::to_string(pending) + " thumbnail(s) pending";
     } else if (what == "objects") {
         // objects NAME COUNT: live scene objects of that name, as get_scene_info lists them.
         int count = 0;
