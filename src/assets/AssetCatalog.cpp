@@ -6,10 +6,12 @@
 
 #include <OgreDataStream.h>
 #include <OgreImage.h>
+#include <OgrePixelFormat.h>
 
 #include "assets/AssetListing.h"
 #include "base/LmdLog.h"
 #include "base/LmdPaths.h"
+#include "engine/app/LmdImageEncoder.h"
 #include "engine/assets/LmdAssetResolver.h"
 #include "engine/assets/LmdMeshData.h"
 #include "engine/assets/LmdModelImporter.h"
@@ -301,6 +303,27 @@ bool AssetCatalog::deleteLocalAsset(const std::string& name, std::string& error)
     return true;
 }
 
+std::string AssetCatalog::makeThumbnailJpeg(const std::string& bytes, const std::string& fileName) {
+    const std::string extension = LmdAssetFormats::detectImageFormat(bytes, LmdAssetFormats::extensionOf(fileName));
+    Ogre::Image image;
+    Ogre::DataStreamPtr stream(new Ogre::MemoryDataStream(const_cast<char*>(bytes.data()), bytes.size(), false, true));
+    image.load(stream, extension);
+    if (image.getWidth() > kThumbnailSize || image.getHeight() > kThumbnailSize) {
+        const float scale =
+            static_cast<float>(kThumbnailSize) / static_cast<float>(std::max(image.getWidth(), image.getHeight()));
+        image.resize(static_cast<Ogre::ushort>(std::max(1.0f, image.getWidth() * scale)),
+                     static_cast<Ogre::ushort>(std::max(1.0f, image.getHeight() * scale)), Ogre::Image::FILTER_BILINEAR);
+    }
+    const unsigned width = image.getWidth(), height = image.getHeight();
+    std::vector<std::uint8_t> rgb(size_t(width) * height * 3);
+    Ogre::PixelUtil::bulkPixelConversion(image.getPixelBox(),
+                                         Ogre::PixelBox(width, height, 1, Ogre::PF_BYTE_RGB, rgb.data()));
+    const std::vector<unsigned char> jpeg = LmdImageEncoder::encodeJpeg(rgb.data(), int(width), int(height), 85);
+    if (jpeg.empty())
+        throw std::runtime_error("the JPEG encoder made nothing");
+    return std::string(jpeg.begin(), jpeg.end());
+}
+
 void AssetCatalog::writeDownscaledImageThumbnail(const std::string& assetType, const std::string& fileName) {
     std::vector<unsigned char> raw;
     if (!LocalStorage::readLocalAsset(assetType, fileName, raw))
@@ -308,25 +331,8 @@ void AssetCatalog::writeDownscaledImageThumbnail(const std::string& assetType, c
     const std::string bytes(raw.begin(), raw.end());
     const std::string path = LocalStorage::getAssetThumbnailFilePath(assetType, fileName);
     try {
-        const std::string extension = LmdAssetFormats::detectImageFormat(bytes, LmdAssetFormats::extensionOf(fileName));
-        Ogre::Image image;
-        Ogre::DataStreamPtr stream(
-            new Ogre::MemoryDataStream(const_cast<char*>(bytes.data()), bytes.size(), false, true));
-        image.load(stream, extension);
-        if (image.getWidth() > kThumbnailSize || image.getHeight() > kThumbnailSize) {
-            const float scale =
-                static_cast<float>(kThumbnailSize) / static_cast<float>(std::max(image.getWidth(), image.getHeight()));
-            image.resize(static_cast<Ogre::ushort>(std::max(1.0f, image.getWidth() * scale)),
-                         static_cast<Ogre::ushort>(std::max(1.0f, image.getHeight() * scale)),
-                         Ogre::Image::FILTER_BILINEAR);
-        }
-        // The thumbnail keeps the store's name (<file>.jpg) but holds PNG bytes: readers go by
-        // the bytes, and PNG keeps a picture's transparency.
-        Ogre::DataStreamPtr encoded = image.encode("png");
-        std::string out(encoded->size(), '\0');
-        encoded->read(out.data(), out.size());
         std::string why;
-        if (!FileManager::writeFileAtomic(path, out, &why))
+        if (!FileManager::writeFileAtomic(path, makeThumbnailJpeg(bytes, fileName), &why))
             throw std::runtime_error(why);
         return;
     } catch (const std::exception& e) {

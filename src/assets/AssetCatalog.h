@@ -129,6 +129,9 @@ public:
     // its own bytes when it cannot be decoded.
     static void writeDownscaledImageThumbnail(const std::string& assetType, const std::string& fileName);
     static constexpr unsigned kThumbnailSize = 128;
+    // A picture's bytes as a JPEG of at most kThumbnailSize pixels a side; throws when they cannot
+    // be decoded (no codec, not a picture).
+    static std::string makeThumbnailJpeg(const std::string& bytes, const std::string& fileName);
 
     bool allowsExtension(const std::string& fileName) const;
 

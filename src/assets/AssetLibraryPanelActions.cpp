@@ -7,9 +7,6 @@
 #include <filesystem>
 #include <fstream>
 
-#include <OgreDataStream.h>
-#include <OgreImage.h>
-
 #include "assets/AssetLibraryHost.h"
 #include "base/LmdLog.h"
 #include "base/LmdPaths.h"
@@ -30,28 +27,6 @@ std::string oneDecimal(double value) {
     char text[32];
     std::snprintf(text, sizeof(text), "%.1f", value);
     return text;
-}
-
-// A texture's thumbnail for the server: the picture scaled to 128 pixels, as PNG; "" when it
-// cannot be decoded (the server then has none).
-std::string uploadThumbnail(const std::string& bytes, const std::string& extension) {
-    try {
-        Ogre::Image image;
-        Ogre::DataStreamPtr stream(new Ogre::MemoryDataStream(const_cast<char*>(bytes.data()), bytes.size(), false, true));
-        image.load(stream, extension);
-        const unsigned side = AssetCatalog::kThumbnailSize;
-        if (image.getWidth() > side || image.getHeight() > side) {
-            const float scale = static_cast<float>(side) / static_cast<float>(std::max(image.getWidth(), image.getHeight()));
-            image.resize(static_cast<Ogre::ushort>(std::max(1.0f, image.getWidth() * scale)),
-                         static_cast<Ogre::ushort>(std::max(1.0f, image.getHeight() * scale)), Ogre::Image::FILTER_BILINEAR);
-        }
-        Ogre::DataStreamPtr encoded = image.encode("png");
-        std::string out(encoded->size(), '\0');
-        encoded->read(out.data(), out.size());
-        return out;
-    } catch (const std::exception&) {
-        return "";
-    }
 }
 
 } // namespace
@@ -243,7 +218,11 @@ void AssetLibraryPanel::uploadFileToCloud(AssetType type, const std::string& pat
             return;
         read->fault = LmdAssetFormats::check(word, name, read->bytes);
         if (read->fault.empty() && word == "textures")
-            read->thumbnail = uploadThumbnail(read->bytes, LmdAssetFormats::detectImageFormat(read->bytes, LmdAssetFormats::extensionOf(name)));
+            try {
+                read->thumbnail = AssetCatalog::makeThumbnailJpeg(read->bytes, name);
+            } catch (const std::exception&) {
+                // The server then has no thumbnail of it; the upload goes on.
+            }
     };
     std::weak_ptr<bool> alive = alive_;
     auto done = [this, alive, &catalog, name, read] {
@@ -263,7 +242,7 @@ void AssetLibraryPanel::uploadFileToCloud(AssetType type, const std::string& pat
             return fail(quota);
         }
         std::weak_ptr<bool> stillAlive = alive_;
-        catalog.uploadToServer(name, read->bytes, read->thumbnail, read->thumbnail.empty() ? "" : "thumb.png",
+        catalog.uploadToServer(name, read->bytes, read->thumbnail, read->thumbnail.empty() ? "" : "thumb.jpg",
                                [this, stillAlive, name](bool ok, const std::string& error) {
                                    if (!stillAlive.lock())
                                        return;

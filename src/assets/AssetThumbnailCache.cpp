@@ -8,6 +8,7 @@
 #include <OgreTextureManager.h>
 
 #include "base/LmdLog.h"
+#include "services/LmdAssetFormats.h"
 
 namespace Lumenda3D {
 
@@ -72,7 +73,8 @@ std::shared_ptr<Ogre::Image> AssetThumbnailCache::decode(const std::string& byte
         auto image = std::make_shared<Ogre::Image>();
         // The stream copies nothing: the bytes outlive the load.
         Ogre::DataStreamPtr stream(new Ogre::MemoryDataStream(const_cast<char*>(bytes.data()), bytes.size(), false, true));
-        image->load(stream, extension);
+        // The bytes decide the codec: a thumbnail may be a PNG under a ".jpg" name.
+        image->load(stream, LmdAssetFormats::detectImageFormat(bytes, extension));
         const unsigned width = image->getWidth(), height = image->getHeight();
         if (width == 0 || height == 0)
             return nullptr;
