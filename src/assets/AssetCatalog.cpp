@@ -73,17 +73,23 @@ bool AssetCatalog::allowsExtension(const std::string& fileName) const {
 
 // --- The cloud ---------------------------------------------------------------------------------
 
-bool AssetCatalog::retryAfterLogin(const std::string& error, bool isRetry, std::function<void()> retry) {
+bool AssetCatalog::retryAfterLogin(const std::string& error, bool isRetry, std::function<void()> retry,
+                                   std::function<void()> giveUp) {
     if (isRetry || !AuthenticationFlowManager::isAuthenticationError(error) ||
         !AuthenticationFlowManager::getInstance().hasLoginPrompt())
         return false;
     std::weak_ptr<bool> alive = alive_;
+    // A login the person gives up on ends the call with the refusal it had.
     AuthenticationFlowManager::getInstance().checkLogin(
         [alive, retry] {
             if (alive.lock())
                 retry();
         },
-        true);
+        true,
+        [alive, giveUp] {
+            if (alive.lock())
+                giveUp();
+        });
     return true;
 }
 
@@ -102,22 +108,38 @@ void AssetCatalog::fetchList(bool isRetry) {
             if (!reply.ok) {
                 LmdLog::message(config_.logName + ": Failed to fetch " + config_.assetType +
                                 ", status=" + std::to_string(reply.status));
-                if (retryAfterLogin(reply.error, isRetry, [this] { fetchList(true); }))
+                // Held as in flight while the login is asked for, so that other fetches wait.
+                fetchInFlight_ = retryAfterLogin(
+                    reply.error, isRetry,
+                    [this] {
+                        fetchInFlight_ = false;
+                        fetchList(true);
+                    },
+                    [this, reply] {
+                        fetchInFlight_ = false;
+                        finishFetch(reply);
+                    });
+                if (fetchInFlight_)
                     return;
-                listError_ = reply.error;
-            } else {
-                parseListResponse(reply.body.dump());
             }
-            if (refetchRequested_) {
-                refetchRequested_ = false;
-                fetchList();
-                return;  // the waiters hear of the newest list
-            }
-            std::vector<std::function<void(const std::string&)>> waiters;
-            waiters.swap(listWaiters_);
-            for (auto& waiter : waiters)
-                waiter(listError_);
+            finishFetch(reply);
         });
+}
+
+void AssetCatalog::finishFetch(const CloudReply& reply) {
+    if (reply.ok)
+        parseListResponse(reply.body.dump());
+    else
+        listError_ = reply.error;
+    if (refetchRequested_) {
+        refetchRequested_ = false;
+        fetchList();
+        return;  // the waiters hear of the newest list
+    }
+    std::vector<std::function<void(const std::string&)>> waiters;
+    waiters.swap(listWaiters_);
+    for (auto& waiter : waiters)
+        waiter(listError_);
 }
 
 void AssetCatalog::fetchListThen(std::function<void(const std::string& error)> then) {
@@ -160,22 +182,28 @@ void AssetCatalog::uploadToServer(const std::string& fileName, const std::string
         [this, alive, fileName, data, thumbData, thumbName, callback, isRetry](const CloudReply& reply) {
             if (!alive.lock())
                 return;
+            auto finish = [this, fileName, callback](const CloudReply& reply) {
+                uploading_ = false;
+                if (reply.ok) {
+                    uploadStatus_ = "Uploaded \"" + fileName + "\"";
+                    invalidateThumbnail(fileName);
+                    fetchList();
+                } else {
+                    uploadStatus_ = "Upload failed: " + reply.error;
+                    LmdLog::message(config_.logName + ": upload of " + fileName + " failed: " + reply.error);
+                }
+                if (callback)
+                    callback(reply.ok, reply.error);
+            };
             if (!reply.ok &&
-                retryAfterLogin(reply.error, isRetry, [this, fileName, data, thumbData, thumbName, callback] {
-                    uploadToServer(fileName, data, thumbData, thumbName, callback, true);
-                }))
+                retryAfterLogin(
+                    reply.error, isRetry,
+                    [this, fileName, data, thumbData, thumbName, callback] {
+                        uploadToServer(fileName, data, thumbData, thumbName, callback, true);
+                    },
+                    [finish, reply] { finish(reply); }))
                 return;
-            uploading_ = false;
-            if (reply.ok) {
-                uploadStatus_ = "Uploaded \"" + fileName + "\"";
-                invalidateThumbnail(fileName);
-                fetchList();
-            } else {
-                uploadStatus_ = "Upload failed: " + reply.error;
-                LmdLog::message(config_.logName + ": upload of " + fileName + " failed: " + reply.error);
-            }
-            if (callback)
-                callback(reply.ok, reply.error);
+            finish(reply);
         });
 }
 
@@ -186,18 +214,23 @@ void AssetCatalog::deleteAsset(const std::string& fileName, Done callback, bool 
         [this, alive, fileName, callback, isRetry](const CloudReply& reply) {
             if (!alive.lock())
                 return;
+            auto finish = [this, fileName, callback](const CloudReply& reply) {
+                if (reply.ok) {
+                    myAssets_.erase(std::remove(myAssets_.begin(), myAssets_.end(), fileName), myAssets_.end());
+                    invalidateThumbnail(fileName);
+                    fetchList();
+                } else {
+                    LmdLog::message(config_.logName + ": delete of " + fileName + " failed: " + reply.error);
+                }
+                if (callback)
+                    callback(reply.ok, reply.error);
+            };
             if (!reply.ok &&
-                retryAfterLogin(reply.error, isRetry, [this, fileName, callback] { deleteAsset(fileName, callback, true); }))
+                retryAfterLogin(
+                    reply.error, isRetry, [this, fileName, callback] { deleteAsset(fileName, callback, true); },
+                    [finish, reply] { finish(reply); }))
                 return;
-            if (reply.ok) {
-                myAssets_.erase(std::remove(myAssets_.begin(), myAssets_.end(), fileName), myAssets_.end());
-                invalidateThumbnail(fileName);
-                fetchList();
-            } else {
-                LmdLog::message(config_.logName + ": delete of " + fileName + " failed: " + reply.error);
-            }
-            if (callback)
-                callback(reply.ok, reply.error);
+            finish(reply);
         });
 }
 

@@ -20,6 +20,8 @@
 
 namespace Lumenda3D {
 
+struct CloudReply;
+
 class AssetCatalog {
 public:
     // Writes the thumbnail of a freshly imported local asset (type, file name).
@@ -136,7 +138,11 @@ public:
     bool allowsExtension(const std::string& fileName) const;
 
 private:
-    bool retryAfterLogin(const std::string& error, bool isRetry, std::function<void()> retry);
+    // After a refusal for a lapsed session (and not on a retry): asks for a login, then runs
+    // `retry`, or `giveUp` when the person cancels. False when no login is asked for.
+    bool retryAfterLogin(const std::string& error, bool isRetry, std::function<void()> retry,
+                         std::function<void()> giveUp);
+    void finishFetch(const CloudReply& reply);
 
     Config config_;
     bool fetchInFlight_ = false;

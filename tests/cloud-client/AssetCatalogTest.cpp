@@ -130,7 +130,7 @@ TEST_F(AssetCatalogTest, ALapsedSessionLogsInOnceAndRetriesOnce) {
     const std::string token = registerUser("ann");
     ASSERT_TRUE(auth().storeSession(std::string(64, 'a'), "ann"));  // a session the server never made
     int prompts = 0;
-    AuthenticationFlowManager::getInstance().setLoginPrompt([&](std::function<void()> onLoggedIn) {
+    AuthenticationFlowManager::getInstance().setLoginPrompt([&](std::function<void()> onLoggedIn, std::function<void()>) {
         ++prompts;
         ASSERT_TRUE(auth().storeSession(token, "ann"));
         onLoggedIn();
@@ -141,7 +141,7 @@ TEST_F(AssetCatalogTest, ALapsedSessionLogsInOnceAndRetriesOnce) {
 
     // A login that does not help: the second refusal is reported, with no second prompt.
     ASSERT_TRUE(auth().storeSession(std::string(64, 'b'), "ann"));
-    AuthenticationFlowManager::getInstance().setLoginPrompt([&](std::function<void()> onLoggedIn) {
+    AuthenticationFlowManager::getInstance().setLoginPrompt([&](std::function<void()> onLoggedIn, std::function<void()>) {
         ++prompts;
         ASSERT_TRUE(auth().storeSession(std::string(64, 'c'), "ann"));
         onLoggedIn();
@@ -152,6 +152,20 @@ TEST_F(AssetCatalogTest, ALapsedSessionLogsInOnceAndRetriesOnce) {
     EXPECT_FALSE(deleted.ok);
     EXPECT_EQ(deleted.error, CloudReply::kSessionEndedText);
     EXPECT_EQ(prompts, 2);
+
+    // A login the person cancels ends the upload with the refusal; nothing stays "uploading".
+    ASSERT_TRUE(auth().storeSession(std::string(64, 'd'), "ann"));
+    AuthenticationFlowManager::getInstance().setLoginPrompt(
+        [&](std::function<void()>, std::function<void()> onCancelled) {
+            ++prompts;
+            if (onCancelled)
+                onCancelled();
+        });
+    const Result cancelled = upload(textures, "bark.png", pngHeader(2, 2));
+    EXPECT_FALSE(cancelled.ok);
+    EXPECT_EQ(cancelled.error, CloudReply::kSessionEndedText);
+    EXPECT_FALSE(textures.isUploading());
+    EXPECT_EQ(prompts, 3);
 }
 
 TEST_F(AssetCatalogTest, AnUploadThatGetsNoAnswerFailsAfterItsTimeout) {
