@@ -90,9 +90,13 @@ TEST(LmdLogRingBuffer, HearsTheEnginesOwnWarningsAndTheEditorsLinesOnceEach) {
 
     auto lines = buffer->snapshot(0, 0, Level::Trivial);
     ASSERT_GE(lines.size(), 4u);
+    // Only this test's warnings: the start-up lines that the buffer takes up may hold warnings of
+    // tests that ran before it in the same process.
     std::vector<std::string> warnings;
     for (const auto& line : buffer->snapshot(0, 0, Level::Warning))
-        if (line.level == Level::Warning)
+        if (line.level == Level::Warning &&
+            (line.text.find("RingBufferTestMaterial") != std::string::npos ||
+             line.text.find("lod_distances") != std::string::npos || line.text.find("crate.png") != std::string::npos))
             warnings.push_back(line.text);
     ASSERT_EQ(warnings.size(), 2u);
     EXPECT_NE(warnings[0].find("deprecated symbol"), std::string::npos) << warnings[0];
