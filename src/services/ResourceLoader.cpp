@@ -108,18 +108,14 @@ void ResourceLoader::send(const std::string& method, const std::string& path, co
 
 void ResourceLoader::sendForm(const std::vector<std::pair<std::string, std::string>>& fields,
                               std::function<void(const CloudReply&)> handle) {
-    const std::string url = ApiConfig::getTexturesUrl();
-    if (url.empty())
-        return handle(CloudReply::failure(kNoServerText));
-    AuthenticationManager& auth = AuthenticationManager::getInstance();
-    std::shared_ptr<MyHttpClient> client = auth.getHttpClient();
-    if (!client)
-        return handle(CloudReply::failure(CloudReply::kNoClientText));
-    const std::string token = auth.getSessionToken();
+    AssetCall call;
+    if (!prepareAssetCall(call, handle))
+        return;
+    const std::string& token = call.token;
     std::vector<std::pair<std::string, std::string>> form = fields;
     if (!token.empty())
         form.push_back({"token", token});
-    client->postForm(url, form, answerHandler(token, std::move(handle)));
+    call.client->postForm(call.url, form, answerHandler(token, std::move(handle)));
 }
 
 void ResourceLoader::postAssetForm(const std::vector<std::pair<std::string, std::string>>& fields,
@@ -129,22 +125,33 @@ void ResourceLoader::postAssetForm(const std::vector<std::pair<std::string, std:
 
 void ResourceLoader::postAssetMultipart(std::vector<HttpFormPart> parts, int timeoutMs,
                                         std::function<void(const CloudReply&)> handle) {
-    const std::string url = ApiConfig::getTexturesUrl();
-    if (url.empty())
-        return handle(CloudReply::failure(kNoServerText));
-    AuthenticationManager& auth = AuthenticationManager::getInstance();
-    std::shared_ptr<MyHttpClient> client = auth.getHttpClient();
-    if (!client)
-        return handle(CloudReply::failure(CloudReply::kNoClientText));
-    const std::string token = auth.getSessionToken();
-    if (!token.empty())
-        parts.push_back(HttpFormPart::field("token", token));
+    AssetCall call;
+    if (!prepareAssetCall(call, handle))
+        return;
+    if (!call.token.empty())
+        parts.push_back(HttpFormPart::field("token", call.token));
     HttpRequest request;
     request.method = "POST";
-    request.url = url;
+    request.url = call.url;
     request.multipart = std::move(parts);
     request.timeoutMs = timeoutMs;
-    client->send(std::move(request), answerHandler(token, std::move(handle)));
+    call.client->send(std::move(request), answerHandler(call.token, std::move(handle)));
+}
+
+bool ResourceLoader::prepareAssetCall(AssetCall& call, const std::function<void(const CloudReply&)>& handle) const {
+    call.url = ApiConfig::getTexturesUrl();
+    if (call.url.empty()) {
+        handle(CloudReply::failure(kNoServerText));
+        return false;
+    }
+    AuthenticationManager& auth = AuthenticationManager::getInstance();
+    call.client = auth.getHttpClient();
+    if (!call.client) {
+        handle(CloudReply::failure(CloudReply::kNoClientText));
+        return false;
+    }
+    call.token = auth.getSessionToken();
+    return true;
 }
 
 void ResourceLoader::loadResource(const std::string& resourceId, LoadCallback callback) {

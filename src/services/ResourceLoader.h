@@ -76,6 +76,14 @@ private:
               std::function<void(const CloudReply&)> handle);
     void sendForm(const std::vector<std::pair<std::string, std::string>>& fields,
                   std::function<void(const CloudReply&)> handle);
+    // The assets endpoint, the HTTP client and the session token of an asset call; false (after
+    // `handle` has had the refusal) when there is no server or no client.
+    struct AssetCall {
+        std::string url;
+        std::shared_ptr<MyHttpClient> client;
+        std::string token;
+    };
+    bool prepareAssetCall(AssetCall& call, const std::function<void(const CloudReply&)>& handle) const;
     std::function<void(const HttpResponse&)> answerHandler(const std::string& token,
                                                            std::function<void(const CloudReply&)> handle) const;
     bool refuseBadId(const std::string& resourceId, const Callback& callback);
