@@ -54,7 +54,7 @@ AssetCatalog::Config AssetCatalog::texturesConfig() {
 
 AssetCatalog::Config AssetCatalog::modelsConfig() {
     return {"models", "Model", "getModels", "uploadModel", "models", "my_models", "modelData", "model_thumb_",
-            "ModelsCatalog", LocalStorage::allowedExtensions("models"), nullptr};
+            "ModelsCatalog", LocalStorage::allowedExtensions("models"), nullptr, true};
 }
 
 AssetCatalog::Config AssetCatalog::soundsConfig() {
@@ -383,6 +383,7 @@ void AssetCatalog::writeDownscaledImageThumbnail(const std::string& assetType, c
 // --- Thumbnails ----------------------------------------------------------------------------------
 
 void AssetCatalog::setBackgroundRunner(AssetThumbnailCache::Runner runner) {
+    runner_ = runner;
     remoteThumbs_.setRunner(runner);
     localThumbs_.setRunner(std::move(runner));
 }
@@ -396,18 +397,79 @@ void AssetCatalog::requestLocalThumbnail(const std::string& name) {
     if (localThumbs_.isRequested(name))
         return;
     const std::string type = config_.assetType, logName = config_.logName;
+    std::weak_ptr<ModelThumbnailRenderer> renderer;
+    ModelThumbnailRenderer::Done rendered;
+    if (config_.rendersThumbnails && !modelRenderer_.expired()) {
+        renderer = modelRenderer_;
+        std::weak_ptr<bool> alive = alive_;
+        rendered = [this, alive](const std::string& key, std::vector<unsigned char> rgb, const std::string& error) {
+            if (alive.lock())
+                storeRenderedThumbnail(key, std::move(rgb), error);
+        };
+    }
     localThumbs_.request(
         name,
-        [type, name, logName] {
+        [type, name, logName, renderer, rendered] {
             std::vector<unsigned char> bytes;
-            if (!LocalStorage::readLocalAssetThumbnail(type, name, bytes) &&
-                !(type == "textures" && LocalStorage::readLocalAsset(type, name, bytes))) {
-                LmdLog::message(logName + ": failed to load local thumbnail for " + name);
-                return std::string();
-            }
-            return std::string(bytes.begin(), bytes.end());
+            if (LocalStorage::readLocalAssetThumbnail(type, name, bytes) ||
+                (type == "textures" && LocalStorage::readLocalAsset(type, name, bytes)))
+                return std::string(bytes.begin(), bytes.end());
+            if (rendered)
+                queueModelRender(renderer, name, rendered);
+            else
+                LmdLog::message(logName + ": no local thumbnail for " + name);
+            return std::string();
         },
         LmdAssetFormats::extensionOf(name));
+}
+
+bool AssetCatalog::queueModelRender(const std::weak_ptr<ModelThumbnailRenderer>& renderer, const std::string& name,
+                                    ModelThumbnailRenderer::Done done) {
+    if (!LocalStorage::isValidAssetName(name))
+        return false;
+    const std::string path = (fs::path(LocalStorage::localAssetsDir()) / "models" / name).string();
+    if (!LmdModelImporter::canRead(name) || LmdModelImporter::isOgreMesh(name)) {
+        LmdLog::message("ModelsCatalog: no thumbnail for " + name + ": the importer does not read this format");
+        return false;
+    }
+    auto mesh = std::make_shared<LmdMeshData>();
+    std::string why;
+    if (!LmdModelImporter::load(path, *mesh, why)) {
+        LmdLog::message("ModelsCatalog: no thumbnail for " + name + ": " + why);
+        return false;
+    }
+    std::shared_ptr<ModelThumbnailRenderer> alive = renderer.lock();
+    if (!alive)
+        return false;
+    alive->enqueue(name, std::move(mesh), std::move(done));
+    return true;
+}
+
+void AssetCatalog::storeRenderedThumbnail(const std::string& name, std::vector<unsigned char> rgb,
+                                          const std::string& error) {
+    if (rgb.empty()) {
+        LmdLog::message(config_.logName + ": the thumbnail of " + name + " could not be rendered: " + error);
+        return;
+    }
+    const std::string path = LocalStorage::getAssetThumbnailFilePath(config_.assetType, name);
+    if (path.empty() || !runner_)
+        return;
+    auto written = std::make_shared<bool>(false);
+    std::weak_ptr<bool> alive = alive_;
+    // Encoding and writing stay off the main thread; the cell then reads the file like a texture's.
+    runner_(
+        [path, name, rgb = std::move(rgb), written, logName = config_.logName] {
+            const unsigned side = ModelThumbnailRenderer::kSize;
+            const std::vector<unsigned char> jpeg = LmdImageEncoder::encodeJpeg(rgb.data(), int(side), int(side), 85);
+            std::string why = "the JPEG encoder made nothing";
+            *written = !jpeg.empty() && FileManager::writeFileAtomic(path, std::string(jpeg.begin(), jpeg.end()), &why);
+            if (!*written)
+                LmdLog::message(logName + ": the thumbnail of " + name + " was not written: " + why);
+        },
+        [this, alive, name, written] {
+            if (*written && alive.lock())
+                localThumbs_.invalidate(name);
+        });
 }
 
 void AssetCatalog::requestThumbnail(const std::string& name, bool mine) {

@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "assets/AssetThumbnailCache.h"
+#include "assets/ModelThumbnailRenderer.h"
 
 namespace Lumenda3D {
 
@@ -42,6 +43,8 @@ public:
         std::string logName;       // "TexturesCatalog"
         std::vector<std::string> extensions;  // lower case, with the dot
         ThumbnailWriter thumbnailWriter;      // set for textures only
+        // Local files without a thumbnail get one rendered by the engine (models).
+        bool rendersThumbnails = false;
     };
     static Config texturesConfig();
     static Config modelsConfig();
@@ -124,6 +127,17 @@ public:
     void setBackgroundRunner(AssetThumbnailCache::Runner runner);
     // Main thread, once a frame: a few decoded pictures become textures.
     void updateThumbnails();
+    // Renders the thumbnails of local models that have none (Config::rendersThumbnails): the
+    // model is read off the main thread, rendered when the renderer's turn comes, and the
+    // picture is written into the store's thumbnails and shown like any other.
+    void setModelRenderer(std::weak_ptr<ModelThumbnailRenderer> renderer) { modelRenderer_ = std::move(renderer); }
+    // The two halves of a model's picture. Off the main thread: reads the local model `name` and
+    // queues its render; false (nothing queued) when the importer cannot read it.
+    static bool queueModelRender(const std::weak_ptr<ModelThumbnailRenderer>& renderer, const std::string& name,
+                                 ModelThumbnailRenderer::Done done);
+    // Main thread, after the render: the pixels become the store's thumbnail (encoded and written
+    // off the main thread), and the cell reads it like any other.
+    void storeRenderedThumbnail(const std::string& name, std::vector<unsigned char> rgb, const std::string& error);
     AssetThumbnailCache& localThumbnails() { return localThumbs_; }
     AssetThumbnailCache& remoteThumbnails() { return remoteThumbs_; }
 
@@ -163,6 +177,9 @@ private:
     AssetThumbnailCache remoteThumbs_;
     AssetThumbnailCache localThumbs_;
     std::function<void()> onLocalChange_;
+    AssetThumbnailCache::Runner runner_;
+    std::weak_ptr<ModelThumbnailRenderer> modelRenderer_;
+
     std::vector<std::function<void(const std::string&)>> listWaiters_;
     // Answers of requests of a catalog that is gone are dropped.
     std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);

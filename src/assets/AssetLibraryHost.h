@@ -5,6 +5,7 @@
 #include <functional>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <imgui.h>
@@ -28,6 +29,11 @@ public:
     virtual void setAttribute(int xmlId, const std::string& attribute, const std::string& value) = 0;
     // Sends an attribute to the running scene object only (the document already holds it).
     virtual void updateLuaAttribute(int xmlId, const std::string& attribute, const std::string& value) = 0;
+    // Edits between these are one undo step; calls nest.
+    virtual void beginEditGroup() = 0;
+    virtual void endEditGroup() = 0;
+    // The command's attributes in the schema's order: (name, type), e.g. ("fileName", "modelFilePicker").
+    virtual std::vector<std::pair<std::string, std::string>> attributesOf(const std::string& command) = 0;
     // Whether the schema gives the command a "texture" attribute.
     virtual bool commandSupportsTexture(const std::string& command) = 0;
     // The scene point under a screen position (on the ground plane where nothing is hit).

@@ -35,12 +35,18 @@ std::string lower(const std::string& text) {
 
 
 AssetLibraryPanel::AssetLibraryPanel(std::shared_ptr<AssetCatalogs> catalogs)
-    : BaseUI(kName), catalogs_(catalogs ? std::move(catalogs) : AssetCatalogs::shared()) {}
+    : BaseUI(kName), catalogs_(catalogs ? std::move(catalogs) : AssetCatalogs::shared()) {
+    for (size_t i = 0; i < AssetCatalogs::size(); ++i)
+        catalogs_->at(i).setModelRenderer(modelRenderer_);
+}
 
 AssetLibraryPanel::~AssetLibraryPanel() {
     *alive_ = false;
+    AssetDropHandler::uninstall(this);
     // The catalogs may outlive the panel (they are shared): they must not call a host that goes.
     setHost(nullptr);
+    for (size_t i = 0; i < AssetCatalogs::size(); ++i)
+        catalogs_->at(i).setModelRenderer({});
     if (!soundIconTexture_.empty())
         if (Ogre::TextureManager* textures = Ogre::TextureManager::getSingletonPtr())
             textures->remove(soundIconTexture_, Ogre::RGN_INTERNAL);
@@ -64,6 +70,7 @@ void AssetLibraryPanel::setHost(AssetLibraryHost* host) {
 }
 
 void AssetLibraryPanel::init() {
+    AssetDropHandler::install(this);
     for (size_t i = 0; i < AssetCatalogs::size(); ++i)
         catalogs_->at(i).refreshLocalList();
     Ogre::TextureManager* textures = Ogre::TextureManager::getSingletonPtr();
@@ -247,12 +254,15 @@ size_t AssetLibraryPanel::pendingThumbnails() {
     size_t pending = 0;
     for (size_t i = 0; i < AssetCatalogs::size(); ++i)
         pending += catalogs_->at(i).localThumbnails().pendingCount() + catalogs_->at(i).remoteThumbnails().pendingCount();
+    pending += modelRenderer_->queued();
     return pending;
 }
 
 void AssetLibraryPanel::draw() {
     if (!ImGui::GetCurrentContext())
         return;
+    // At most one model picture a frame; its time is measured on its own (getModelRenderer).
+    modelRenderer_->renderNext();
     CostScope cost([this](double ms) { addFrameCost(ms); });
     handleDroppedFiles();
     for (size_t i = 0; i < AssetCatalogs::size(); ++i)
@@ -276,6 +286,7 @@ void AssetLibraryPanel::draw() {
     drawDroppedFileModal();
     drawDeleteModal();
     drawImportModal();
+    drawExportModal();
 }
 
 void AssetLibraryPanel::drawDragPreview() {
@@ -419,19 +430,21 @@ void AssetLibraryPanel::drawCell(const std::string& name, float size) {
     (void)clicked;
     recordItem(("cell:" + name).c_str());
     if (ImGui::BeginDragDropSource(ImGuiDragDropFlags_SourceNoPreviewTooltip)) {
-        const std::string reference = referenceOf(currentType_, name, currentSource_);
-        ImGui::SetDragDropPayload(kDragPayload, reference.c_str(), reference.size() + 1);
+        const AssetDragPayload payload = payloadOf(currentType_, name, currentSource_);
+        ImGui::SetDragDropPayload(AssetDragPayload::kType, &payload, sizeof(payload));
         if (!dragging_)
             beginDrag(currentType_, name, currentSource_);
         ImGui::EndDragDropSource();
     }
     if (ImGui::IsItemHovered())
-        ImGui::SetTooltip("%s\nDrag it into the scene%s", name.c_str(),
+        ImGui::SetTooltip("%s\nDrag it into the scene%s, onto a block or onto a field", name.c_str(),
                           currentType_ == AssetType::Texture ? " onto an object" : "");
     if (ImGui::BeginPopupContextItem("##cellMenu")) {
         const bool mine = local || currentSource_ == SourceTab::Cloud;
         if (mine && ImGui::MenuItem("Delete..."))
             requestDeleteAsset(currentType_, name, local);
+        if (ImGui::MenuItem("Export..."))
+            requestExport(currentType_, name, currentSource_);
         if (local && ImGui::MenuItem("Open folder"))
             openLocalAssetFolder(currentType_);
         if (!mine)
@@ -480,7 +493,8 @@ void AssetLibraryPanel::drawMaterials() {
         ImGui::PushID(name.c_str());
         ImGui::Selectable(name.c_str(), false);
         if (ImGui::BeginDragDropSource(ImGuiDragDropFlags_SourceNoPreviewTooltip)) {
-            ImGui::SetDragDropPayload(kDragPayload, name.c_str(), name.size() + 1);
+            const AssetDragPayload payload = payloadOf(AssetType::Material, name, SourceTab::Local);
+            ImGui::SetDragDropPayload(AssetDragPayload::kType, &payload, sizeof(payload));
             if (!dragging_)
                 beginDrag(AssetType::Material, name, SourceTab::Local);
             ImGui::EndDragDropSource();

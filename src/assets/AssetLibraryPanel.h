@@ -17,17 +17,18 @@
 
 #include "assets/AssetCatalog.h"
 #include "assets/AssetCatalogs.h"
+#include "assets/AssetElementDrop.h"
 #include "assets/AssetSceneDrop.h"
+#include "ui/AssetDrop.h"
 #include "ui/BaseUI.h"
 
 namespace Lumenda3D {
 
 class AssetLibraryHost;
 
-class AssetLibraryPanel : public BaseUI {
+class AssetLibraryPanel : public BaseUI, public AssetDropHandler {
 public:
     static constexpr const char* kName = "assetLibraryPanel";
-    static constexpr const char* kDragPayload = "LMD_ASSET";
 
     enum class AssetType { Texture, Model, Sound, Material };
     enum class SourceTab { Public, Cloud, Local };
@@ -67,6 +68,11 @@ public:
     void updateTextureDropTarget(ImVec2 screen);
     // The drag ended elsewhere.
     void cancelDrag();
+    // A cell dropped onto a block of the tree or a field of the attribute panel (AssetDrop): what
+    // it would do, and the drop itself (a cloud asset is fetched first; a misfit is told).
+    std::string preview(const AssetDragPayload& asset, int xmlId, const std::string& attribute, bool& fits) override;
+    void drop(const AssetDragPayload& asset, int xmlId, const std::string& attribute) override;
+    AssetDragPayload payloadOf(AssetType type, const std::string& name, SourceTab source) const;
 
     // Offers a file (dropped or typed): the kind by its extension, then the question.
     void offerFile(const std::string& path);
@@ -80,6 +86,14 @@ public:
     void requestDeleteAsset(AssetType type, const std::string& name, bool local);
     void confirmDelete();
     bool openLocalAssetFolder(AssetType type);
+    // "Export...": asks where, then saves a copy of the file there (a cloud file fetched first),
+    // atomically; a folder takes the file under its own name.
+    void requestExport(AssetType type, const std::string& name, SourceTab source);
+    void exportAsset(AssetType type, const std::string& name, SourceTab source, const std::string& typedPath);
+    // Where a typed export path puts the file; "" with the reason when it cannot go there.
+    static std::string exportTargetFor(const std::string& name, const std::string& typedPath, std::string& error);
+    // A typed or pasted path without its file:// prefix, quotes or trailing blanks; ~ is home.
+    static std::string cleanTypedPath(std::string path);
 
     // The kind of a file by its extension; false when no catalog takes it.
     bool matchAssetTypeForFile(const std::string& fileName, AssetType& type);
@@ -101,6 +115,8 @@ public:
     void resetFrameCost() { worstFrameMs_ = 0.0; }
     // Thumbnails asked for and not made yet, over the three catalogs.
     size_t pendingThumbnails();
+    // Renders the pictures of local models (one a frame, in draw).
+    ModelThumbnailRenderer& getModelRenderer() { return *modelRenderer_; }
     // The reference a cell writes into the document.
     std::string referenceOf(AssetType type, const std::string& name, SourceTab source) const;
     void setRefreshCallback(std::function<void()> refresh) { sceneDrop_.setRefreshCallback(std::move(refresh)); }
@@ -122,17 +138,24 @@ private:
     void drawDroppedFileModal();
     void drawDeleteModal();
     void drawImportModal();
+    void drawExportModal();
     void refreshCurrent();
     void tell(const std::string& text);
     void fail(const std::string& text);
     void performDrop(const Drag& drag, ImVec2 screen);
+    // Runs `then` once the dragged asset's file is on this computer (a cloud file is fetched into
+    // the asset cache first); a failed fetch is told and `then` never runs.
+    void whenOnThisComputer(const Drag& drag, std::function<void()> then);
+    AssetSceneDrop::Dragged draggedOf(const Drag& drag) const;
     std::vector<std::string> materialNames() const;
     AssetSceneDrop::Kind kindOf(AssetType type) const;
     static const char* typeWord(AssetType type);  // "textures"
 
     AssetLibraryHost* host_ = nullptr;
     std::shared_ptr<AssetCatalogs> catalogs_;
+    std::shared_ptr<ModelThumbnailRenderer> modelRenderer_ = std::make_shared<ModelThumbnailRenderer>();
     AssetSceneDrop sceneDrop_;
+    AssetElementDrop elementDrop_{sceneDrop_};
     AssetType currentType_ = AssetType::Texture;
     SourceTab currentSource_ = SourceTab::Local;
     int requestedTab_ = -1;
@@ -147,6 +170,9 @@ private:
     bool pendingDeleteLocal_ = true;
     bool openImport_ = false;
     char importPath_[1024] = {};
+    Drag exporting_;
+    bool openExport_ = false;
+    char exportPath_[1024] = {};
     bool uploadInProgress_ = false;
     int busy_ = 0;
     std::string lastMessage_;

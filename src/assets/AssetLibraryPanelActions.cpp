@@ -58,9 +58,12 @@ void AssetLibraryPanel::cancelDrag() {
 
 void AssetLibraryPanel::updateTextureDropTarget(ImVec2 screen) { sceneDrop_.updateTextureDropTarget(screen); }
 
+AssetSceneDrop::Dragged AssetLibraryPanel::draggedOf(const Drag& drag) const {
+    return {kindOf(drag.type), drag.name, referenceOf(drag.type, drag.name, drag.source)};
+}
+
 void AssetLibraryPanel::performDrop(const Drag& drag, ImVec2 screen) {
-    AssetSceneDrop::Dragged dragged{kindOf(drag.type), drag.name, referenceOf(drag.type, drag.name, drag.source)};
-    sceneDrop_.dropAssetIntoScene(dragged, screen);
+    sceneDrop_.dropAssetIntoScene(draggedOf(drag), screen);
 }
 
 void AssetLibraryPanel::dropAssetIntoScene(ImVec2 screen) {
@@ -68,12 +71,17 @@ void AssetLibraryPanel::dropAssetIntoScene(ImVec2 screen) {
         return;
     const Drag drag = drag_;
     dragging_ = false;
+    // The target is kept while a cloud file is fetched.
+    whenOnThisComputer(drag, [this, drag, screen] { performDrop(drag, screen); });
+}
+
+void AssetLibraryPanel::whenOnThisComputer(const Drag& drag, std::function<void()> then) {
     if (drag.type == AssetType::Material || drag.source == SourceTab::Local) {
-        performDrop(drag, screen);
+        then();
         return;
     }
     // A cloud asset comes to this machine first, where the engine looks for downloaded files,
-    // so that the game finds it as soon as the document names it. The target is kept meanwhile.
+    // so that the game finds it as soon as the document names it.
     AssetCatalog& catalog = getCatalog(drag.type);
     const bool mine = drag.source == SourceTab::Cloud;
     const std::string reference = referenceOf(drag.type, drag.name, drag.source);
@@ -81,8 +89,8 @@ void AssetLibraryPanel::dropAssetIntoScene(ImVec2 screen) {
         (fs::path(LmdPaths::cacheDir()) / "assets" / typeWord(drag.type) / LmdAssetResolver::fileNameOf(reference)).string();
     ++busy_;
     std::weak_ptr<bool> alive = alive_;
-    catalog.fetchAssetBytes(drag.name, mine, [this, alive, drag, screen, path](bool ok, const std::string& bytes,
-                                                                               const std::string& error) {
+    catalog.fetchAssetBytes(drag.name, mine, [this, alive, drag, path, then = std::move(then)](
+                                                 bool ok, const std::string& bytes, const std::string& error) {
         if (!alive.lock())
             return;
         --busy_;
@@ -92,7 +100,44 @@ void AssetLibraryPanel::dropAssetIntoScene(ImVec2 screen) {
         if (!LmdPaths::ensureDir(fs::path(path).parent_path().string(), &why) ||
             !FileManager::writeFileAtomic(path, bytes, &why))
             return fail("Could not keep \"" + drag.name + "\" on this computer: " + why);
-        performDrop(drag, screen);
+        then();
+    });
+}
+
+// --- Drops onto blocks and fields ----------------------------------------------------------------
+
+static_assert(int(AssetDragPayload::Kind::Material) == int(AssetLibraryPanel::AssetType::Material) &&
+                  int(AssetDragPayload::Kind::Sound) == int(AssetLibraryPanel::AssetType::Sound),
+              "the payload's kinds are the library's types");
+static_assert(int(AssetDragPayload::Source::Local) == int(AssetLibraryPanel::SourceTab::Local) &&
+                  int(AssetDragPayload::Source::Cloud) == int(AssetLibraryPanel::SourceTab::Cloud),
+              "the payload's sources are the library's source tabs");
+
+AssetDragPayload AssetLibraryPanel::payloadOf(AssetType type, const std::string& name, SourceTab source) const {
+    return AssetDragPayload::make(static_cast<AssetDragPayload::Kind>(type), static_cast<AssetDragPayload::Source>(source),
+                                  name);
+}
+
+std::string AssetLibraryPanel::preview(const AssetDragPayload& asset, int xmlId, const std::string& attribute,
+                                       bool& fits) {
+    const Drag drag{static_cast<AssetType>(asset.kind), asset.name, static_cast<SourceTab>(asset.source)};
+    const AssetElementDrop::Plan plan = elementDrop_.plan(draggedOf(drag), xmlId, attribute);
+    fits = plan.fits;
+    return plan.text;
+}
+
+void AssetLibraryPanel::drop(const AssetDragPayload& asset, int xmlId, const std::string& attribute) {
+    const Drag drag{static_cast<AssetType>(asset.kind), asset.name, static_cast<SourceTab>(asset.source)};
+    cancelDrag();
+    const AssetElementDrop::Plan plan = elementDrop_.plan(draggedOf(drag), xmlId, attribute);
+    if (!plan.fits) {
+        tell(plan.text);
+        return;
+    }
+    whenOnThisComputer(drag, [this, drag, xmlId, attribute] {
+        const std::string error = elementDrop_.apply(draggedOf(drag), xmlId, attribute);
+        if (!error.empty())
+            tell(error);
     });
 }
 
@@ -372,12 +417,7 @@ void AssetLibraryPanel::drawImportModal() {
     const bool entered = ImGui::InputText("##importPath", importPath_, sizeof(importPath_), ImGuiInputTextFlags_EnterReturnsTrue);
     recordItem("Path");
     if (ImGui::Button(local ? "Import##importFile" : "Upload##importFile", ImVec2(scaled(100), 0)) || entered) {
-        std::string path = importPath_;
-        // A path pasted from a file manager may come as a file:// address or quoted.
-        if (path.rfind("file://", 0) == 0)
-            path = path.substr(7);
-        if (path.size() >= 2 && (path.front() == '"' || path.front() == '\'') && path.back() == path.front())
-            path = path.substr(1, path.size() - 2);
+        const std::string path = cleanTypedPath(importPath_);
         importPath_[0] = '\0';
         ImGui::CloseCurrentPopup();
         if (!path.empty())

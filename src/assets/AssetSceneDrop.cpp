@@ -80,12 +80,15 @@ int AssetSceneDrop::dropAssetIntoScene(const Dragged& asset, ImVec2 screen) {
         const int target = targetXmlId_;
         int changed = -1;
         if (target >= 0) {
+            // The material made and the objects given it are one undo step.
+            host_->beginEditGroup();
             const std::string material =
                 asset.kind == Kind::Material ? asset.name : reuseOrCreateMaterial(asset.reference);
             if (!material.empty()) {
                 applyDroppedMaterial(material);
                 changed = target;
             }
+            host_->endEditGroup();
         }
         endDrag();
         return changed;
@@ -155,15 +158,18 @@ void AssetSceneDrop::applyMaterialToObjectAndChildren(pugi::xml_node node, const
             applyMaterialToObjectAndChildren(child, material);
 }
 
-void AssetSceneDrop::applyDroppedMaterial(const std::string& material) {
-    if (targetXmlId_ < 0 || !host_)
+void AssetSceneDrop::applyMaterialTo(int xmlId, const std::string& material) {
+    if (xmlId < 0 || !host_)
         return;
     if (applyToWholeModel_)
-        applyMaterialToObjectAndChildren(host_->getXmlNodeById(targetXmlId_), material);
+        applyMaterialToObjectAndChildren(host_->getXmlNodeById(xmlId), material);
     else
-        applyMaterialToObject(targetXmlId_, material);
-    if (refresh_)
-        refresh_();
+        applyMaterialToObject(xmlId, material);
+}
+
+void AssetSceneDrop::applyDroppedMaterial(const std::string& material) {
+    applyMaterialTo(targetXmlId_, material);
+    notifyChanged();
 }
 
 } // namespace Lumenda3D

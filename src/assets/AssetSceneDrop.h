@@ -26,6 +26,7 @@ public:
     AssetSceneDrop() = default;
     explicit AssetSceneDrop(AssetLibraryHost* host) : host_(host) {}
     void setHost(AssetLibraryHost* host) { host_ = host; }
+    AssetLibraryHost* getHost() const { return host_; }
 
     // "Apply to:" Model (the whole model) or Sub Model (the part under the pointer).
     void setApplyToWholeModel(bool whole) { applyToWholeModel_ = whole; }
@@ -44,10 +45,16 @@ public:
     std::string reuseOrCreateMaterial(const std::string& picture);
     std::string findMaterialNameByPicture(const std::string& picture);
     void applyDroppedMaterial(const std::string& material);
+    // The material onto object `xmlId`: with the whole model chosen also onto its parts that take one.
+    void applyMaterialTo(int xmlId, const std::string& material);
     void applyMaterialToObject(int xmlId, const std::string& material);
     void applyMaterialToObjectAndChildren(pugi::xml_node node, const std::string& material);
     // Called after a material was applied (the attribute panel shows the new value).
     void setRefreshCallback(std::function<void()> refresh) { refresh_ = std::move(refresh); }
+    void notifyChanged() {
+        if (refresh_)
+            refresh_();
+    }
 
 private:
     int findTextureTarget(ImVec2 screen);

@@ -33,6 +33,7 @@
 #include "engine/editing/LmdSourceFiles.h"
 #include "engine/scene/ScriptParser.h"
 #include "engine/schema/CodeSchema.h"
+#include "ui/AssetDrop.h"
 #include "ui/LmdCommandRegistry.h"
 
 namespace Lumenda3D {
@@ -398,8 +399,13 @@ void AttributesEditor::renderAttributeInTable(const pugi::xml_node& definition) 
     if (name.empty())
         return;
     ImGui::PushItemWidth(ImGui::GetContentRegionAvail().x);
+    ImGui::BeginGroup();
     rendererFor(definition)->render(name, currentNode_.attribute(name.c_str()), currentNode_, definition);
+    ImGui::EndGroup();
     ImGui::PopItemWidth();
+    recordItem(("field:" + name).c_str());
+    // A cell of the asset library dropped on the field gives it the asset in the field's form.
+    AssetDrop::targetLastItem(currentNode_.attribute("id").as_int(-1), name, "field:" + name);
     renderFindings(&name);
 }
 

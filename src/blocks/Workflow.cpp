@@ -8,6 +8,7 @@
 #include "blocks/BlocksHelper.h"
 #include "blocks/BlocksPalette.h"
 #include "engine/editing/LmdSourceFiles.h"
+#include "ui/AssetDrop.h"
 
 namespace Lumenda3D {
 namespace {
@@ -370,7 +371,9 @@ void Workflow::draw() {
         windowMax_ = ImVec2(windowMin_.x + ImGui::GetWindowWidth(), windowMin_.y + ImGui::GetWindowHeight());
         windowFrame_ = ImGui::GetFrameCount();
         if (ImGui::BeginTabBar("WorkflowPanelTabs")) {
-            if (ImGui::BeginTabItem("Workflow")) {
+            const bool treeShown = ImGui::BeginTabItem("Workflow");
+            recordItem("Workflow");
+            if (treeShown) {
                 drawSearchBar();
                 drawTree();
                 ImGui::EndTabItem();
@@ -481,6 +484,12 @@ void Workflow::drawTree() {
 
     handlePointer();
     paintVisible(*ImGui::GetWindowDrawList());
+    // A cell of the asset library dragged here goes onto the block under the pointer.
+    if (Block* hover = Block::mouseHoverBlock.get(); hover && !hover->isMainBlock()) {
+        const ImVec2 origin(treeOrigin_.x + hover->layout.pos.x, treeOrigin_.y + hover->layout.pos.y);
+        AssetDrop::target(origin, ImVec2(origin.x + hover->layout.size.x, origin.y + hover->layout.size.y),
+                          hover->getXmlId(), "", "block");
+    }
     const bool mouseDown = ImGui::GetIO().MouseDown[0];
     drawInsertionLine(*ImGui::GetWindowDrawList());
     handleDragAndDrop(mouseDown);

@@ -41,6 +41,25 @@ void LmdEditorAssetAccess::updateLuaAttribute(int xmlId, const std::string& attr
     editor_->updateLuaAttribute(xmlId, attribute, value, "string");
 }
 
+void LmdEditorAssetAccess::beginEditGroup() {
+    if (editor_->sourceFiles)
+        editor_->sourceFiles->beginEditGroup();
+}
+
+void LmdEditorAssetAccess::endEditGroup() {
+    if (editor_->sourceFiles)
+        editor_->sourceFiles->endEditGroup();
+}
+
+std::vector<std::pair<std::string, std::string>> LmdEditorAssetAccess::attributesOf(const std::string& command) {
+    std::vector<std::pair<std::string, std::string>> attributes;
+    std::shared_ptr<ScriptParser> parser = editor_->getScriptParser();
+    if (CodeSchema* schema = parser ? parser->getCodeSchema() : nullptr)
+        for (const pugi::xml_node& attribute : schema->getAttributes(command))
+            attributes.emplace_back(attribute.attribute("name").value(), attribute.attribute("type").value());
+    return attributes;
+}
+
 bool LmdEditorAssetAccess::commandSupportsTexture(const std::string& command) {
     std::shared_ptr<ScriptParser> parser = editor_->getScriptParser();
     CodeSchema* schema = parser ? parser->getCodeSchema() : nullptr;

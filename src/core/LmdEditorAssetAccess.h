@@ -17,6 +17,9 @@ public:
     pugi::xml_node getXmlNodeById(int xmlId) override;
     void setAttribute(int xmlId, const std::string& attribute, const std::string& value) override;
     void updateLuaAttribute(int xmlId, const std::string& attribute, const std::string& value) override;
+    void beginEditGroup() override;
+    void endEditGroup() override;
+    std::vector<std::pair<std::string, std::string>> attributesOf(const std::string& command) override;
     bool commandSupportsTexture(const std::string& command) override;
     void convert2DTo3D(ImVec2 screen, float& x, float& y, float& z) override;
     int objectUnderScreenPoint(ImVec2 screen) override;

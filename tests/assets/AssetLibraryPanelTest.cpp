@@ -13,6 +13,7 @@
 #include "ImGuiHarness.h"
 #include "TestDataRoot.h"
 #include "services/LocalStorage.h"
+#include "ui/AssetDrop.h"
 
 namespace fs = std::filesystem;
 
@@ -186,6 +187,111 @@ TEST_F(AssetLibraryPanelTest, ACellDraggedOntoTheSceneBecomesABlockWhereItIsRele
     imgui.setMouseButton(0, false);
     frame();
     EXPECT_EQ(host.created.size(), 1u);
+}
+
+// A drag from a cell to a drop place of another window (as the block tree and the attribute panel
+// mark theirs), released there.
+class AssetLibraryDropPlaceTest : public AssetLibraryPanelTest {
+protected:
+    void frameWithPlace(int xmlId, const std::string& field) {
+        imgui.frame([&] {
+            ImGui::SetNextWindowPos(ImVec2(0, 0));
+            ImGui::SetNextWindowSize(ImVec2(380, 600));
+            ImGui::Begin("Asset Library##test");
+            panel.drawContent();
+            ImGui::End();
+            ImGui::SetNextWindowPos(ImVec2(420, 0));
+            ImGui::SetNextWindowSize(ImVec2(300, 300));
+            ImGui::Begin("Tree##test");
+            ImGui::Button("crate", ImVec2(200, 100));
+            if (AssetDrop::targetLastItem(xmlId, field, "crate"))
+                ++drops;
+            ImGui::End();
+            panel.draw();
+        });
+    }
+    void dragFirstCellOnto(int xmlId, const std::string& field) {
+        imgui.moveMouse(40, 150);
+        frameWithPlace(xmlId, field);
+        imgui.setMouseButton(0, true);
+        frameWithPlace(xmlId, field);
+        for (float x = 60; x <= 520; x += 40) {
+            imgui.moveMouse(x, 60);
+            frameWithPlace(xmlId, field);
+        }
+        imgui.setMouseButton(0, false);
+        frameWithPlace(xmlId, field);
+        frameWithPlace(xmlId, field);
+    }
+    int drops = 0;
+};
+
+TEST_F(AssetLibraryDropPlaceTest, ACellReleasedOnAPlaceIsAppliedOrRefusedWithAReason) {
+    host.sceneLeft = 2000;  // the whole window is panels: no scene drop may happen
+    std::string error;
+    ASSERT_FALSE(panel.getCatalog(Type::Texture)
+                     .importLocalAsset({file("bark.png", test::bytesForName("bark.png")), "", "", false}, error)
+                     .empty());
+    ASSERT_FALSE(panel.getCatalog(Type::Sound)
+                     .importLocalAsset({file("boing.wav", test::wavHeader()), "", "", false}, error)
+                     .empty());
+    panel.selectTabs(Type::Texture, Source::Local);
+    frameWithPlace(1, "");
+    dragFirstCellOnto(1, "");
+    EXPECT_EQ(drops, 1);
+    EXPECT_STREQ(host.getXmlNodeById(1).attribute("texture").value(), "material1");
+    EXPECT_EQ(host.document.select_nodes("//Material[@picture='local:bark.png']").size(), 1u);
+    EXPECT_EQ(host.undoSteps, 1);
+    EXPECT_FALSE(panel.isDragging());
+
+    // A sound has no place on a box: told, nothing changes.
+    panel.selectTabs(Type::Sound, Source::Local);
+    frameWithPlace(1, "");
+    dragFirstCellOnto(1, "");
+    EXPECT_EQ(drops, 2);
+    EXPECT_EQ(host.toasts.back(), "\"crate\" (Box) has no place for a sound.");
+    EXPECT_EQ(panel.getLastMessage(), host.toasts.back());
+    EXPECT_EQ(host.undoSteps, 1);
+    EXPECT_TRUE(host.created.size() == 1u);  // the one material; no LoadSound either
+}
+
+TEST_F(AssetLibraryPanelTest, ExportSavesACopyWhereThePersonSays) {
+    std::string error;
+    const std::string picture = test::pngHeader(3, 3) + "pixels";
+    ASSERT_FALSE(
+        panel.getCatalog(Type::Texture).importLocalAsset({file("bark.png", picture), "", "", false}, error).empty());
+    const fs::path out = root.path() / "out";
+    fs::create_directories(out);
+    auto read = [](const fs::path& path) {
+        std::ifstream in(path, std::ios::binary);
+        return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+    };
+
+    // A folder takes the file under its own name; a pasted address and quotes are fine.
+    panel.exportAsset(Type::Texture, "bark.png", Source::Local, out.string());
+    EXPECT_EQ(read(out / "bark.png"), picture);
+    EXPECT_EQ(host.toasts.back(), "Exported \"bark.png\" to " + (out / "bark.png").string());
+    panel.exportAsset(Type::Texture, "bark.png", Source::Local, "'file://" + (out / "copy.png").string() + "'");
+    EXPECT_EQ(read(out / "copy.png"), picture);
+    // Over an existing file: replaced, and no temporary file stays beside it.
+    std::ofstream(out / "old.png") << "old";
+    panel.exportAsset(Type::Texture, "bark.png", Source::Local, (out / "old.png").string());
+    EXPECT_EQ(read(out / "old.png"), picture);
+    EXPECT_EQ(std::distance(fs::directory_iterator(out), fs::directory_iterator()), 3);
+
+    // Nowhere to go, or nothing to copy: one message and no file.
+    panel.exportAsset(Type::Texture, "bark.png", Source::Local, (root.path() / "missing" / "x.png").string());
+    EXPECT_EQ(host.errors.back(), "Export failed: The folder \"" + (root.path() / "missing").string() + "\" does not exist.");
+    EXPECT_FALSE(fs::exists(root.path() / "missing"));
+    panel.exportAsset(Type::Texture, "gone.png", Source::Local, out.string());
+    EXPECT_EQ(host.errors.back(), "Export failed: could not read \"gone.png\" from your local assets.");
+    EXPECT_FALSE(fs::exists(out / "gone.png"));
+    panel.exportAsset(Type::Texture, "bark.png", Source::Local, "  ");
+    EXPECT_EQ(host.errors.back(), "Export failed: Type where the file should go.");
+    EXPECT_EQ(panel.busyCount(), 0);
+
+    // A name in an existing folder is the file itself.
+    EXPECT_EQ(AssetLibraryPanel::exportTargetFor("bark.png", (out / "new.png").string(), error), (out / "new.png").string());
 }
 
 } // namespace

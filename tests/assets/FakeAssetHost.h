@@ -52,6 +52,20 @@ public:
     void updateLuaAttribute(int xmlId, const std::string& attribute, const std::string& value) override {
         liveUpdates.push_back(std::to_string(xmlId) + " " + attribute + "=" + value);
     }
+    void beginEditGroup() override { ++groupDepth; }
+    void endEditGroup() override {
+        if (--groupDepth == 0)
+            ++undoSteps;
+    }
+    std::vector<std::pair<std::string, std::string>> attributesOf(const std::string& command) override {
+        std::vector<std::pair<std::string, std::string>> attributes{{"name", "string"}};
+        if (textured.count(command))
+            attributes.emplace_back("texture", "string");
+        const auto found = fileFields.find(command);
+        if (found != fileFields.end())
+            attributes.push_back(found->second);
+        return attributes;
+    }
     bool commandSupportsTexture(const std::string& command) override { return textured.count(command) != 0; }
     void convert2DTo3D(ImVec2 screen, float& x, float& y, float& z) override {
         x = screen.x / 100.0f;
@@ -94,6 +108,12 @@ public:
     pugi::xml_document document;
     int nextId = 100;
     std::set<std::string> textured = {"Box", "Sphere", "Model"};
+    // The file or picture field of a command, as the schema types it.
+    std::map<std::string, std::pair<std::string, std::string>> fileFields = {
+        {"Model", {"fileName", "modelFilePicker"}}, {"LoadSound", {"fileName", "soundFilePicker"}},
+        {"Image2D", {"picture", "picture"}},        {"Material", {"picture", "picture"}}};
+    int groupDepth = 0;
+    int undoSteps = 0;  // edit groups closed at the outermost level
     std::map<int, int> sceneColumns;  // screen x -> xml id of the object there
     std::map<int, int> wholeModels;   // part -> whole model
     std::set<int> boxes;

@@ -774,6 +774,8 @@ open(work + '/fake.png', 'wb').write(b'this is text, not a picture')
 cube = ['v %d %d %d' % (x, y, z) for x in (-1, 1) for y in (-1, 1) for z in (-1, 1)]
 faces = ['f 1 3 4 2', 'f 5 6 8 7', 'f 1 2 6 5', 'f 3 7 8 4', 'f 1 5 7 3', 'f 2 4 8 6']
 open(work + '/cube.obj', 'w').write('\n'.join(cube + faces) + '\n')
+pyramid = ['v -1 0 -1', 'v 1 0 -1', 'v 1 0 1', 'v -1 0 1', 'v 0 2 0']
+open(work + '/pyramid.obj', 'w').write('\n'.join(pyramid + ['f 1 2 3 4', 'f 1 5 2', 'f 2 5 3', 'f 3 5 4', 'f 4 5 1']) + '\n')
 PY
   cp "$source_dir/media/sounds/coin.wav" "$work/boing.wav"
   run_script assets "
@@ -813,6 +815,42 @@ drag-asset cube.obj scene
 until attr Model fileName local:cube.obj
 frames 10
 screenshot $artifacts/editor-assets-model-dropped.png
+drop-file $work/pyramid.obj
+frames 5
+user-click assetLibraryPanel Yes
+until asset pyramid.obj
+until asset-thumbnail cube.obj
+until asset-thumbnail pyramid.obj
+frames 5
+screenshot $artifacts/editor-assets-model-thumbnails.png
+library-cost
+select Model
+frames 10
+press-asset pyramid.obj
+move-pointer field fileName
+frames 5
+screenshot $artifacts/editor-assets-drag-onto-field.png
+release-pointer
+until attr Model fileName local:pyramid.obj
+press-asset pyramid.obj
+move-pointer field name
+release-pointer
+until toast \"name\" does not take a model.
+expect attr Model fileName local:pyramid.obj
+user-click assetLibraryPanel Textures
+frames 3
+press-asset red.png
+move-pointer tab Workflow
+seconds 1.5
+screenshot $artifacts/editor-assets-tab-hold.png
+move-pointer block Model
+frames 5
+screenshot $artifacts/editor-assets-drag-onto-block.png
+release-pointer
+until attr Model texture material1
+expect elements material2 0
+user-click workflow Asset Library
+frames 3
 user-click assetLibraryPanel Sounds
 frames 3
 drop-file $work/boing.wav
@@ -826,6 +864,13 @@ drag-asset boing.wav scene
 frames 10
 expect elements sound2 0
 screenshot $artifacts/editor-assets-sounds.png
+press-asset boing.wav
+move-pointer tab Workflow
+seconds 1.5
+move-pointer block material1
+release-pointer
+until toast \"material1\" (Material) has no place for a sound.
+expect elements sound2 0
 quit
 "
   ;;

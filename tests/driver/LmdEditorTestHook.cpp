@@ -545,6 +545,30 @@ bool LmdEditorTestHook::start(const Command& command) {
         pushPersonDrag(x1, y1, x2, y2);
         return awaitInput();
     }
+    if (verb == "press-asset" || verb == "move-pointer" || verb == "release-pointer") {
+        // press-asset NAME: press on the library's cell NAME, hold and start dragging it;
+        // move-pointer tab LABEL|block NAME|field ATTRIBUTE|scene: carry it there;
+        // release-pointer: let go where the pointer is. Between them the script may wait, as a
+        // person holding the asset over a tab until it opens.
+        if (verb == "release-pointer") {
+            pushPersonRelease();
+            return awaitInput();
+        }
+        if (!needs(1))
+            return false;
+        float x = 0, y = 0;
+        const bool found = verb == "press-asset" ? findWidget(AssetLibraryPanel::kName, "cell:" + w[1], x, y, error)
+                                                 : findDropPlace(w, 1, x, y, error);
+        if (!found) {
+            fail(error);
+            return false;
+        }
+        if (verb == "press-asset")
+            pushPersonPress(x, y);
+        else
+            pushPersonMove(x, y);
+        return awaitInput();
+    }
     if (verb == "library-cost") {
         // library-cost [reset]: print (or reset) the longest time the asset library held a frame.
         auto library = editor_.allUI ? editor_.allUI->getPanel<AssetLibraryPanel>() : nullptr;
@@ -556,9 +580,11 @@ bool LmdEditorTestHook::start(const Command& command) {
             library->resetFrameCost();
             return true;
         }
-        char text[120];
-        std::snprintf(text, sizeof text, "library worst_frame_ms=%.2f pending_thumbnails=%zu", library->getWorstFrameMs(),
-                      library->pendingThumbnails());
+        char text[200];
+        std::snprintf(text, sizeof text,
+                      "library worst_frame_ms=%.2f pending_thumbnails=%zu model_renders=%d worst_model_render_ms=%.2f",
+                      library->getWorstFrameMs(), library->pendingThumbnails(),
+                      library->getModelRenderer().renderCount(), library->getModelRenderer().worstRenderMs());
         report(text);
         return true;
     }
@@ -729,6 +755,11 @@ bool LmdEditorTestHook::evaluate(const std::vector<std::string>& words, size_t f
         const std::vector<std::string> names = library ? library->visibleNames() : std::vector<std::string>();
         result = std::find(names.begin(), names.end(), arg(1)) != names.end();
         actual = library ? (result ? arg(1) + " shown" : "not shown; " + library->emptyGridMessage()) : "(no library)";
+    } else if (what == "asset-thumbnail") {
+        // asset-thumbnail NAME: the grid's cell NAME (a local asset of the kind shown) has its picture.
+        auto library = ui ? ui->getPanel<AssetLibraryPanel>() : nullptr;
+        result = library && library->getCatalog(library->getCurrentType()).getLocalThumbnail(arg(1)).id != nullptr;
+        actual = result ? "a picture" : "no picture yet";
     } else if (what == "thumbnails-done") {
         // thumbnails-done: every thumbnail the asset library asked for is made (or failed).
         auto library = ui ? ui->getPanel<AssetLibraryPanel>() : nullptr;
@@ -958,34 +989,83 @@ bool LmdEditorTestHook::findBlockPlace(const std::string& kind, const std::strin
     return true;
 }
 
+namespace {
+
+SDL_Event personMotion(Uint32 windowId, float x, float y) {
+    SDL_Event move{};
+    move.type = SDL_MOUSEMOTION;
+    move.motion.windowID = windowId;
+    move.motion.x = int(x);
+    move.motion.y = int(y);
+    return move;
+}
+
+SDL_Event personButton(Uint32 windowId, float x, float y, bool down) {
+    SDL_Event e{};
+    e.type = down ? SDL_MOUSEBUTTONDOWN : SDL_MOUSEBUTTONUP;
+    e.button.windowID = windowId;
+    e.button.button = SDL_BUTTON_LEFT;
+    e.button.state = down ? SDL_PRESSED : SDL_RELEASED;
+    e.button.clicks = 1;
+    e.button.x = int(x);
+    e.button.y = int(y);
+    return e;
+}
+
+} // namespace
+
 void LmdEditorTestHook::pushPersonDrag(float x1, float y1, float x2, float y2) {
     SDL_Window* window = editor_.getNativeWindow();
     const Uint32 windowId = window ? SDL_GetWindowID(window) : 0;
-    auto motion = [windowId](float x, float y) {
-        SDL_Event move{};
-        move.type = SDL_MOUSEMOTION;
-        move.motion.windowID = windowId;
-        move.motion.x = int(x);
-        move.motion.y = int(y);
-        return move;
-    };
-    auto button = [windowId](float x, float y, bool down) {
-        SDL_Event e{};
-        e.type = down ? SDL_MOUSEBUTTONDOWN : SDL_MOUSEBUTTONUP;
-        e.button.windowID = windowId;
-        e.button.button = SDL_BUTTON_LEFT;
-        e.button.state = down ? SDL_PRESSED : SDL_RELEASED;
-        e.button.clicks = 1;
-        e.button.x = int(x);
-        e.button.y = int(y);
-        return e;
-    };
-    personEvents_.emplace_back(frame_ + 1, motion(x1, y1));
-    personEvents_.emplace_back(frame_ + 3, button(x1, y1, true));
+    personEvents_.emplace_back(frame_ + 1, personMotion(windowId, x1, y1));
+    personEvents_.emplace_back(frame_ + 3, personButton(windowId, x1, y1, true));
     // Held for 40 frames (past 0.2 s even at 200 frames a second), then moved in six steps.
     for (int i = 1; i <= 6; ++i)
-        personEvents_.emplace_back(frame_ + 43 + 2 * i, motion(x1 + (x2 - x1) * i / 6, y1 + (y2 - y1) * i / 6));
-    personEvents_.emplace_back(frame_ + 60, button(x2, y2, false));
+        personEvents_.emplace_back(frame_ + 43 + 2 * i,
+                                   personMotion(windowId, x1 + (x2 - x1) * i / 6, y1 + (y2 - y1) * i / 6));
+    personEvents_.emplace_back(frame_ + 60, personButton(windowId, x2, y2, false));
+    pointerX_ = x2;
+    pointerY_ = y2;
+}
+
+void LmdEditorTestHook::pushPersonPress(float x, float y) {
+    SDL_Window* window = editor_.getNativeWindow();
+    const Uint32 windowId = window ? SDL_GetWindowID(window) : 0;
+    personEvents_.emplace_back(frame_ + 1, personMotion(windowId, x, y));
+    personEvents_.emplace_back(frame_ + 3, personButton(windowId, x, y, true));
+    pointerX_ = x;
+    pointerY_ = y;
+    pushPersonMove(x + 24.0f, y, 43);
+}
+
+void LmdEditorTestHook::pushPersonMove(float x, float y, long after) {
+    SDL_Window* window = editor_.getNativeWindow();
+    const Uint32 windowId = window ? SDL_GetWindowID(window) : 0;
+    for (int i = 1; i <= 6; ++i)
+        personEvents_.emplace_back(frame_ + after + 2 * i, personMotion(windowId, pointerX_ + (x - pointerX_) * i / 6,
+                                                                        pointerY_ + (y - pointerY_) * i / 6));
+    pointerX_ = x;
+    pointerY_ = y;
+}
+
+void LmdEditorTestHook::pushPersonRelease() {
+    SDL_Window* window = editor_.getNativeWindow();
+    const Uint32 windowId = window ? SDL_GetWindowID(window) : 0;
+    personEvents_.emplace_back(frame_ + 2, personButton(windowId, pointerX_, pointerY_, false));
+}
+
+bool LmdEditorTestHook::findDropPlace(const std::vector<std::string>& words, size_t first, float& x, float& y,
+                                      std::string& error) {
+    const std::string kind = first < words.size() ? words[first] : "";
+    const std::string name = first + 1 < words.size() ? words[first + 1] : "";
+    if (kind == "tab")
+        return findWidget(Workflow::kName, name, x, y, error);
+    if (kind == "field")
+        return findWidget("attributesEditor", "field:" + name, x, y, error);
+    if (kind == "block" || kind == "scene")
+        return findBlockPlace(kind, name, x, y, error);
+    error = "no drop place \"" + kind + "\" (tab, block, field or scene)";
+    return false;
 }
 
 void LmdEditorTestHook::pushPersonClick(float x, float y, int buttonNumber) {

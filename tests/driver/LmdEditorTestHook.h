@@ -86,6 +86,14 @@ private:
     // A person's drag: press at the start, hold past the tree's drag delay, move to the end over
     // a few frames, release there.
     void pushPersonDrag(float x1, float y1, float x2, float y2);
+    // The parts of a drag for a gesture with stops: press and hold at (x, y), then a nudge that
+    // starts the drag; a move in six steps from where the pointer is; the release there.
+    void pushPersonPress(float x, float y);
+    void pushPersonMove(float x, float y, long after = 1);
+    void pushPersonRelease();
+    // Where a drop place is: "tab LABEL" (the block panel's tabs), "block NAME", "field ATTRIBUTE"
+    // (the attribute panel) or "scene".
+    bool findDropPlace(const std::vector<std::string>& words, size_t first, float& x, float& y, std::string& error);
     // Where a block, a palette template or the scene is on screen, for the block commands
     // ("block NAME", "template BLOCKNAME", "scene"); false with the reason in `error`.
     bool findBlockPlace(const std::string& kind, const std::string& name, float& x, float& y, std::string& error);
@@ -118,6 +126,8 @@ private:
 
     // A person's input: SDL events and the frame in which each goes into the queue.
     std::deque<std::pair<long, SDL_Event>> personEvents_;
+    // Where the person's pointer was sent last.
+    float pointerX_ = 0.0f, pointerY_ = 0.0f;
 
     // Frame timing.
     std::vector<double> frameMillis_;
