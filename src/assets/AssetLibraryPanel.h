@@ -112,7 +112,16 @@ public:
     // The longest time the panel's own work (draw and drawContent together) held one frame of
     // the main thread since the last reset, in milliseconds; measured for the speed target.
     double getWorstFrameMs() const { return worstFrameMs_; }
-    void resetFrameCost() { worstFrameMs_ = 0.0; }
+    // Frames measured since the reset, and how many of them took the library over the budget.
+    static constexpr double kFrameBudgetMs = 4.0;
+    int getMeasuredFrames() const { return costFrames_; }
+    int getFramesOverBudget() const { return framesOverBudget_; }
+    // The same in the main thread's processor time (without the waits for a core).
+    double getWorstFrameCpuMs() const { return worstFrameCpuMs_; }
+    void resetFrameCost() {
+        worstFrameMs_ = worstFrameCpuMs_ = 0.0;
+        costFrames_ = framesOverBudget_ = 0;
+    }
     // Thumbnails asked for and not made yet, over the three catalogs.
     size_t pendingThumbnails();
     // Renders the pictures of local models (one a frame, in draw).
@@ -181,10 +190,14 @@ private:
     std::string soundIconTexture_;
     std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
     // The panel's work in the current ImGui frame, for getWorstFrameMs.
-    void addFrameCost(double milliseconds);
+    void addFrameCost(double milliseconds, double cpuMilliseconds);
     int costFrame_ = -1;
     double frameCostMs_ = 0.0;
     double worstFrameMs_ = 0.0;
+    double frameCpuMs_ = 0.0;
+    double worstFrameCpuMs_ = 0.0;
+    int costFrames_ = 0;
+    int framesOverBudget_ = 0;
 };
 
 } // namespace Lumenda3D

@@ -2,6 +2,7 @@
 
 #include <OgreSceneNode.h>
 
+#include "assets/AssetCatalogs.h"
 #include "base/LmdLog.h"
 #include "core/Lumenda3DEditor.h"
 #include "engine/editing/LmdSourceFiles.h"
@@ -315,17 +316,22 @@ void LmdEditorMcpAccess::fetchUserAssets(const std::string& assetType, Done done
 // --- Local assets --------------------------------------------------------------------------------
 
 bool LmdEditorMcpAccess::importLocalAsset(const AssetImport& request, std::string& referenceOrError) {
+    // The asset library's own import: the same checks (a model the importer refuses never enters
+    // the store) and the same thumbnails, and the library shows the file at once.
+    AssetCatalog* catalog = AssetCatalogs::shared()->forType(request.assetType);
+    if (!catalog) {
+        referenceOrError = "Unknown asset type \"" + request.assetType + "\": models, textures or sounds.";
+        return false;
+    }
     std::string error;
     const std::string stored =
-        LocalStorage::importAsset(request.sourcePath, request.assetType, request.name, request.overwrite, error);
+        catalog->importLocalFile({request.sourcePath, request.name, request.thumbnailPath, request.overwrite}, error);
     if (stored.empty()) {
         referenceOrError = error;
         return false;
     }
-    // The asset is in place either way; a thumbnail that cannot be taken only costs its picture.
-    if (!request.thumbnailPath.empty() &&
-        !LocalStorage::importThumbnailFromPath(request.assetType, stored, request.thumbnailPath, error))
-        LmdLog::message("import_asset: no thumbnail for " + stored + ": " + error);
+    catalog->invalidateThumbnail(stored);
+    catalog->refreshLocalList();
     // Scenes that already refer to the name (an overwrite, a reference written before the import)
     // read the new file.
     if (editor_)

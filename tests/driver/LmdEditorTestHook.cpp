@@ -46,6 +46,28 @@
 namespace Lumenda3D {
 namespace {
 
+SDL_Event personMotion(Uint32 windowId, float x, float y) {
+    SDL_Event move{};
+    move.type = SDL_MOUSEMOTION;
+    move.motion.windowID = windowId;
+    move.motion.x = int(x);
+    move.motion.y = int(y);
+    return move;
+}
+
+SDL_Event personButton(Uint32 windowId, float x, float y, bool down) {
+    SDL_Event e{};
+    e.type = down ? SDL_MOUSEBUTTONDOWN : SDL_MOUSEBUTTONUP;
+    e.button.windowID = windowId;
+    e.button.button = SDL_BUTTON_LEFT;
+    e.button.state = down ? SDL_PRESSED : SDL_RELEASED;
+    e.button.clicks = 1;
+    e.button.x = int(x);
+    e.button.y = int(y);
+    return e;
+}
+
+
 using Clock = std::chrono::steady_clock;
 
 pugi::xml_node elementNamed(pugi::xml_document* document, const std::string& name) {
@@ -569,6 +591,33 @@ bool LmdEditorTestHook::start(const Command& command) {
             pushPersonMove(x, y);
         return awaitInput();
     }
+    if (verb == "user-wheel") {
+        // user-wheel PANEL WIDGET STEPS [LINES]: the pointer over the widget, then STEPS turns of
+        // the mouse wheel, LINES each (negative: down, the default -1), one every second frame.
+        if (!needs(3))
+            return false;
+        float x = 0, y = 0;
+        if (!findWidget(w[1], w[2], x, y, error)) {
+            fail(error);
+            return false;
+        }
+        SDL_Window* window = editor_.getNativeWindow();
+        const Uint32 windowId = window ? SDL_GetWindowID(window) : 0;
+        personEvents_.emplace_back(frame_ + 1, personMotion(windowId, x, y));
+        const int steps = std::max(1, std::atoi(w[3].c_str()));
+        const int lines = w.size() > 4 ? std::atoi(w[4].c_str()) : -1;
+        for (int i = 0; i < steps; ++i) {
+            SDL_Event wheel{};
+            wheel.type = SDL_MOUSEWHEEL;
+            wheel.wheel.windowID = windowId;
+            wheel.wheel.y = lines;
+            wheel.wheel.direction = SDL_MOUSEWHEEL_NORMAL;
+            personEvents_.emplace_back(frame_ + 3 + 2 * i, wheel);
+        }
+        pointerX_ = x;
+        pointerY_ = y;
+        return awaitInput();
+    }
     if (verb == "library-cost") {
         // library-cost [reset]: print (or reset) the longest time the asset library held a frame.
         auto library = editor_.allUI ? editor_.allUI->getPanel<AssetLibraryPanel>() : nullptr;
@@ -582,8 +631,11 @@ bool LmdEditorTestHook::start(const Command& command) {
         }
         char text[200];
         std::snprintf(text, sizeof text,
-                      "library worst_frame_ms=%.2f pending_thumbnails=%zu model_renders=%d worst_model_render_ms=%.2f",
-                      library->getWorstFrameMs(), library->pendingThumbnails(),
+                      "library worst_frame_ms=%.2f worst_frame_cpu_ms=%.2f frames=%d over_4ms=%d pending_thumbnails=%zu "
+                      "model_renders=%d worst_model_render_ms=%.2f",
+                      library->getWorstFrameMs(), library->getWorstFrameCpuMs(), library->getMeasuredFrames(),
+                      library->getFramesOverBudget(),
+                      library->pendingThumbnails(),
                       library->getModelRenderer().renderCount(), library->getModelRenderer().worstRenderMs());
         report(text);
         return true;
@@ -989,30 +1041,6 @@ bool LmdEditorTestHook::findBlockPlace(const std::string& kind, const std::strin
     return true;
 }
 
-namespace {
-
-SDL_Event personMotion(Uint32 windowId, float x, float y) {
-    SDL_Event move{};
-    move.type = SDL_MOUSEMOTION;
-    move.motion.windowID = windowId;
-    move.motion.x = int(x);
-    move.motion.y = int(y);
-    return move;
-}
-
-SDL_Event personButton(Uint32 windowId, float x, float y, bool down) {
-    SDL_Event e{};
-    e.type = down ? SDL_MOUSEBUTTONDOWN : SDL_MOUSEBUTTONUP;
-    e.button.windowID = windowId;
-    e.button.button = SDL_BUTTON_LEFT;
-    e.button.state = down ? SDL_PRESSED : SDL_RELEASED;
-    e.button.clicks = 1;
-    e.button.x = int(x);
-    e.button.y = int(y);
-    return e;
-}
-
-} // namespace
 
 void LmdEditorTestHook::pushPersonDrag(float x1, float y1, float x2, float y2) {
     SDL_Window* window = editor_.getNativeWindow();

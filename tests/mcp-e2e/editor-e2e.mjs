@@ -485,6 +485,47 @@ test('get_scene_info reads level, clones, 2D texts and variables; live edits and
   await settled('stopped');
 });
 
+test('a model imported by import_asset and placed as a Model block is in get_scene_info', async () => {
+  await settled('stopped');
+  // A cube of side 4 as a person's modelling tool writes it, and a file the importer refuses.
+  const corners = [];
+  for (const x of [-2, 2]) for (const y of [-2, 2]) for (const z of [-2, 2]) corners.push(`v ${x} ${y} ${z}`);
+  const faces = ['f 1 3 4 2', 'f 5 6 8 7', 'f 1 2 6 5', 'f 3 7 8 4', 'f 1 5 7 3', 'f 2 4 8 6'];
+  const source = path.join(dataRoot, 'e2e-crate.obj');
+  writeFileSync(source, [...corners, ...faces].join('\n') + '\n');
+  assert.match(await callOk('import_asset', { sourcePath: source, assetType: 'models', overwrite: true }),
+    /^Imported\. Use the reference local:e2e-crate\.obj /);
+  const broken = path.join(dataRoot, 'e2e-broken.obj');
+  writeFileSync(broken, 'v 0 0 0\nv 1 0 0\n');
+  assert.match(await callError('import_asset', { sourcePath: broken, assetType: 'models' }),
+    /"e2e-broken\.obj" could not be read as a model/);
+  const listed = JSON.parse(await callOk('list_local_assets', { assetType: 'models' }));
+  assert.ok(listed.models.includes('local:e2e-crate.obj'), JSON.stringify(listed));
+  assert.ok(!listed.models.includes('local:e2e-broken.obj'), 'a refused model leaves nothing behind');
+
+  const before = await gameXml();
+  assert.match(await callOk('apply_edits', {
+    baseRevision: before.revision,
+    ops: [{ op: 'insert', parentId: idOf(before.xml, 'Level'),
+      xml: '<Model name="Crate" fileName="local:e2e-crate.obj" x="4" y="1" z="-2"/>' }],
+  }), /^Applied\./);
+  await settled('stopped');
+  const now = await gameXml();
+  const crate = await waitFor('the model in the live scene', async () => {
+    const info = JSON.parse(await callOk('get_scene_info'));
+    return info.objects.find((o) => o.name === 'Crate');
+  });
+  assert.equal(crate.nodeId, `n${idOf(now.xml, 'Model', 'Crate')}`);
+  assert.deepEqual(crate.position, [4, 1, -2]);
+  assert.equal(crate.visible, true);
+
+  assert.match(await callOk('apply_edits', {
+    baseRevision: now.revision,
+    ops: [{ op: 'delete', id: idOf(now.xml, 'Model', 'Crate') }],
+  }), /^Applied\./);
+  await settled('stopped');
+});
+
 test('save_project_as local, edit, open_project refuses then opens with force, list_projects', async () => {
   const saved = await gameXml();
   const reply = await call('save_project_as', { name: SAVED_PROJECT, location: 'local' });
