@@ -7,10 +7,15 @@
 #include <filesystem>
 #include <fstream>
 
+#include <OgreRoot.h>
+
 #include "assets/AssetLibraryHost.h"
 #include "base/LmdLog.h"
 #include "base/LmdPaths.h"
+#include "engine/app/LmdImageEncoder.h"
 #include "engine/assets/LmdAssetResolver.h"
+#include "engine/assets/LmdMeshData.h"
+#include "engine/assets/LmdModelImporter.h"
 #include "services/FileManager.h"
 #include "services/LmdAssetFormats.h"
 #include "services/LocalStorage.h"
@@ -250,6 +255,7 @@ void AssetLibraryPanel::uploadFileToCloud(AssetType type, const std::string& pat
     struct Read {
         bool readable = false;
         std::string bytes, fault, thumbnail;
+        std::shared_ptr<LmdMeshData> mesh;  // a model, for its rendered thumbnail
     };
     auto read = std::make_shared<Read>();
     const std::string word = typeWord(type);
@@ -268,6 +274,16 @@ void AssetLibraryPanel::uploadFileToCloud(AssetType type, const std::string& pat
             } catch (const std::exception&) {
                 // The server then has no thumbnail of it; the upload goes on.
             }
+        // A model must be one the importer reads, as for a local import; its picture is rendered.
+        if (read->fault.empty() && word == "models" && LmdModelImporter::canRead(name) &&
+            !LmdModelImporter::isOgreMesh(name)) {
+            auto mesh = std::make_shared<LmdMeshData>();
+            std::string why;
+            if (LmdModelImporter::load(path, *mesh, why))
+                read->mesh = std::move(mesh);
+            else
+                read->fault = "\"" + name + "\" could not be read as a model: " + why;
+        }
     };
     std::weak_ptr<bool> alive = alive_;
     auto done = [this, alive, &catalog, name, read] {
@@ -287,16 +303,43 @@ void AssetLibraryPanel::uploadFileToCloud(AssetType type, const std::string& pat
             return fail(quota);
         }
         std::weak_ptr<bool> stillAlive = alive_;
-        catalog.uploadToServer(name, read->bytes, read->thumbnail, read->thumbnail.empty() ? "" : "thumb.jpg",
-                               [this, stillAlive, name](bool ok, const std::string& error) {
-                                   if (!stillAlive.lock())
-                                       return;
-                                   uploadInProgress_ = false;
-                                   if (ok)
-                                       tell("Uploaded \"" + name + "\"");
-                                   else
-                                       fail("Upload failed: " + error);
-                               });
+        auto upload = [this, stillAlive, &catalog, name, read](const std::string& thumbnail) {
+            if (!stillAlive.lock())
+                return;
+            catalog.uploadToServer(name, read->bytes, thumbnail, thumbnail.empty() ? "" : "thumb.jpg",
+                                   [this, stillAlive, name](bool ok, const std::string& error) {
+                                       if (!stillAlive.lock())
+                                           return;
+                                       uploadInProgress_ = false;
+                                       if (ok)
+                                           tell("Uploaded \"" + name + "\"");
+                                       else
+                                           fail("Upload failed: " + error);
+                                   });
+        };
+        Ogre::Root* root = Ogre::Root::getSingletonPtr();
+        if (!read->mesh || !root || !root->getRenderSystem())
+            return upload(read->thumbnail);
+        // The model's picture comes with it: rendered in its turn, encoded off the main thread.
+        // A render that fails only costs the picture.
+        modelRenderer_->enqueue("upload:" + name, read->mesh,
+                                [this, stillAlive, upload](const std::string&, std::vector<unsigned char> rgb,
+                                                           const std::string&) {
+                                    if (!stillAlive.lock())
+                                        return;
+                                    if (rgb.empty() || !host_)
+                                        return upload("");
+                                    auto jpeg = std::make_shared<std::string>();
+                                    auto pixels = std::make_shared<std::vector<unsigned char>>(std::move(rgb));
+                                    host_->runInBackground(
+                                        [jpeg, pixels] {
+                                            const int side = int(ModelThumbnailRenderer::kSize);
+                                            const std::vector<unsigned char> bytes =
+                                                LmdImageEncoder::encodeJpeg(pixels->data(), side, side, 85);
+                                            jpeg->assign(bytes.begin(), bytes.end());
+                                        },
+                                        [upload, jpeg] { upload(*jpeg); });
+                                });
     };
     host_->runInBackground(std::move(work), std::move(done));
 }

@@ -121,6 +121,11 @@ TEST_F(AssetLibraryPanelTest, UploadsCheckInOrderAndTheQuotaIsNeverNegative) {
     host.loggedIn = true;
     panel.uploadFileToCloud(Type::Texture, (root.path() / "nowhere.png").string());
     EXPECT_EQ(host.errors.back(), "Could not read nowhere.png");
+    // A model whose header passes but which the importer cannot read never leaves this machine.
+    panel.uploadFileToCloud(Type::Model, file("broken.obj", "v 0 0 0\nv 1 0 0\n"));
+    EXPECT_EQ(host.errors.back().rfind("Upload failed: \"broken.obj\" could not be read as a model: ", 0), 0u)
+        << host.errors.back();
+    EXPECT_FALSE(panel.getCatalog(Type::Model).isUploading());
 
     std::string message;
     // No storage block: any size may start.
