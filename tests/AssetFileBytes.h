@@ -2,6 +2,8 @@
 // The first bytes of real asset files, for tests that store or check assets: enough of each
 // format's header for a reader of headers, nothing more.
 #include <cstdint>
+#include <filesystem>
+#include <fstream>
 #include <string>
 
 namespace Lumenda3D::test {
@@ -39,6 +41,13 @@ inline std::string bytesForName(const std::string& name) {
     if (extension == "obj")
         return "v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\n";
     return "asset bytes";
+}
+
+// Writes a file of `bytes` into `dir` (made when missing), as a file a person brings in; its path.
+inline std::string writeFileIn(const std::filesystem::path& dir, const std::string& name, const std::string& bytes) {
+    std::filesystem::create_directories(dir);
+    std::ofstream(dir / name, std::ios::binary) << bytes;
+    return (dir / name).string();
 }
 
 } // namespace Lumenda3D::test

@@ -73,10 +73,7 @@ TEST(AssetCatalogConfig, EachKindHasItsWordsAndOnlyTexturesWriteThumbnails) {
 class AssetCatalogLocalTest : public ::testing::Test {
 protected:
     std::string file(const std::string& name, const std::string& bytes) {
-        const fs::path dir = root.path() / "downloads";
-        fs::create_directories(dir);
-        std::ofstream(dir / name, std::ios::binary) << bytes;
-        return (dir / name).string();
+        return test::writeFileIn(root.path() / "downloads", name, bytes);
     }
     std::string import(AssetCatalog& catalog, const std::string& path, bool overwrite = false) {
         error.clear();

@@ -30,20 +30,19 @@ protected:
         panel.init();
     }
     std::string file(const std::string& name, const std::string& bytes) {
-        const fs::path dir = root.path() / "desktop";
-        fs::create_directories(dir);
-        std::ofstream(dir / name, std::ios::binary) << bytes;
-        return (dir / name).string();
+        return test::writeFileIn(root.path() / "desktop", name, bytes);
     }
-    // One editor frame: the content in a window like the block editor's tab, then the panel's own
-    // work (its modals), in the editor's drawing order.
-    void frame() {
+    // One editor frame: the content in a window like the block editor's tab, `also` (other
+    // panels), then the panel's own work (its modals), in the editor's drawing order.
+    void frame(const std::function<void()>& also = {}) {
         imgui.frame([&] {
             ImGui::SetNextWindowPos(ImVec2(0, 0));
             ImGui::SetNextWindowSize(ImVec2(380, 600));
             ImGui::Begin("Asset Library##test");
             panel.drawContent();
             ImGui::End();
+            if (also)
+                also();
             panel.draw();
         });
     }
@@ -199,12 +198,7 @@ TEST_F(AssetLibraryPanelTest, ACellDraggedOntoTheSceneBecomesABlockWhereItIsRele
 class AssetLibraryDropPlaceTest : public AssetLibraryPanelTest {
 protected:
     void frameWithPlace(int xmlId, const std::string& field) {
-        imgui.frame([&] {
-            ImGui::SetNextWindowPos(ImVec2(0, 0));
-            ImGui::SetNextWindowSize(ImVec2(380, 600));
-            ImGui::Begin("Asset Library##test");
-            panel.drawContent();
-            ImGui::End();
+        frame([&] {
             ImGui::SetNextWindowPos(ImVec2(420, 0));
             ImGui::SetNextWindowSize(ImVec2(300, 300));
             ImGui::Begin("Tree##test");
@@ -212,7 +206,6 @@ protected:
             if (AssetDrop::targetLastItem(xmlId, field, "crate"))
                 ++drops;
             ImGui::End();
-            panel.draw();
         });
     }
     void dragFirstCellOnto(int xmlId, const std::string& field) {

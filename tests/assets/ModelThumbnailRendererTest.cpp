@@ -92,10 +92,7 @@ TEST(ModelThumbnailQueue, WithoutARenderSystemModelsWaitTheirTurn) {
 class ModelThumbnailStoreTest : public ::testing::Test {
 protected:
     std::string file(const std::string& name, const std::string& bytes) {
-        const fs::path dir = root.path() / "downloads";
-        fs::create_directories(dir);
-        std::ofstream(dir / name, std::ios::binary) << bytes;
-        return (dir / name).string();
+        return test::writeFileIn(root.path() / "downloads", name, bytes);
     }
 
     test::TestDataRoot root;

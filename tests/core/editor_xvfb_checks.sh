@@ -841,7 +841,10 @@ user-click assetLibraryPanel Textures
 frames 3
 press-asset red.png
 move-pointer tab Workflow
-seconds 1.5
+until drop-place block Level
+select Model
+until drop-place block Model
+frames 20
 screenshot $artifacts/editor-assets-tab-hold.png
 move-pointer block Model
 frames 5
@@ -866,8 +869,12 @@ expect elements sound2 0
 screenshot $artifacts/editor-assets-sounds.png
 press-asset boing.wav
 move-pointer tab Workflow
-seconds 1.5
+until drop-place block Level
+select material1
+until drop-place block material1
+frames 20
 move-pointer block material1
+frames 5
 release-pointer
 until toast \"material1\" (Material) has no place for a sound.
 expect elements sound2 0

@@ -807,6 +807,12 @@ bool LmdEditorTestHook::evaluate(const std::vector<std::string>& words, size_t f
         const std::vector<std::string> names = library ? library->visibleNames() : std::vector<std::string>();
         result = std::find(names.begin(), names.end(), arg(1)) != names.end();
         actual = library ? (result ? arg(1) + " shown" : "not shown; " + library->emptyGridMessage()) : "(no library)";
+    } else if (what == "drop-place") {
+        // drop-place tab LABEL|block NAME|field ATTRIBUTE|scene: that place is on screen now.
+        float x = 0, y = 0;
+        std::string why;
+        result = findDropPlace(words, first + 1, x, y, why);
+        actual = result ? "on screen" : why;
     } else if (what == "asset-thumbnail") {
         // asset-thumbnail NAME: the grid's cell NAME (a local asset of the kind shown) has its picture.
         auto library = ui ? ui->getPanel<AssetLibraryPanel>() : nullptr;
