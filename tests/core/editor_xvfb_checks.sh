@@ -754,6 +754,22 @@ frames 10
 expect attr Ground x 3
 screenshot $artifacts/editor-assistant-after-merge.png
 quit" "$source_dir/media/examples/platformer.xml"
+  # Without a key the request stays in the box, the banner says where the key is set up (its
+  # arrow drawn by the interface font, not a "?") and the AI settings open.
+  printf '{"aiChatPanel.open":true}' > "$LUMENDA3D_HOME/config/lmdEditor/settings.txt"
+  run_script assistant-no-key "
+until dialog recover
+frames 3
+user-click recoverFromCrashDialog Discard##recoverFromCrash
+until not dialog recover
+until loaded
+frames 5
+user-click aiChatPanel ##aiInput
+user-type Make a maze
+user-keys enter
+frames 10
+screenshot $artifacts/editor-assistant-no-key.png
+quit" "$source_dir/media/examples/platformer.xml"
   kill "$standin_pid" 2>/dev/null
   wait "$standin_pid" 2>/dev/null
   ;;

@@ -3,6 +3,7 @@
 #include "base/LmdLog.h"
 #include "base/LmdPaths.h"
 #include "engine/app/LmdImageEncoder.h"
+#include "engine/app/LmdInterfaceFont.h"
 
 #include <OgreCamera.h>
 #include <OgreHardwarePixelBuffer.h>
@@ -202,7 +203,9 @@ void LmdAppContext::setup() {
     mEditorCamera.setView(Ogre::Vector3(6, 5, 10), Ogre::Vector3::ZERO);
 
     // Dear ImGui: the overlay owns the one ImGui context; it renders in the overlay queue.
+    // The interface font goes into the atlas before the overlay first builds its font texture.
     mImGuiOverlay = new Ogre::ImGuiOverlay();
+    LmdInterfaceFont::install(*ImGui::GetIO().Fonts);
     mImGuiOverlay->setZOrder(300);
     mImGuiOverlay->show();
     Ogre::OverlayManager::getSingleton().addOverlay(mImGuiOverlay);

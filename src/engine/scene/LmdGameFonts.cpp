@@ -2,6 +2,7 @@
 
 #include "base/LmdLog.h"
 #include "base/LmdPaths.h"
+#include "engine/app/LmdInterfaceFont.h"
 
 #include <OgreHardwarePixelBuffer.h>
 #include <OgreMaterialManager.h>
@@ -35,8 +36,8 @@ std::vector<std::string> LmdGameFonts::candidateFiles() {
         std::sort(found.begin(), found.end());
         files.insert(files.end(), found.begin(), found.end());
     }
-    files.push_back("/usr/share/fonts/truetype/dejavu/DejaVuSans.ttf");
-    files.push_back("/usr/share/fonts/TTF/DejaVuSans.ttf");
+    const std::vector<std::string> system = LmdInterfaceFont::systemFiles();
+    files.insert(files.end(), system.begin(), system.end());
     return files;
 }
 
