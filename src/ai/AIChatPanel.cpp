@@ -151,8 +151,21 @@ void AIChatPanel::startAiJob(const std::string& projectName, const std::string& 
                 return;
             if (!response.conversationId.empty())
                 conversationId_ = response.conversationId;
+            if (ok && !response.jobId.empty()) {
+                // The provider queued the request: the reply comes from polling the job.
+                jobId_ = response.jobId;
+                scheduleNextPoll();
+                return;
+            }
             onResponse(ok, response, error);
         });
+}
+
+void AIChatPanel::scheduleNextPoll() {
+    // Every 10 seconds during the first minute of waiting, every 5 seconds after it.
+    const double t = now();
+    const bool young = thinkingStartTime_ <= 0.0 || t - thinkingStartTime_ < 60.0;
+    nextPollTime_ = t + (young ? 10.0 : 5.0);
 }
 
 void AIChatPanel::pollInFlightJob() {
@@ -161,9 +174,7 @@ void AIChatPanel::pollInFlightJob() {
     AIChatService::getInstance().pollMessage(
         jobId_, [this, generation](bool pending, bool ok, const AiChatResponse& response, const std::string& error) {
             pollInFlight_ = false;
-            const double t = now();
-            const bool young = thinkingStartTime_ <= 0.0 || t - thinkingStartTime_ < 60.0;
-            nextPollTime_ = t + (young ? 10.0 : 5.0);
+            scheduleNextPoll();
             if (generation != jobGeneration_ || pending)
                 return;
             jobId_.clear();
@@ -459,20 +470,23 @@ void AIChatPanel::drawWaiting(double t) {
     ImGui::SameLine();
     ImGui::Text("(%s)", TimeUtils::formatElapsed(elapsed).c_str());
     ImGui::SameLine();
-    if (button("Cancel##aiCancel")) {
-        AIChatService::getInstance().cancelDirect();
-        ++jobGeneration_;
-        waiting_ = false;
-        jobId_.clear();
-        pollInFlight_ = false;
-        nextPollTime_ = 0.0;
-        thinkingStartTime_ = 0.0;
-        pendingUserText_.clear();
-        repairAttempts_ = 0;
-        autoRetryPending_ = false;
-        messages_.push_back({"system", "Cancelled.", 0.0});
-        scrollToBottom_ = true;
-    }
+    if (button("Cancel##aiCancel"))
+        cancel();
+}
+
+void AIChatPanel::cancel() {
+    AIChatService::getInstance().cancelDirect();
+    ++jobGeneration_;
+    waiting_ = false;
+    jobId_.clear();
+    pollInFlight_ = false;
+    nextPollTime_ = 0.0;
+    thinkingStartTime_ = 0.0;
+    pendingUserText_.clear();
+    repairAttempts_ = 0;
+    autoRetryPending_ = false;
+    messages_.push_back({"system", "Cancelled.", 0.0});
+    scrollToBottom_ = true;
 }
 
 void AIChatPanel::drawErrorBanner(double t) {

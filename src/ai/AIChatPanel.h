@@ -48,6 +48,8 @@ public:
     void sendCurrentMessage();
     void retryLastSend();
     void newConversation();
+    // What "Cancel" does while a request runs: abandons it (and its queued job) and says so.
+    void cancel();
     void startAiJob(const std::string& projectName, const std::string& conversationId, const std::string& text,
                     const std::string& xml, const std::string& history, const std::string& extraA,
                     const std::string& extraB);
@@ -92,6 +94,9 @@ public:
     const std::string& conversationId() const { return conversationId_; }
     const std::string& lastPrompt() const { return lastPrompt_; }
     const std::string& lastHistoryJson() const { return lastHistoryJson_; }
+    // The provider's queued job being polled ("" when the request is answered directly).
+    const std::string& jobId() const { return jobId_; }
+    double nextPollTime() const { return nextPollTime_; }
     bool mergePending() const { return pendingMergeChanges_.is_array() && !pendingMergeChanges_.empty(); }
     // The countdown line while an automatic retry waits, "" otherwise.
     std::string retryCountdownText(double now) const;
@@ -104,6 +109,8 @@ private:
     // The state every request starts with: its text pending, waiting, the clock started, the
     // banner cleared.
     void beginRequest(const std::string& text);
+    // The next poll of the queued job, by how long the request has been waiting.
+    void scheduleNextPoll();
     void openSettings();
     void drawWelcome();
     void drawTranscript();

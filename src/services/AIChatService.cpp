@@ -213,21 +213,19 @@ void AIChatService::finishAttempt(const std::shared_ptr<Run>& run, const AiProvi
     AiChatResponse response = run->base;
     response.provider = labelOf(attempt.providerId);
     response.model = attempt.config.model;
-    if (outcome.ok) {
-        const AiReplyParser::Result parsed = AiReplyParser::parse(outcome.text);
-        if (!parsed.ok) {
-            LmdLog::warning("[AI] " + response.provider + "'s answer could not be read: " + parsed.reason);
-            response.errorDetail = parsed.reason;
-            if (run->callback)
-                run->callback(false, response, "model_malformed");
-            return;
-        }
-        response.replyText = parsed.reply;
-        response.changes = parsed.changes;
-        for (const json& failure : run->base.providerFailures)
-            response.providerFailures.push_back(failure);
+    if (outcome.ok && outcome.pending) {
+        jobs_[outcome.jobId] = Job{attempt, response};
+        response.jobId = outcome.jobId;
+        LmdLog::message("[AI] " + response.provider + " queued the request as job " + outcome.jobId);
         if (run->callback)
             run->callback(true, response, "");
+        return;
+    }
+    if (outcome.ok) {
+        std::string error;
+        response = withReply(response, outcome.text, error);
+        if (run->callback)
+            run->callback(error.empty(), response, error);
         return;
     }
     LmdLog::warning("[AI] " + response.provider + " failed: " + redacted(failureReason(outcome), attempt.config.apiKey));
@@ -237,9 +235,7 @@ void AIChatService::finishAttempt(const std::shared_ptr<Run>& run, const AiProvi
         return;
     }
     if (run->attempts.size() == 1) {
-        response.errorDetail = outcome.error == "provider_error" && !outcome.detail.empty()
-                                   ? response.provider + ": " + outcome.detail
-                                   : outcome.detail;
+        response.errorDetail = errorDetail(response.provider, outcome);
         response.providerFailures = json::array();
         if (run->callback)
             run->callback(false, response, outcome.error);
@@ -250,16 +246,99 @@ void AIChatService::finishAttempt(const std::shared_ptr<Run>& run, const AiProvi
         run->callback(false, response, "all_providers_failed");
 }
 
+AiChatResponse AIChatService::withReply(AiChatResponse response, const std::string& text, std::string& error) {
+    const AiReplyParser::Result parsed = AiReplyParser::parse(text);
+    if (!parsed.ok) {
+        LmdLog::warning("[AI] " + response.provider + "'s answer could not be read: " + parsed.reason);
+        response.errorDetail = parsed.reason;
+        error = "model_malformed";
+        return response;
+    }
+    response.replyText = parsed.reply;
+    response.changes = parsed.changes;
+    error.clear();
+    return response;
+}
+
+std::string AIChatService::errorDetail(const std::string& provider, const AiProviderOutcome& outcome) {
+    return outcome.error == "provider_error" && !outcome.detail.empty() ? provider + ": " + outcome.detail
+                                                                          : outcome.detail;
+}
+
 void AIChatService::pollMessage(const std::string& jobId, PollCallback callback) {
-    if (callback)
-        callback(false, false, AiChatResponse(), "There is no assistant job \"" + jobId + "\": messages are answered directly.");
+    const auto it = jobs_.find(jobId);
+    if (it == jobs_.end() || !client_) {
+        if (callback)
+            callback(false, false, AiChatResponse(),
+                     it == jobs_.end() ? "There is no assistant job \"" + jobId + "\"."
+                                       : "HTTP client missing: the assistant can't reach any provider.");
+        return;
+    }
+    std::shared_ptr<AiProviderWire> wire(AiProviderWire::forProvider(it->second.attempt.providerId));
+    HttpRequest request;
+    if (!wire || !wire->pollRequest(it->second.attempt.config, jobId, request)) {
+        jobs_.erase(it);
+        if (callback)
+            callback(false, false, AiChatResponse(), "provider_error");
+        return;
+    }
+    const std::uint64_t generation = generation_;
+    activePoll_ = client_->send(std::move(request), [this, jobId, generation, wire, callback](const HttpResponse& answer) {
+        if (generation != generation_)
+            return;
+        activePoll_ = 0;
+        const auto found = jobs_.find(jobId);
+        if (found == jobs_.end())
+            return;
+        const AiProviderOutcome outcome = wire->read(answer);
+        AiChatResponse response = found->second.base;
+        if (outcome.ok && outcome.pending) {
+            response.jobId = jobId;
+            if (callback)
+                callback(true, false, response, "");
+            return;
+        }
+        const std::string key = found->second.attempt.config.apiKey;
+        jobs_.erase(found);
+        std::string error;
+        if (outcome.ok) {
+            response = withReply(response, outcome.text, error);
+        } else if (outcome.error == "cancelled") {
+            LmdLog::message("[AI] " + response.provider + " cancelled job " + jobId);
+            error = "cancelled";
+        } else {
+            LmdLog::warning("[AI] " + response.provider + "'s job " + jobId + " failed: " +
+                            redacted(failureReason(outcome), key));
+            response.errorDetail = errorDetail(response.provider, outcome);
+            error = outcome.error;
+        }
+        if (callback)
+            callback(false, error.empty(), response, error);
+    });
+}
+
+void AIChatService::cancelJobs() {
+    if (client_)
+        for (const auto& [id, job] : jobs_) {
+            std::unique_ptr<AiProviderWire> wire = AiProviderWire::forProvider(job.attempt.providerId);
+            HttpRequest request;
+            if (wire && wire->cancelRequest(job.attempt.config, id, request)) {
+                LmdLog::message("[AI] cancelling job " + id + " at " + job.base.provider);
+                client_->send(std::move(request), [](const HttpResponse&) {});
+            }
+        }
+    jobs_.clear();
 }
 
 void AIChatService::cancelDirect() {
     ++generation_;
     if (activeRequest_ != 0 && client_)
         client_->cancel(activeRequest_);
+    if (activePoll_ != 0 && client_)
+        client_->cancel(activePoll_);
     activeRequest_ = 0;
+    activePoll_ = 0;
+    cancelJobs();
 }
 
 void AIChatService::testConnection(const std::string& providerId, const std::string& key, const std::string& baseUrl,

@@ -8,10 +8,16 @@
 //
 // Requests run on the HTTP client's workers; every callback runs on the main thread (the client's
 // pump), never inside the call that started the request unless nothing could be sent at all.
+//
+// A provider may take a message as a queued job (AiProviderWire): directMessage then answers ok
+// with the job's id in `jobId` and no reply, and pollMessage asks for the job until it ends. A job
+// that fails ends with its provider's own error word (there is no fall-over once a provider has
+// taken the request); cancelDirect also cancels the jobs at their providers.
 // The system text comes from the feature that owns the knowledge base (setSystemPrompt). Keys
 // never reach the log. Main thread only.
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -34,6 +40,7 @@ struct AiChatResponse {
     nlohmann::json providerFailures = nlohmann::json::array();  // {"provider","reason"} objects
     std::string provider;                                        // label of the provider that answered
     std::string model;
+    std::string jobId;   // set when the provider queued the message as a job: poll it for the reply
 };
 
 class AIChatService {
@@ -62,12 +69,14 @@ public:
     void directMessage(const std::string& projectName, const std::string& conversationId, const std::string& message,
                        const std::string& xml, const std::string& unusedA, const std::string& historyJson,
                        const std::string& extra, const std::string& repairList, DirectCallback callback);
-    // Messages are answered directly, never as server-side jobs, so every job id is unknown: the
-    // callback says so (not pending, failed).
+    // Asks once for a queued job of the last message: pending while it runs; when it has ended,
+    // the reply (ok) or an error word like directMessage's, or "cancelled" when the provider
+    // cancelled it. A job id this service didn't hand out is an error.
     void pollMessage(const std::string& jobId, PollCallback callback);
-    // Abandons the running message: its transfer is aborted and its callback never runs.
+    // Abandons the running message: its transfer is aborted, its queued jobs are cancelled at the
+    // provider, and no callback of it or of a poll runs.
     void cancelDirect();
-    bool busy() const { return activeRequest_ != 0; }
+    bool busy() const { return activeRequest_ != 0 || activePoll_ != 0; }
 
     // One small request to a provider with the given settings; says what came back in words.
     void testConnection(const std::string& providerId, const std::string& key, const std::string& baseUrl,
@@ -110,7 +119,17 @@ private:
         AiChatResponse base;   // conversationId and conversationLong
         DirectCallback callback;
     };
+    // A queued job: where it runs and the answer it completes.
+    struct Job {
+        Attempt attempt;
+        AiChatResponse base;
+    };
     std::vector<Attempt> plannedAttempts() const;
+    // `response` completed with a model text read as a reply; `error` is "" or "model_malformed".
+    static AiChatResponse withReply(AiChatResponse response, const std::string& text, std::string& error);
+    // The errorDetail of a provider's failure when it ends the message.
+    static std::string errorDetail(const std::string& provider, const AiProviderOutcome& outcome);
+    void cancelJobs();
     void startNext(const std::shared_ptr<Run>& run);
     void finishAttempt(const std::shared_ptr<Run>& run, const AiProviderOutcome& outcome);
 
@@ -118,6 +137,8 @@ private:
     std::function<std::string()> systemPrompt_;
     std::uint64_t generation_ = 0;
     std::uint64_t activeRequest_ = 0;
+    std::uint64_t activePoll_ = 0;
+    std::map<std::string, Job> jobs_;
 };
 
 } // namespace Lumenda3D

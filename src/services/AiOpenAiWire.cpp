@@ -1,8 +1,30 @@
 #include "services/AiOpenAiWire.h"
 
+#include "services/UrlUtils.h"
+
 namespace Lumenda3D {
 
 using json = nlohmann::json;
+
+namespace {
+
+// A job's request: <base>/chat/completions/<job> with the key, the job id escaped as a path part.
+HttpRequest jobRequest(const char* method, const AiProviderConfig& config, const std::string& jobId) {
+    HttpRequest request;
+    request.method = method;
+    request.url = config.baseUrl + "/chat/completions/" + UrlUtils::urlEncode(jobId);
+    request.timeoutMs = 30000;
+    if (!config.apiKey.empty())
+        request.headers.emplace_back("Authorization", "Bearer " + config.apiKey);
+    return request;
+}
+
+std::string stringField(const json& body, const char* name) {
+    const auto it = body.find(name);
+    return it != body.end() && it->is_string() ? it->get<std::string>() : std::string();
+}
+
+} // namespace
 
 HttpRequest AiOpenAiWire::buildRequest(const AiProviderConfig& config, const AiPrompt& prompt) const {
     json messages = json::array();
@@ -24,6 +46,36 @@ HttpRequest AiOpenAiWire::buildRequest(const AiProviderConfig& config, const AiP
     if (!config.apiKey.empty())
         request.headers.emplace_back("Authorization", "Bearer " + config.apiKey);
     return request;
+}
+
+bool AiOpenAiWire::pollRequest(const AiProviderConfig& config, const std::string& jobId, HttpRequest& request) const {
+    request = jobRequest("GET", config, jobId);
+    return true;
+}
+
+bool AiOpenAiWire::cancelRequest(const AiProviderConfig& config, const std::string& jobId, HttpRequest& request) const {
+    request = jobRequest("DELETE", config, jobId);
+    return true;
+}
+
+std::string AiOpenAiWire::runningJob(int status, const json& body) const {
+    if (body.contains("choices"))
+        return "";
+    const std::string state = stringField(body, "status");
+    if (status != 202 && state != "queued" && state != "in_progress")
+        return "";
+    return stringField(body, "id");
+}
+
+std::string AiOpenAiWire::jobEnd(const json& body) const {
+    if (body.contains("choices"))
+        return "";
+    const std::string state = stringField(body, "status");
+    if (state == "cancelled")
+        return "cancelled";
+    if (state == "failed" || state == "expired")
+        return "failed";
+    return "";
 }
 
 bool AiOpenAiWire::extractText(const json& body, std::string& text, std::string& why) const {

@@ -47,6 +47,14 @@ std::string AiProviderWire::errorMessage(const json& body) const {
     return "";
 }
 
+bool AiProviderWire::pollRequest(const AiProviderConfig&, const std::string&, HttpRequest&) const { return false; }
+
+bool AiProviderWire::cancelRequest(const AiProviderConfig&, const std::string&, HttpRequest&) const { return false; }
+
+std::string AiProviderWire::runningJob(int, const json&) const { return ""; }
+
+std::string AiProviderWire::jobEnd(const json&) const { return ""; }
+
 AiProviderOutcome AiProviderWire::read(const HttpResponse& response) const {
     AiProviderOutcome outcome;
     if (response.status == 0) {
@@ -71,6 +79,24 @@ AiProviderOutcome AiProviderWire::read(const HttpResponse& response) const {
     }
     if (body.is_discarded() || !body.is_object()) {
         outcome.error = "Invalid JSON from the AI provider: the answer is not a JSON object.";
+        return outcome;
+    }
+    const std::string job = runningJob(response.status, body);
+    if (!job.empty()) {
+        outcome.ok = true;
+        outcome.pending = true;
+        outcome.jobId = job;
+        return outcome;
+    }
+    const std::string end = jobEnd(body);
+    if (end == "cancelled") {
+        outcome.error = "cancelled";
+        return outcome;
+    }
+    if (end == "failed") {
+        const std::string words = errorMessage(body);
+        outcome.error = "provider_error";
+        outcome.detail = words.empty() ? "The provider's job failed." : words;
         return outcome;
     }
     std::string why;

@@ -7,6 +7,9 @@
 //   "provider_error"   any other refusal; the provider's own words go to the detail
 //   "No response from the AI service: ..."   no answer at all (refused, timed out, dropped)
 //   "Invalid JSON from the AI provider: ..."  a 2xx answer that isn't the provider's reply shape
+//   "cancelled"        a queued job that the provider reports as cancelled
+// A wire may also take a request as a queued job (see AiOpenAiWire): the answer then carries the
+// job's id and is pending, and the job is asked again with pollRequest until it ends.
 // Subclasses: AiOpenAiWire (also any OpenAI-compatible server), AiAnthropicWire, AiGeminiWire.
 #include <memory>
 #include <string>
@@ -43,6 +46,8 @@ struct AiPrompt {
 
 struct AiProviderOutcome {
     bool ok = false;
+    bool pending = false; // a queued job that hasn't ended: ask again with pollRequest
+    std::string jobId;    // the queued job's id (set with pending)
     std::string text;     // the model's text when ok
     std::string error;    // one of the words above when not ok
     std::string detail;   // the provider's own words about a failure, for the user
@@ -54,8 +59,13 @@ public:
 
     virtual HttpRequest buildRequest(const AiProviderConfig& config, const AiPrompt& prompt) const = 0;
 
-    // Reads an HTTP answer of this provider.
+    // Reads an HTTP answer of this provider (to a message or to a poll of a queued job).
     AiProviderOutcome read(const HttpResponse& response) const;
+
+    // The request that asks for a queued job's state, and the one that cancels it; false when
+    // this wire has no queued jobs.
+    virtual bool pollRequest(const AiProviderConfig& config, const std::string& jobId, HttpRequest& request) const;
+    virtual bool cancelRequest(const AiProviderConfig& config, const std::string& jobId, HttpRequest& request) const;
 
     // The wire of a provider id ("openai", "compatible", "anthropic", "gemini"); null for others.
     static std::unique_ptr<AiProviderWire> forProvider(const std::string& providerId);
@@ -69,6 +79,10 @@ protected:
     virtual std::string errorMessage(const nlohmann::json& body) const;
     // The text of a 2xx body that says the answer was cut short or refused, or "".
     virtual std::string stopProblem(const nlohmann::json& body) const { (void)body; return ""; }
+    // The id of the job a 2xx answer says is queued or running, or "" when it isn't one.
+    virtual std::string runningJob(int status, const nlohmann::json& body) const;
+    // How a 2xx answer says its job ended without a reply: "cancelled", "failed" or "".
+    virtual std::string jobEnd(const nlohmann::json& body) const;
 };
 
 } // namespace Lumenda3D

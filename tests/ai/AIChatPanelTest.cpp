@@ -94,6 +94,77 @@ TEST_F(ChatPanelTest, AGoodReplyIsShownAppliedMarkedAndRecorded) {
     EXPECT_EQ(panel->history().size(), 4u);
 }
 
+TEST_F(ChatPanelTest, AQueuedReplyIsPolledEveryTenSecondsThenEveryFiveAndAppliedOnce) {
+    const std::string player = host.idOf("Player");
+    provider.script({ProviderStandIn::job("job-1", "queued", 202)});
+    provider.scriptPolls({ProviderStandIn::job("job-1", "in_progress")});
+    auto draw = [this] { all->draw(); };
+    panel->setCollapsed(false);
+    say("Move the player up");
+    ASSERT_TRUE(pumpUntil([this] { return !panel->jobId().empty(); }));
+    EXPECT_TRUE(panel->waiting());
+    EXPECT_DOUBLE_EQ(panel->nextPollTime(), 110.0);
+    ui.frame(draw);  // the waiting display starts its clock at 100
+
+    // A frame at each second; when one sends a poll, its answer is awaited and the time noted.
+    std::vector<double> polledAt;
+    auto frameAt = [&](double t) {
+        clock = t;
+        ui.frame(draw);
+        if (panel->nextPollTime() <= t && panel->waiting()) {
+            EXPECT_TRUE(pumpUntil([&] { return panel->nextPollTime() > t || !panel->waiting(); }));
+            polledAt.push_back(t);
+        }
+    };
+    for (double t = 101.0; t <= 180.0; t += 1.0)
+        frameAt(t);
+    // Ten seconds apart in the first minute of waiting, five after it.
+    EXPECT_EQ(polledAt, (std::vector<double>{110, 120, 130, 140, 150, 160, 165, 170, 175, 180}));
+    EXPECT_TRUE(panel->waiting());
+    EXPECT_EQ(host.applied, 0);
+
+    provider.scriptPolls({provider.answer(replyText("Moved it.", {{{"op", "update"}, {"id", player}, {"attrs", {{"y", "4"}}}}}))});
+    frameAt(185.0);
+    ASSERT_FALSE(panel->waiting());
+    EXPECT_TRUE(panel->jobId().empty());
+    EXPECT_EQ(panel->messages().back().text, "Moved it.");
+    EXPECT_EQ(attr("Player", "y"), "4");
+    EXPECT_EQ(host.applied, 1);
+    EXPECT_EQ(panel->history().size(), 2u);
+    frameAt(200.0);
+    EXPECT_EQ(provider.paths("GET").size(), 11u);
+}
+
+TEST_F(ChatPanelTest, CancellingAQueuedReplyCancelsTheJobAndAProviderCancelEndsTheWait) {
+    provider.script({ProviderStandIn::job("job-2", "queued", 202)});
+    provider.scriptPolls({provider.answer(replyText("too late"))});
+    say("Make a maze");
+    ASSERT_TRUE(pumpUntil([this] { return !panel->jobId().empty(); }));
+    panel->cancel();
+    EXPECT_FALSE(panel->waiting());
+    EXPECT_TRUE(panel->jobId().empty());
+    EXPECT_EQ(panel->messages().back().text, "Cancelled.");
+    ASSERT_TRUE(pumpUntil([this] { return !provider.paths("DELETE").empty(); }));
+    EXPECT_EQ(provider.paths("DELETE")[0], "/v1/chat/completions/job-2");
+    clock = 200.0;
+    ui.frame([this] { all->draw(); });
+    pumpFor(100);
+    EXPECT_TRUE(provider.paths("GET").empty());
+    EXPECT_EQ(host.applied, 0);
+
+    // The provider may cancel the job itself: the wait ends and nothing is recorded.
+    provider.script({ProviderStandIn::job("job-3", "queued", 202)});
+    provider.scriptPolls({ProviderStandIn::job("job-3", "cancelled")});
+    say("Make a tower");
+    ASSERT_TRUE(pumpUntil([this] { return !panel->jobId().empty(); }));
+    clock = 215.0;
+    ui.frame([this] { all->draw(); });
+    ASSERT_TRUE(pumpUntil([this] { return !panel->waiting(); }));
+    EXPECT_TRUE(panel->history().empty());
+    EXPECT_EQ(panel->errorText(), "");
+    EXPECT_EQ(host.applied, 0);
+}
+
 TEST_F(ChatPanelTest, ChangesThatBreakTheSchemaAreRepairedInOneRound) {
     const std::string level = host.idOf("Main");
     provider.script({provider.answer(replyText("Added it.", {{{"op", "insert"}, {"parentId", level}, {"xml", "<Gizmo/>"}}})),

@@ -29,6 +29,29 @@ protected:
         EXPECT_TRUE(pumpUntil([&] { return outcome.done; }));
         return outcome;
     }
+    struct Polled {
+        bool done = false;
+        bool pending = false;
+        bool ok = false;
+        AiChatResponse response;
+        std::string error;
+    };
+    Polled poll(const std::string& jobId) {
+        Polled polled;
+        AIChatService::getInstance().pollMessage(jobId, [&polled](bool pending, bool ok, const AiChatResponse& r,
+                                                                  const std::string& e) {
+            polled = {true, pending, ok, r, e};
+        });
+        EXPECT_TRUE(pumpUntil([&] { return polled.done; }));
+        return polled;
+    }
+    // Sends a message that `standIn` queues as `jobId`.
+    void queue(ProviderStandIn& standIn, const std::string& jobId) {
+        standIn.script({ProviderStandIn::job(jobId, "queued", 202)});
+        const Outcome outcome = send();
+        ASSERT_TRUE(outcome.ok) << outcome.error;
+        ASSERT_EQ(outcome.response.jobId, jobId);
+    }
 };
 
 TEST_F(ChatServiceTest, EachWireCarriesTheConversationAndReadsTheReply) {
@@ -179,6 +202,104 @@ TEST_F(ChatServiceTest, CancelledAndTimedOutRequests) {
     EXPECT_FALSE(outcome.ok);
     EXPECT_EQ(outcome.error.rfind("No response from the AI service: ", 0), 0u) << outcome.error;
     silent.release();
+}
+
+TEST_F(ChatServiceTest, AQueuedRequestIsPolledAtItsProviderUntilTheReplyComes) {
+    ProviderStandIn standIn("openai");
+    configure("openai", standIn, "job-key-987654");
+    standIn.script({ProviderStandIn::job("job 7/a", "queued", 202)});
+    const Outcome queued = send();
+    ASSERT_TRUE(queued.ok) << queued.error;
+    EXPECT_EQ(queued.response.jobId, "job 7/a");
+    EXPECT_TRUE(queued.response.replyText.empty());
+    EXPECT_EQ(queued.response.conversationId.rfind("conv-", 0), 0u);
+
+    const json changes = {{{"op", "update"}, {"id", "1"}, {"attrs", {{"x", "3"}}}}};
+    standIn.scriptPolls({ProviderStandIn::job("job 7/a", "queued"), ProviderStandIn::job("job 7/a", "in_progress"),
+                         standIn.answer(replyText("Built it", changes))});
+    const Polled first = poll("job 7/a");
+    EXPECT_TRUE(first.pending);
+    EXPECT_EQ(first.response.conversationId, queued.response.conversationId);
+    EXPECT_TRUE(poll("job 7/a").pending);
+    const Polled done = poll("job 7/a");
+    EXPECT_FALSE(done.pending);
+    ASSERT_TRUE(done.ok) << done.error;
+    EXPECT_EQ(done.response.replyText, "Built it");
+    EXPECT_EQ(done.response.changes, changes);
+    EXPECT_EQ(done.response.provider, "OpenAI");
+
+    // The job's URL carries the id as one path part, with the key.
+    const auto received = standIn.received();
+    ASSERT_EQ(received.size(), 4u);
+    for (size_t i = 1; i < received.size(); ++i) {
+        EXPECT_EQ(received[i].method, "GET");
+        EXPECT_EQ(received[i].target, "/v1/chat/completions/job%207%2Fa");
+        EXPECT_EQ(received[i].headers.find("Authorization")->second, "Bearer job-key-987654");
+    }
+    // An ended job is forgotten, and so is an id never handed out.
+    const Polled again = poll("job 7/a");
+    EXPECT_FALSE(again.ok);
+    EXPECT_FALSE(again.pending);
+    EXPECT_EQ(again.error, "There is no assistant job \"job 7/a\".");
+    EXPECT_EQ(standIn.received().size(), 4u);
+}
+
+TEST_F(ChatServiceTest, AQueuedJobEndsInThePanelsWordsWhenItFailsOrIsCancelled) {
+    ProviderStandIn standIn("compatible");
+    configure("compatible", standIn, "");
+    struct Case {
+        const char* name;
+        ScriptedReply poll;
+        std::string error;
+        std::string detail;
+    };
+    const std::vector<Case> cases = {
+        {"failed", ProviderStandIn::job("j", "failed", 200, "The model ran out of memory"), "provider_error",
+         "OpenAI-compatible server: The model ran out of memory"},
+        {"expired", ProviderStandIn::job("j", "expired"), "provider_error", "OpenAI-compatible server: The provider's job failed."},
+        {"cancelled", ProviderStandIn::job("j", "cancelled"), "cancelled", ""},
+        {"rate limited", standIn.error(429, "slow down"), "rate_limited", "slow down"},
+        {"unknown at the provider", standIn.error(404, "no such job"), "provider_error", "OpenAI-compatible server: no such job"},
+        {"not a reply", standIn.answer("no JSON here"), "model_malformed", ""},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        queue(standIn, "j");
+        standIn.scriptPolls({c.poll});
+        const Polled polled = poll("j");
+        EXPECT_FALSE(polled.pending);
+        EXPECT_FALSE(polled.ok);
+        EXPECT_EQ(polled.error, c.error);
+        if (!c.detail.empty()) {
+            EXPECT_EQ(polled.response.errorDetail, c.detail);
+        }
+        EXPECT_EQ(poll("j").error, "There is no assistant job \"j\".");
+    }
+}
+
+TEST_F(ChatServiceTest, CancellingAQueuedRequestCancelsItsJobAndDropsThePollInFlight) {
+    ProviderStandIn standIn("openai");
+    configure("openai", standIn);
+    queue(standIn, "job-42");
+    standIn.scriptPolls({ProviderStandIn::job("job-42", "in_progress")});
+    bool called = false;
+    AIChatService::getInstance().pollMessage("job-42", [&called](bool, bool, const AiChatResponse&, const std::string&) {
+        called = true;
+    });
+    AIChatService::getInstance().cancelDirect();
+    ASSERT_TRUE(pumpUntil([&] { return !standIn.paths("DELETE").empty(); }));
+    pumpFor(200);
+    EXPECT_FALSE(called);
+    EXPECT_EQ(standIn.paths("DELETE"), std::vector<std::string>{"/v1/chat/completions/job-42"});
+    EXPECT_FALSE(AIChatService::getInstance().busy());
+    EXPECT_EQ(poll("job-42").error, "There is no assistant job \"job-42\".");
+
+    // A new message abandons the queued job of the one before it in the same way.
+    queue(standIn, "job-43");
+    standIn.script({standIn.answer(replyText("direct"))});
+    EXPECT_EQ(send().response.replyText, "direct");
+    EXPECT_TRUE(pumpUntil([&] { return standIn.paths("DELETE").size() == 2; }));
+    EXPECT_EQ(standIn.paths("DELETE").back(), "/v1/chat/completions/job-43");
 }
 
 TEST_F(ChatServiceTest, KeysStayInTheOwnerOnlySettingsFileAndOutOfTheLog) {

@@ -34,7 +34,8 @@ struct ScriptedReply {
 };
 
 // A provider's stand-in: answers the provider's path with the scripted replies in order (the last
-// one repeats) and keeps every request it received.
+// one repeats) and keeps every request it received. A queued job's polls (GET) are answered from
+// their own script, and its cancellation (DELETE) with 200.
 class ProviderStandIn {
 public:
     // `wire`: "openai", "anthropic" or "gemini".
@@ -43,7 +44,7 @@ public:
             ScriptedReply reply;
             {
                 std::lock_guard<std::mutex> lock(mutex_);
-                received_.push_back({request.path, request.body, request.headers});
+                received_.push_back({request.path, request.body, request.headers, request.method, request.target});
                 if (!replies_.empty()) {
                     reply = replies_.front();
                     if (replies_.size() > 1)
@@ -56,6 +57,25 @@ public:
             response.set_content(reply.body, "application/json");
         };
         server_.server().Post(R"(/.*)", handler);
+        server_.server().Get(R"(/.*)", [this](const httplib::Request& request, httplib::Response& response) {
+            ScriptedReply reply{404, R"({"error":{"message":"no such job"}})", 0};
+            {
+                std::lock_guard<std::mutex> lock(mutex_);
+                received_.push_back({request.path, request.body, request.headers, request.method, request.target});
+                if (!polls_.empty()) {
+                    reply = polls_.front();
+                    if (polls_.size() > 1)
+                        polls_.pop_front();
+                }
+            }
+            response.status = reply.status;
+            response.set_content(reply.body, "application/json");
+        });
+        server_.server().Delete(R"(/.*)", [this](const httplib::Request& request, httplib::Response& response) {
+            std::lock_guard<std::mutex> lock(mutex_);
+            received_.push_back({request.path, request.body, request.headers, request.method, request.target});
+            response.set_content(R"({"status":"cancelled"})", "application/json");
+        });
         // One request per connection: the client keeps no idle connection that the server's
         // stop would wait out.
         server_.server().set_keep_alive_max_count(1);
@@ -65,6 +85,27 @@ public:
     void script(std::vector<ScriptedReply> replies) {
         std::lock_guard<std::mutex> lock(mutex_);
         replies_.assign(replies.begin(), replies.end());
+    }
+    void scriptPolls(std::vector<ScriptedReply> replies) {
+        std::lock_guard<std::mutex> lock(mutex_);
+        polls_.assign(replies.begin(), replies.end());
+    }
+    // A queued job's state as a compatible server says it: 202 when the request is taken, 200 on
+    // a poll.
+    static ScriptedReply job(const std::string& id, const std::string& status, int httpStatus = 200,
+                             const std::string& errorMessage = "") {
+        nlohmann::json body = {{"id", id}, {"object", "chat.completion.job"}, {"status", status}};
+        if (!errorMessage.empty())
+            body["error"] = {{"message", errorMessage}};
+        return {httpStatus, body.dump(), 0};
+    }
+    // The requests received with `method`.
+    std::vector<std::string> paths(const std::string& method) {
+        std::vector<std::string> result;
+        for (const Received& r : received())
+            if (r.method == method)
+                result.push_back(r.path);
+        return result;
     }
     // A good answer in this wire's format whose text is `modelText`.
     ScriptedReply answer(const std::string& modelText, int delayMs = 0) const {
@@ -91,6 +132,8 @@ public:
         std::string path;
         std::string body;
         httplib::Headers headers;
+        std::string method = "POST";
+        std::string target;  // the path as sent, before percent-decoding
     };
     std::vector<Received> received() {
         std::lock_guard<std::mutex> lock(mutex_);
@@ -106,6 +149,7 @@ private:
     LoopbackHttpServer server_;
     std::mutex mutex_;
     std::deque<ScriptedReply> replies_;
+    std::deque<ScriptedReply> polls_;
     std::vector<Received> received_;
 };
 
