@@ -382,7 +382,7 @@ void AssetCatalog::writeDownscaledImageThumbnail(const std::string& assetType, c
 
 // --- Thumbnails ----------------------------------------------------------------------------------
 
-void AssetCatalog::setBackgroundRunner(AssetThumbnailCache::Runner runner) {
+void AssetCatalog::setBackgroundRunner(ThumbnailCache::Runner runner) {
     runner_ = runner;
     remoteThumbs_.setRunner(runner);
     localThumbs_.setRunner(std::move(runner));

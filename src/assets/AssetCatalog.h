@@ -16,7 +16,7 @@
 #include <string>
 #include <vector>
 
-#include "assets/AssetThumbnailCache.h"
+#include "ui/ThumbnailCache.h"
 #include "assets/ModelThumbnailRenderer.h"
 
 namespace Lumenda3D {
@@ -118,13 +118,13 @@ public:
     void setOnLocalChange(std::function<void()> onChange) { onLocalChange_ = std::move(onChange); }
 
     // --- Thumbnails ----------------------------------------------------------------------------
-    AssetThumbnailCache::Picture getThumbnail(const std::string& name) const { return remoteThumbs_.get(name); }
-    AssetThumbnailCache::Picture getLocalThumbnail(const std::string& name) const { return localThumbs_.get(name); }
+    ThumbnailCache::Picture getThumbnail(const std::string& name) const { return remoteThumbs_.get(name); }
+    ThumbnailCache::Picture getLocalThumbnail(const std::string& name) const { return localThumbs_.get(name); }
     void requestThumbnail(const std::string& name, bool mine);
     void requestLocalThumbnail(const std::string& name);
     void invalidateThumbnail(const std::string& name);
     // Where decoding runs (the editor's job service); without it no picture is decoded.
-    void setBackgroundRunner(AssetThumbnailCache::Runner runner);
+    void setBackgroundRunner(ThumbnailCache::Runner runner);
     // Main thread, once a frame: a few decoded pictures become textures.
     void updateThumbnails();
     // Renders the thumbnails of local models that have none (Config::rendersThumbnails): the
@@ -138,8 +138,8 @@ public:
     // Main thread, after the render: the pixels become the store's thumbnail (encoded and written
     // off the main thread), and the cell reads it like any other.
     void storeRenderedThumbnail(const std::string& name, std::vector<unsigned char> rgb, const std::string& error);
-    AssetThumbnailCache& localThumbnails() { return localThumbs_; }
-    AssetThumbnailCache& remoteThumbnails() { return remoteThumbs_; }
+    ThumbnailCache& localThumbnails() { return localThumbs_; }
+    ThumbnailCache& remoteThumbnails() { return remoteThumbs_; }
 
     // Writes a local texture's thumbnail: the picture scaled to at most kThumbnailSize pixels, or
     // its own bytes when it cannot be decoded.
@@ -174,10 +174,10 @@ private:
     int uploadTimeoutMs_ = kUploadTimeoutMs;
     std::string uploadStatus_;
     std::vector<std::string> localAssets_;
-    AssetThumbnailCache remoteThumbs_;
-    AssetThumbnailCache localThumbs_;
+    ThumbnailCache remoteThumbs_;
+    ThumbnailCache localThumbs_;
     std::function<void()> onLocalChange_;
-    AssetThumbnailCache::Runner runner_;
+    ThumbnailCache::Runner runner_;
     std::weak_ptr<ModelThumbnailRenderer> modelRenderer_;
 
     std::vector<std::function<void(const std::string&)>> listWaiters_;

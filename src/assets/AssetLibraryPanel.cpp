@@ -421,7 +421,7 @@ void AssetLibraryPanel::drawGrid() {
 void AssetLibraryPanel::drawCell(const std::string& name, float size) {
     AssetCatalog& catalog = getCatalog(currentType_);
     const bool local = currentSource_ == SourceTab::Local;
-    AssetThumbnailCache::Picture picture;
+    ThumbnailCache::Picture picture;
     if (currentType_ == AssetType::Sound) {
         picture.id = soundIcon_;
         picture.size = ImVec2(64, 64);

@@ -114,13 +114,7 @@ void LmdEditorAssetAccess::showToast(const std::string& text) { editor_->showToa
 void LmdEditorAssetAccess::showError(const std::string& text) { editor_->showErrorMessage(text); }
 
 void LmdEditorAssetAccess::runInBackground(std::function<void()> work, std::function<void()> done) {
-    editor_->jobs.start(
-        "assets",
-        [work = std::move(work)](LmdJobService::Context&) {
-            work();
-            return LmdJobService::Result{true, ""};
-        },
-        nullptr, [done = std::move(done)](LmdJobService::State, const std::string&) { done(); });
+    editor_->runInBackground("assets", std::move(work), std::move(done));
 }
 
 bool LmdEditorAssetAccess::previewSound(const std::string& path) {

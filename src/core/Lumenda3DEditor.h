@@ -44,6 +44,7 @@ struct ProjectTemplate;
 
 class AllUI;
 class AssetLibraryPanel;
+class ProjectPictures;
 class AttributesEditor;
 class LmdEditorAssetAccess;
 class BlocksHelper;
@@ -88,6 +89,8 @@ public:
     LmdCommandRegistry commands;
     // Long work on threads of its own (exports, asset imports), delivered through the frame pump.
     LmdJobService jobs;
+    // Runs `work` as a job of `jobs`, then `done` on the main thread (whatever the work's end).
+    void runInBackground(const std::string& name, std::function<void()> work, std::function<void()> done);
     // The block operations (add, duplicate, copy, paste, delete), made with the block panels and
     // wired by setupBlocksHelper.
     std::shared_ptr<BlocksHelper> blocksHelper;
@@ -344,6 +347,9 @@ public:
     void setupOpenDialog();
     // The New Project dialog's list and choice, and the New Project command.
     void setupTemplateDialog();
+    // The pictures of the open and template dialogs' lists (made on first use).
+    std::shared_ptr<ProjectPictures> projectPictures();
+    std::shared_ptr<ProjectPictures> projectPictures_;
     // Starts a project from a template: "empty" at once, any other from the server.
     void onTemplateSelected(const ProjectTemplate& chosen);
     // Offers the templates (when there is a template dialog).

@@ -7,6 +7,7 @@
 #include "base/LmdLog.h"
 #include "engine/document/LmdGameDocument.h"
 #include "project/OpenResourceDialog.h"
+#include "project/ProjectPictures.h"
 #include "project/ProjectTemplateDialog.h"
 #include "services/ApiConfig.h"
 #include "services/MyHttpClient.h"
@@ -36,6 +37,8 @@ std::vector<OpenResourceDialog::CloudProject> parseCloudList(const std::string& 
             project.id = entry["resource_id"].get<std::string>();
         if (entry.contains("resource_name") && entry["resource_name"].is_string())
             project.name = entry["resource_name"].get<std::string>();
+        if (ResourceLoader::isValidResourceId(project.id))
+            project.thumbnail = "/api/resources/" + project.id + "/thumbnail";
         if (!project.id.empty())
             projects.push_back(std::move(project));
     }
@@ -44,10 +47,39 @@ std::vector<OpenResourceDialog::CloudProject> parseCloudList(const std::string& 
 
 } // namespace
 
+void Lumenda3DEditor::runInBackground(const std::string& name, std::function<void()> work, std::function<void()> done) {
+    jobs.start(
+        name,
+        [work = std::move(work)](LmdJobService::Context&) {
+            work();
+            return LmdJobService::Result{true, ""};
+        },
+        nullptr, [done = std::move(done)](LmdJobService::State, const std::string&) { done(); });
+}
+
+std::shared_ptr<ProjectPictures> Lumenda3DEditor::projectPictures() {
+    if (projectPictures_)
+        return projectPictures_;
+    projectPictures_ = std::make_shared<ProjectPictures>();
+    projectPictures_->setRunner([this](std::function<void()> work, std::function<void()> done) {
+        runInBackground("project pictures", std::move(work), std::move(done));
+    });
+    projectPictures_->setFetch([](const std::string& address, std::function<void(const std::string&)> done) {
+        ResourceLoader::getInstance().loadPicture(address, [address, done](bool ok, const std::string& bytes,
+                                                                           const std::string& error) {
+            if (!ok)
+                LmdLog::message("No picture for the project lists: " + error);
+            done(ok ? bytes : std::string());
+        });
+    });
+    return projectPictures_;
+}
+
 void Lumenda3DEditor::setupOpenDialog() {
     auto dialog = allUI ? allUI->getPanel<OpenResourceDialog>() : nullptr;
     if (!dialog)
         return;
+    dialog->setPictures(projectPictures());
     dialog->setLocalProjects([] { return LocalStorage::listProjects(); });
     dialog->setCloudLister([](OpenResourceDialog::CloudListDone done) {
         if (!AuthenticationManager::getInstance().isAuthenticated()) {
@@ -78,6 +110,7 @@ void Lumenda3DEditor::setupTemplateDialog() {
     auto dialog = allUI ? allUI->getPanel<ProjectTemplateDialog>() : nullptr;
     if (!dialog)
         return;
+    dialog->setPictures(projectPictures());
     dialog->setOnTemplateSelected([this](const ProjectTemplate& chosen) { onTemplateSelected(chosen); });
     dialog->setFetcher([this](ProjectTemplateDialog::FetchDone done) {
         std::shared_ptr<MyHttpClient> http = getHttpClient();

@@ -1,5 +1,7 @@
 #include "project/OpenResourceDialog.h"
 
+#include "project/ProjectPictures.h"
+
 #include <memory>
 
 namespace Lumenda3D {
@@ -8,6 +10,7 @@ namespace {
 constexpr float kWidth = 520.0f;
 constexpr float kListHeight = 240.0f;
 constexpr float kButtonWidth = 110.0f;
+constexpr float kPictureHeight = 36.0f;
 
 bool isDigits(const std::string& text) {
     if (text.empty())
@@ -34,6 +37,9 @@ void OpenResourceDialog::show() {
     chosenLocal_.clear();
     cloudId_.clear();
     localNames_ = localProjects_ ? localProjects_() : std::vector<std::string>();
+    // A project saved since the last time may have a new thumbnail.
+    if (pictures_)
+        pictures_->clear();
     cloudPage_ = localNames_.empty();
     switchPage_ = true;
     requestCloudList();
@@ -98,6 +104,8 @@ void OpenResourceDialog::draw() {
     // Closed between frames (a cloud project that finished opening): the popup goes too.
     if (!beginFrame(kTitle, kWidth))
         return;
+    if (pictures_)
+        pictures_->update();
 
     bool confirmed = false;
     if (busy_)
@@ -152,7 +160,7 @@ void OpenResourceDialog::drawLocalPage(bool& confirmed) {
     ImGui::BeginChild("##openLocalList", ImVec2(0.0f, scaled(kListHeight)), true);
     for (const std::string& name : localNames_) {
         const std::string label = localEntryLabel(name);
-        if (ImGui::Selectable(label.c_str(), chosenLocal_ == name, ImGuiSelectableFlags_AllowDoubleClick)) {
+        if (drawEntry(label, chosenLocal_ == name, pictures_ ? pictures_->local(name) : ThumbnailCache::Picture())) {
             chosenLocal_ = name;
             if (ImGui::IsMouseDoubleClicked(0))
                 confirmed = true;
@@ -160,6 +168,17 @@ void OpenResourceDialog::drawLocalPage(bool& confirmed) {
         recordItem(label.c_str());
     }
     ImGui::EndChild();
+}
+
+bool OpenResourceDialog::drawEntry(const std::string& label, bool selected, const ThumbnailCache::Picture& picture) {
+    const float height = scaled(kPictureHeight);
+    ProjectPictures::draw(picture, ImVec2(height * 4.0f / 3.0f, height));
+    ImGui::SameLine();
+    ImGui::PushStyleVar(ImGuiStyleVar_SelectableTextAlign, ImVec2(0.0f, 0.5f));
+    const bool clicked =
+        ImGui::Selectable(label.c_str(), selected, ImGuiSelectableFlags_AllowDoubleClick, ImVec2(0.0f, height));
+    ImGui::PopStyleVar();
+    return clicked;
 }
 
 void OpenResourceDialog::drawCloudPage(bool& confirmed) {
@@ -177,7 +196,8 @@ void OpenResourceDialog::drawCloudPage(bool& confirmed) {
         ImGui::TextDisabled("No cloud projects.");
     for (const CloudProject& project : cloudProjects_) {
         const std::string label = cloudEntryLabel(project);
-        if (ImGui::Selectable(label.c_str(), cloudId_ == project.id, ImGuiSelectableFlags_AllowDoubleClick)) {
+        const ThumbnailCache::Picture picture = pictures_ ? pictures_->remote(project.thumbnail) : ThumbnailCache::Picture();
+        if (drawEntry(label, cloudId_ == project.id, picture)) {
             cloudId_ = project.id;
             if (ImGui::IsMouseDoubleClicked(0))
                 confirmed = true;

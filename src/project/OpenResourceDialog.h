@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "project/ProjectDialog.h"
+#include "ui/ThumbnailCache.h"
 
 namespace Lumenda3D {
 
@@ -30,6 +31,7 @@ public:
     struct CloudProject {
         std::string id;
         std::string name;
+        std::string thumbnail;  // the picture's address on the server; "" for none
     };
     // The outcome of opening: "" when it worked, else the reason in the person's words.
     using Done = std::function<void(const std::string& error)>;
@@ -63,6 +65,8 @@ public:
 private:
     void drawLocalPage(bool& confirmed);
     void drawCloudPage(bool& confirmed);
+    // A list entry: the picture, then the selectable name beside it.
+    bool drawEntry(const std::string& label, bool selected, const ThumbnailCache::Picture& picture);
     void openChosen();
     void requestCloudList();
 

@@ -13,15 +13,20 @@
 //   endFrame();
 //
 // Main thread only, from draw().
+#include <memory>
 #include <string>
 
 #include "ui/BaseUI.h"
 
 namespace Lumenda3D {
 
+class ProjectPictures;
+
 class ProjectDialog : public BaseUI {
 public:
     bool isOpen() const { return open_; }
+    // Where the lists' pictures come from; without it every entry shows a plain frame.
+    void setPictures(std::shared_ptr<ProjectPictures> pictures) { pictures_ = std::move(pictures); }
 
 protected:
     explicit ProjectDialog(const std::string& name) : BaseUI(name) {}
@@ -47,6 +52,7 @@ protected:
     bool cancelButton(const char* label, float baseWidth);
 
     bool open_ = false;
+    std::shared_ptr<ProjectPictures> pictures_;
 
 private:
     std::string popup_;

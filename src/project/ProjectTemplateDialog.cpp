@@ -1,5 +1,7 @@
 #include "project/ProjectTemplateDialog.h"
 
+#include "project/ProjectPictures.h"
+
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
@@ -10,6 +12,7 @@ namespace {
 constexpr float kWidth = 720.0f;
 constexpr float kCardHeight = 86.0f;
 constexpr int kColumns = 3;
+constexpr size_t kVisibleRows = 3;
 
 std::string stringField(const nlohmann::json& entry, const char* key) {
     const auto found = entry.find(key);
@@ -85,16 +88,22 @@ bool ProjectTemplateDialog::drawCard(const ProjectTemplate& t, float width) {
     const ImVec2 start = ImGui::GetCursorScreenPos();
     const bool clicked = ImGui::Button(label.c_str(), ImVec2(width, scaled(kCardHeight)));
     recordItem(label.c_str());
-    // The card's text is drawn over the button, wrapped to its width.
+    // The card's picture (4:3) and text are drawn over the button, the text wrapped to its width.
     const ImGuiStyle& style = ImGui::GetStyle();
     ImDrawList* draw = ImGui::GetWindowDrawList();
-    const float inner = width - style.FramePadding.x * 2.0f;
-    const ImVec2 textPos(start.x + style.FramePadding.x, start.y + style.FramePadding.y);
+    const float pictureHeight = scaled(kCardHeight) - style.FramePadding.y * 2.0f;
+    const float pictureWidth = pictureHeight * 4.0f / 3.0f;
+    const ImVec2 pictureAt(start.x + style.FramePadding.x, start.y + style.FramePadding.y);
+    const float textLeft = style.FramePadding.x * 2.0f + pictureWidth;
+    const float inner = std::max(1.0f, width - textLeft - style.FramePadding.x);
+    const ImVec2 textPos(start.x + textLeft, start.y + style.FramePadding.y);
     const std::string name = fitText(t.name, inner);
     draw->AddText(textPos, ImGui::GetColorU32(ImGuiCol_Text), name.c_str());
     const float lineHeight = ImGui::GetTextLineHeightWithSpacing();
     draw->AddText(ImGui::GetFont(), ImGui::GetFontSize(), ImVec2(textPos.x, textPos.y + lineHeight),
                   ImGui::GetColorU32(ImGuiCol_TextDisabled), t.description.c_str(), nullptr, inner);
+    ProjectPictures::drawAt(draw, pictures_ ? pictures_->remote(t.picture) : ThumbnailCache::Picture(), pictureAt,
+                            ImVec2(pictureAt.x + pictureWidth, pictureAt.y + pictureHeight));
     if (ImGui::IsItemHovered() && !t.description.empty())
         ImGui::SetTooltip("%s", t.description.c_str());
     return clicked;
@@ -103,6 +112,8 @@ bool ProjectTemplateDialog::drawCard(const ProjectTemplate& t, float width) {
 void ProjectTemplateDialog::draw() {
     if (!beginFrame(kTitle, kWidth))
         return;
+    if (pictures_)
+        pictures_->update();
 
     ImGui::TextUnformatted("Start a new project from a template.");
     if (loading_) {
@@ -113,17 +124,26 @@ void ProjectTemplateDialog::draw() {
         ImGui::TextColored(ImVec4(1.0f, 0.45f, 0.4f, 1.0f), "%s", status_.c_str());
     ImGui::Spacing();
 
-    const float spacing = ImGui::GetStyle().ItemSpacing.x;
-    const float width = (ImGui::GetContentRegionAvail().x - spacing * (kColumns - 1)) / kColumns;
+    // The cards stand in a child window of their own: it scrolls a long list, and gives the
+    // pictures a draw list that the modal popup's dimmed background is not pushed into (the
+    // overlay's renderer draws a list's commands in order and would shift them by that one).
+    const ImGuiStyle& style = ImGui::GetStyle();
+    const size_t rows = (templates_.size() + kColumns - 1) / kColumns;
+    const float rowHeight = scaled(kCardHeight) + style.ItemSpacing.y;
+    const float listHeight = rowHeight * static_cast<float>(std::min<size_t>(std::max<size_t>(rows, 1), kVisibleRows));
     const ProjectTemplate* chosen = nullptr;
-    for (size_t i = 0; i < templates_.size(); ++i) {
-        if (i % kColumns != 0)
-            ImGui::SameLine();
-        ImGui::PushID(static_cast<int>(i));
-        if (drawCard(templates_[i], std::max(width, 1.0f)))
-            chosen = &templates_[i];
-        ImGui::PopID();
+    if (ImGui::BeginChild("##templateCards", ImVec2(0.0f, listHeight), false)) {
+        const float width = (ImGui::GetContentRegionAvail().x - style.ItemSpacing.x * (kColumns - 1)) / kColumns;
+        for (size_t i = 0; i < templates_.size(); ++i) {
+            if (i % kColumns != 0)
+                ImGui::SameLine();
+            ImGui::PushID(static_cast<int>(i));
+            if (drawCard(templates_[i], std::max(width, 1.0f)))
+                chosen = &templates_[i];
+            ImGui::PopID();
+        }
     }
+    ImGui::EndChild();
     ImGui::Spacing();
     const bool cancelled = cancelButton(kCancelLabel, 110.0f);
 

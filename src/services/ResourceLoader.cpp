@@ -256,6 +256,34 @@ void ResourceLoader::listResources(Callback callback, int offset, int limit) {
     });
 }
 
+void ResourceLoader::loadPicture(const std::string& address, Callback callback) {
+    const std::string server = ApiConfig::getServerUrl();
+    const bool relative = !address.empty() && address[0] == '/';
+    if (relative && server.empty())
+        return callback(false, "", kNoServerText);
+    if (address.empty())
+        return callback(false, "", "There is no picture.");
+    AuthenticationManager& auth = AuthenticationManager::getInstance();
+    std::shared_ptr<MyHttpClient> client = auth.getHttpClient();
+    if (!client)
+        return callback(false, "", CloudReply::kNoClientText);
+    HttpRequest request;
+    request.method = "GET";
+    request.url = relative ? server + address : address;
+    request.timeoutMs = 20000;
+    const std::string token = auth.getSessionToken();
+    if (!token.empty() && !server.empty() && request.url.rfind(server + "/", 0) == 0)
+        request.headers.push_back({"Authorization", "Bearer " + token});
+    client->send(std::move(request), generation_.guard([callback, address](const HttpResponse& response) {
+        if (response.isOk() && !response.body.empty())
+            callback(true, response.body, "");
+        else if (response.status == 0)
+            callback(false, "", "The picture " + address + " could not be fetched: " + response.error);
+        else
+            callback(false, "", "The server has no picture at " + address + " (status " + std::to_string(response.status) + ").");
+    }));
+}
+
 void ResourceLoader::listUserAssets(const std::string& assetType, Callback callback) {
     const AssetWords words = assetWordsFor(assetType);
     if (!words.listAction) {

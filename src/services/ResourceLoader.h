@@ -56,6 +56,10 @@ public:
     // The user's own uploaded assets of one type ("textures", "models", "sounds"), through the
     // assets endpoint. data: {"assetType", "assets": [names], "username", "storage": {...}}.
     void listUserAssets(const std::string& assetType, Callback callback);
+    // GET of a picture on the server: `address` is a path on it ("/api/resources/<id>/thumbnail",
+    // a template's "/editor/data/6/<id>/pic.jpg") or a full URL. data: the picture's bytes. The
+    // session token goes only to the server's own addresses.
+    void loadPicture(const std::string& address, Callback callback);
 
     // The assets endpoint's calls for the asset catalog (docs/cloud-api.md, "Assets"): a form
     // POST, and a multipart upload. The session token goes in the field "token" when there is one,

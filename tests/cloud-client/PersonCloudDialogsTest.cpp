@@ -64,7 +64,7 @@ protected:
         OpenResourceDialog& open = panel<OpenResourceDialog>();
         ASSERT_TRUE(open.isOpen());
         clickItem(open, OpenResourceDialog::kCloudTab, draw);
-        const std::string entry = OpenResourceDialog::cloudEntryLabel({id, name});
+        const std::string entry = OpenResourceDialog::cloudEntryLabel({id, name, ""});
         ASSERT_TRUE(framesUntil([&] { return isDrawn(open, entry) && idle(); })) << open.getStatusMessage();
         clickItem(open, entry, draw);
         clickItem(open, OpenResourceDialog::kOpenLabel, draw);

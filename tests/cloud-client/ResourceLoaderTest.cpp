@@ -163,6 +163,60 @@ TEST_F(ResourceLoaderTest, ABusyDatabaseRefusesAndLosesNothing) {
     EXPECT_EQ(json::parse(again.data)["revision"], 2);
 }
 
+TEST_F(ResourceLoaderTest, PicturesOfTemplatesAndOfTheOwnersProjectsComeAsTheirBytes) {
+    // A template's picture, served at its own path and at the path the list gives.
+    const std::string jpeg("\xFF\xD8\xFF\xE0 a template picture", 24);
+    Cloud::TemplateInfo info;
+    info.id = "shooter";
+    info.name = "Shooter";
+    info.picturePath = "/files/shooterPic.jpg";
+    info.pictureType = "image/jpeg";
+    services().templates().put(info, kGame, jpeg, 1);
+    for (const std::string& address : std::vector<std::string>{"/editor/data/6/shooter/pic.jpg", "/files/shooterPic.jpg",
+                                      serverUrl() + "/files/shooterPic.jpg"}) {
+        Outcome out;
+        loader().loadPicture(address, callback(out));
+        wait(out);
+        ASSERT_TRUE(out.ok) << address << ": " << out.error;
+        EXPECT_EQ(out.data, jpeg);
+    }
+
+    // A project's thumbnail needs its owner's session; none, or another person's, gets nothing.
+    logInAs("ann");
+    const std::string id = create("With picture");
+    Outcome mine;
+    loader().loadPicture("/api/resources/" + id + "/thumbnail", callback(mine));
+    wait(mine);
+    ASSERT_TRUE(mine.ok) << mine.error;
+    EXPECT_EQ(mine.data, std::string("\xFF\xD8\xFF\xE0\x01\x02\x03", 7));
+
+    Outcome bare;
+    loader().createResource("No picture", kGame, callback(bare), {}, "project");
+    wait(bare);
+    const std::string bareId = json::parse(bare.data).value("resource_id", "");
+    Outcome none;
+    loader().loadPicture("/api/resources/" + bareId + "/thumbnail", callback(none));
+    wait(none);
+    EXPECT_FALSE(none.ok);
+    EXPECT_EQ(none.error, "The server has no picture at /api/resources/" + bareId + "/thumbnail (status 404).");
+
+    logInAs("bob");
+    Outcome others;
+    loader().loadPicture("/api/resources/" + id + "/thumbnail", callback(others));
+    wait(others);
+    EXPECT_FALSE(others.ok);
+    EXPECT_TRUE(others.data.empty());
+    EXPECT_TRUE(auth().isAuthenticated());
+
+    // A dead server ends the wait with words, not silence.
+    const std::string dead = "http://127.0.0.1:" + std::to_string(Cloud::test::unusedPort());
+    Outcome down;
+    loader().loadPicture(dead + "/files/x.jpg", callback(down));
+    wait(down);
+    EXPECT_FALSE(down.ok);
+    EXPECT_EQ(down.error.rfind("The picture " + dead + "/files/x.jpg could not be fetched: ", 0), 0u) << down.error;
+}
+
 TEST_F(ResourceLoaderTest, ADeadServerAndAMissingServerAreToldPlainly) {
     logInAs("ann");
     const std::string dead = "http://127.0.0.1:" + std::to_string(Cloud::test::unusedPort());

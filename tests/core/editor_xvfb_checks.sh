@@ -33,6 +33,7 @@
 #                    a block added, Ctrl+S names it and saves it locally; the next start opens it
 #                    with Ctrl+O and the Open dialog; Exit with unsaved changes asks first;
 #                    screenshots of the menu and each dialog (also About and Clear Cache)
+#   projects-pictures  the template and Open dialogs' pictures from the real cloud server and disk
 #   assistant        a request typed into the assistant's panel, answered by a scripted provider:
 #                    the change applied and marked, undone as one step; a conflicting edit during
 #                    a slow reply settled in the conflict dialog; screenshots
@@ -700,6 +701,90 @@ say still running" > "$work/projects-open.script"
   grep -q "^LMD-TEST say asked" "$work/projects-open.out" || fail "projects-open: Exit did not ask about the unsaved change"
   grep -q "^LMD-TEST say still running" "$work/projects-open.out" && fail "projects-open: the editor did not quit after the answer"
   if [ "$failures" -ne 0 ]; then cat "$work/projects-open.out"; tail -40 "$work/projects-open.err"; fi
+  ;;
+
+projects-pictures)
+  # Pictures in the project lists, against the real cloud server on loopback: the template dialog
+  # shows the server's template picture, the Open dialog a local project's thumbnail.jpg and,
+  # after a login, a cloud project's thumbnail; entries without one keep a plain frame.
+  cloud_exe="$(dirname "$editor")/cloud/lumenda3d-cloud"
+  python3 - "$work" "$LUMENDA3D_HOME/data/projects" <<'PY'
+import os, struct, sys, zlib
+work, projects = sys.argv[1], sys.argv[2]
+def png(path, rgb, w=64, h=48):
+    def chunk(kind, data):
+        return struct.pack('>I', len(data)) + kind + data + struct.pack('>I', zlib.crc32(kind + data) & 0xffffffff)
+    rows = b''.join(b'\x00' + b''.join(bytes(rgb if (x // 8 + y // 8) % 2 else (40, 40, 40)) for x in range(w))
+                    for y in range(h))
+    open(path, 'wb').write(b'\x89PNG\r\n\x1a\n' + chunk(b'IHDR', struct.pack('>IIBBBBB', w, h, 8, 2, 0, 0, 0)) +
+                           chunk(b'IDAT', zlib.compress(rows)) + chunk(b'IEND', b''))
+png(work + '/template.png', (60, 200, 90))
+png(work + '/cloud.png', (220, 60, 60))
+for name, colour in (('Green hills', (60, 160, 230)), ('No picture', None)):
+    os.makedirs(projects + '/' + name, exist_ok=True)
+    open(projects + '/' + name + '/src.xml', 'w').write('<KiteBench3D><Level name="Main"/></KiteBench3D>')
+    if colour:
+        png(projects + '/' + name + '/thumbnail.jpg', colour)  # a PNG under the .jpg name
+PY
+  port="$(python3 -c 'import socket; s = socket.socket(); s.bind(("127.0.0.1", 0)); print(s.getsockname()[1])')"
+  "$cloud_exe" admin --db "sqlite:$work/cloud.sqlite3" add-template --id castle --name "Castle" \
+    --description "Storm the castle" --xml "$source_dir/media/examples/platformer.xml" --picture "$work/template.png" \
+    > "$work/cloud-admin.log" 2>&1 || fail "projects-pictures: the template could not be added: $(cat "$work/cloud-admin.log")"
+  "$cloud_exe" --db "sqlite:$work/cloud.sqlite3" --listen "127.0.0.1:$port" --no-seed --argon2-ops 1 \
+    --argon2-mem-kib 8192 > "$work/cloud.log" 2>&1 &
+  cloud_pid=$!
+  python3 - "$port" "$work/cloud.png" <<'PY' || fail "projects-pictures: the cloud project could not be made"
+import base64, json, sys, time, urllib.request
+port, picture = sys.argv[1], sys.argv[2]
+base = 'http://127.0.0.1:%s' % port
+def call(path, body, token=None):
+    request = urllib.request.Request(base + path, json.dumps(body).encode(), {'Content-Type': 'application/json'})
+    if token:
+        request.add_header('Authorization', 'Bearer ' + token)
+    return json.load(urllib.request.urlopen(request, timeout=10))
+for _ in range(100):
+    try:
+        token = call('/api/auth/register', {'username': 'ann', 'password': 'pictures-123'})['token']
+        break
+    except OSError:
+        time.sleep(0.1)
+call('/api/resources', {'name': 'Red fort', 'xml': '<KiteBench3D><Level name="Main"/></KiteBench3D>',
+                        'thumbnail': base64.b64encode(open(picture, 'rb').read()).decode()}, token)
+call('/api/resources', {'name': 'Plain fort', 'xml': '<KiteBench3D><Level name="Main"/></KiteBench3D>'}, token)
+PY
+  LUMENDA3D_SERVER="http://127.0.0.1:$port" run_script projects-pictures "
+until loaded
+frames 5
+user-click menu File
+frames 2
+user-click menu File/New Project
+until dialog template
+frames 60
+screenshot $artifacts/editor-dialog-template-pictures.png
+user-keys escape
+until not dialog template
+user-click topBar Log in##topBar
+until dialog login
+frames 3
+user-click loginDialog User name##login
+user-type ann
+user-click loginDialog Password##login
+user-type pictures-123
+user-keys enter
+until not dialog login
+frames 5
+user-keys ctrl o
+until dialog open
+frames 60
+screenshot $artifacts/editor-dialog-open-pictures.png
+user-click openResourceDialog Cloud##openResource
+frames 60
+screenshot $artifacts/editor-dialog-open-cloud-pictures.png
+user-keys escape
+until not dialog open
+quit"
+  kill "$cloud_pid" 2>/dev/null
+  wait "$cloud_pid" 2>/dev/null
   ;;
 
 assistant)

@@ -73,11 +73,11 @@ TEST_F(OpenResourceDialogTest, ACloudProjectOpensByIdWhenTheAnswerComes) {
     // Without local projects the dialog starts on the cloud page, and the list is on its way.
     EXPECT_TRUE(dialog.isCloudPage());
     ASSERT_TRUE(listDone);
-    listDone(true, {{"12", "Castle"}, {"40", "Maze"}}, "");
+    listDone(true, {{"12", "Castle", ""}, {"40", "Maze", ""}}, "");
     ui.frame(draw);
     ASSERT_EQ(dialog.getCloudProjects().size(), 2u);
 
-    clickItem(dialog, OpenResourceDialog::cloudEntryLabel({"40", "Maze"}), draw);
+    clickItem(dialog, OpenResourceDialog::cloudEntryLabel({"40", "Maze", ""}), draw);
     clickItem(dialog, OpenResourceDialog::kOpenLabel, draw);
     EXPECT_EQ(opened, std::vector<std::string>{"cloud:40"});
     EXPECT_TRUE(dialog.isBusy());

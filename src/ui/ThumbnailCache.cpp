@@ -1,4 +1,4 @@
-#include "assets/AssetThumbnailCache.h"
+#include "ui/ThumbnailCache.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -12,15 +12,15 @@
 
 namespace Lumenda3D {
 
-AssetThumbnailCache::AssetThumbnailCache(std::string texturePrefix)
-    : prefix_(std::move(texturePrefix)), self_(std::make_shared<AssetThumbnailCache*>(this)) {}
+ThumbnailCache::ThumbnailCache(std::string texturePrefix)
+    : prefix_(std::move(texturePrefix)), self_(std::make_shared<ThumbnailCache*>(this)) {}
 
-AssetThumbnailCache::~AssetThumbnailCache() {
+ThumbnailCache::~ThumbnailCache() {
     *self_ = nullptr;
     clear();
 }
 
-void AssetThumbnailCache::clear() {
+void ThumbnailCache::clear() {
     // At process exit the renderer may already be gone, and its textures with it.
     if (Ogre::TextureManager* textures = Ogre::TextureManager::getSingletonPtr())
         for (const auto& [name, texture] : textureNames_)
@@ -34,19 +34,19 @@ void AssetThumbnailCache::clear() {
         ++generation;
 }
 
-void AssetThumbnailCache::request(const std::string& name, Reader reader, const std::string& extension) {
+void ThumbnailCache::request(const std::string& name, Reader reader, const std::string& extension) {
     if (!requested_.insert(name).second)
         return;
     queue_.push_back({name, generations_[name], std::move(reader), extension});
 }
 
-void AssetThumbnailCache::provide(const std::string& name, Reader reader, const std::string& extension) {
+void ThumbnailCache::provide(const std::string& name, Reader reader, const std::string& extension) {
     if (!requested_.count(name))
         return;  // invalidated while the bytes were on their way
     queue_.push_back({name, generations_[name], std::move(reader), extension});
 }
 
-void AssetThumbnailCache::invalidate(const std::string& name) {
+void ThumbnailCache::invalidate(const std::string& name) {
     requested_.erase(name);
     ++generations_[name];
     queue_.erase(std::remove_if(queue_.begin(), queue_.end(), [&](const Pending& p) { return p.name == name; }),
@@ -60,12 +60,12 @@ void AssetThumbnailCache::invalidate(const std::string& name) {
     }
 }
 
-AssetThumbnailCache::Picture AssetThumbnailCache::get(const std::string& name) const {
+ThumbnailCache::Picture ThumbnailCache::get(const std::string& name) const {
     const auto found = pictures_.find(name);
     return found == pictures_.end() ? Picture() : found->second;
 }
 
-std::shared_ptr<Ogre::Image> AssetThumbnailCache::decode(const std::string& bytes, const std::string& extension,
+std::shared_ptr<Ogre::Image> ThumbnailCache::decode(const std::string& bytes, const std::string& extension,
                                                          unsigned maxSide) {
     if (bytes.empty())
         return nullptr;
@@ -89,7 +89,7 @@ std::shared_ptr<Ogre::Image> AssetThumbnailCache::decode(const std::string& byte
     }
 }
 
-void AssetThumbnailCache::makeTexture(const Decoded& decoded) {
+void ThumbnailCache::makeTexture(const Decoded& decoded) {
     const auto generation = generations_.find(decoded.name);
     if (generation == generations_.end() || generation->second != decoded.generation || !decoded.image)
         return;
@@ -104,11 +104,11 @@ void AssetThumbnailCache::makeTexture(const Decoded& decoded) {
         pictures_[decoded.name] = {reinterpret_cast<ImTextureID>(static_cast<std::uintptr_t>(texture->getHandle())),
                                    ImVec2(static_cast<float>(texture->getWidth()), static_cast<float>(texture->getHeight()))};
     } catch (const std::exception& e) {
-        LmdLog::message("AssetThumbnailCache: no texture for " + decoded.name + ": " + e.what());
+        LmdLog::message("ThumbnailCache: no texture for " + decoded.name + ": " + e.what());
     }
 }
 
-void AssetThumbnailCache::update() {
+void ThumbnailCache::update() {
     for (int made = 0; made < kUploadsPerFrame && !ready_.empty(); ++made) {
         makeTexture(ready_.front());
         ready_.pop_front();
@@ -122,7 +122,7 @@ void AssetThumbnailCache::update() {
     }
     inJob_ = batch->size();
     auto results = std::make_shared<std::vector<Decoded>>();
-    std::weak_ptr<AssetThumbnailCache*> self = self_;
+    std::weak_ptr<ThumbnailCache*> self = self_;
     runner_(
         [batch, results] {
             for (const Pending& item : *batch) {
@@ -135,14 +135,14 @@ void AssetThumbnailCache::update() {
             }
         },
         [self, results] {
-            std::shared_ptr<AssetThumbnailCache*> alive = self.lock();
+            std::shared_ptr<ThumbnailCache*> alive = self.lock();
             if (!alive || !*alive)
                 return;
-            AssetThumbnailCache& cache = **alive;
+            ThumbnailCache& cache = **alive;
             cache.inJob_ = 0;
             for (Decoded& decoded : *results) {
                 if (!decoded.image)
-                    LmdLog::message("AssetThumbnailCache: no picture for " + decoded.name);
+                    LmdLog::message("ThumbnailCache: no picture for " + decoded.name);
                 cache.ready_.push_back(std::move(decoded));
             }
         });

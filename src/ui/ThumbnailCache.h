@@ -1,5 +1,5 @@
 #pragma once
-// Small pictures of assets, by file name, as textures that ImGui draws. Reading and decoding run
+// Small pictures by name (assets, projects, templates), as textures that ImGui draws. Reading and decoding run
 // off the main thread (the editor's job service, through a Runner), a batch at a time; the main
 // thread only turns a few decoded pictures into textures per frame (update), so opening a library
 // of hundreds of pictures never stalls a frame. Each name is requested once, until invalidated.
@@ -21,7 +21,7 @@ class Image;
 
 namespace Lumenda3D {
 
-class AssetThumbnailCache {
+class ThumbnailCache {
 public:
     struct Picture {
         ImTextureID id = nullptr;
@@ -36,10 +36,10 @@ public:
     static constexpr size_t kPerJob = 16;
     static constexpr int kUploadsPerFrame = 4;
 
-    explicit AssetThumbnailCache(std::string texturePrefix);
-    ~AssetThumbnailCache();
-    AssetThumbnailCache(const AssetThumbnailCache&) = delete;
-    AssetThumbnailCache& operator=(const AssetThumbnailCache&) = delete;
+    explicit ThumbnailCache(std::string texturePrefix);
+    ~ThumbnailCache();
+    ThumbnailCache(const ThumbnailCache&) = delete;
+    ThumbnailCache& operator=(const ThumbnailCache&) = delete;
 
     void setRunner(Runner runner) { runner_ = std::move(runner); }
     bool isRequested(const std::string& name) const { return requested_.count(name) != 0; }
@@ -87,7 +87,7 @@ private:
     std::unordered_map<std::string, std::string> textureNames_;
     unsigned serial_ = 0;
     // Batches that finish after the cache is gone are dropped.
-    std::shared_ptr<AssetThumbnailCache*> self_;
+    std::shared_ptr<ThumbnailCache*> self_;
 };
 
 } // namespace Lumenda3D
