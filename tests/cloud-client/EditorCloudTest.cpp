@@ -90,6 +90,42 @@ TEST_F(EditorCloudTest, AnAgentSavesToTheCloudAndOpensItAgainInAFreshEditor) {
     EXPECT_FALSE(editor->isProjectDirty());
 }
 
+TEST_F(EditorCloudTest, APluginOpensThroughOpenProjectAndTurnsThePluginItemsOn) {
+    logInAs("ann");
+    auto upload = [&](const std::string& name, const std::string& type) {
+        std::string id;
+        bool called = false;
+        ResourceLoader::getInstance().createResource(
+            name, kGame,
+            [&](bool ok, const std::string& data, const std::string& error) {
+                called = true;
+                EXPECT_TRUE(ok) << error;
+                id = json::parse(data, nullptr, false).value("resource_id", "");
+            },
+            {}, type);
+        EXPECT_TRUE(pumpUntil([&] { return called; }));
+        return id;
+    };
+    const std::string plugin = upload("Kart physics", "plugin");
+    const std::string project = upload("Kart", "project");
+
+    // (The Save As and Rename items join with their dialog, which this editor has not.)
+    ASSERT_TRUE(open(plugin).ok);
+    EXPECT_EQ(editor->projectResourceType, "plugin");
+    EXPECT_TRUE(editor->commands.isEnabled("file.savePlugin"));
+    EXPECT_FALSE(editor->commands.isEnabled("file.saveProject"));
+    // A plugin's save keeps it a plugin on the server.
+    files().setAttribute(named("Crate"), "x", "3");
+    Answer saved = save();
+    ASSERT_TRUE(saved.ok) << saved.message;
+    EXPECT_EQ(api().get("/api/resources/" + plugin, auth().getSessionToken()).json["metadata"]["resource_type"], "plugin");
+
+    ASSERT_TRUE(open(project).ok);
+    EXPECT_EQ(editor->projectResourceType, "project");
+    EXPECT_TRUE(editor->commands.isEnabled("file.saveProject"));
+    EXPECT_FALSE(editor->commands.isEnabled("file.savePlugin"));
+}
+
 TEST_F(EditorCloudTest, EditsMadeWhileASaveTravelsStayUnsaved) {
     logInAs("ann");
     editor->loadScript(kGame, false);
