@@ -132,9 +132,13 @@ void LmdRuntime::play() {
         if (!buildPlayLevel(level))
             buildPlayLevel(std::string());
         // Logic last: its OnStart handlers find the scene in place.
-        if (mScriptParser && mScriptParser->hasSchema() && mDocument.root())
+        if (!mPrecompiledLogic.empty()) {
+            if (mLogic.loadBytecode(mPrecompiledLogic))
+                mLogic.start(mPlayLevel);
+        } else if (mScriptParser && mScriptParser->hasSchema() && mDocument.root()) {
             if (mLogic.loadDocument(mDocument.root(), *mScriptParser->getCodeSchema()))
                 mLogic.start(mPlayLevel);
+        }
         LmdLog::message("Game started on level '" + mPlayLevel + "'");
         fireEvents(LmdEventPlayStarted, std::make_shared<LmdEvent>(LmdEventPlayStarted));
     });

@@ -1,8 +1,10 @@
 // lumenda3d-player: plays one game file without the editor.
 //
-//   lumenda3d-player [--fullscreen] [--size WxH] [--frames N] [--screenshot file.jpg] <game.xml>
+//   lumenda3d-player [--fullscreen] [--size WxH] [--frames N] [--screenshot file.jpg] <game.xml | bin.dat>
 //
-// The game's files (pictures, models, sounds) are looked for beside the game file, then in the
+// A game file is translated as it is played; a game package (bin.dat, what an export ships) holds
+// the document and its logic compiled ahead, which is loaded as bytecode only. Beside a package,
+// "app.json" may ask for full screen ({"fullScreen": true}). The game's files (pictures, models, sounds) are looked for beside the game file, then in the
 // media folder. --frames and --screenshot are for tests and trailers: play N frames, write a
 // capture of the window (PNG for a .png name, JPEG otherwise) and leave. A missing or unreadable
 // file, a text that is not a game, or bad options give a message on stderr and exit code 2.
@@ -10,8 +12,10 @@
 #include "engine/LmdRuntime.h"
 #include "engine/app/LmdImageEncoder.h"
 #include "engine/document/LmdGameDocument.h"
+#include "engine/package/LmdGamePackage.h"
 
 #include <lodepng.h>
+#include <nlohmann/json.hpp>
 
 #include <cstdio>
 #include <cstdlib>
@@ -59,13 +63,21 @@ bool parseSize(const std::string& text, int& width, int& height) {
 
 class Player : public Lumenda3D::LmdRuntime {
 public:
-    Player(std::string xml, std::string gameDir)
-        : LmdRuntime("Lumenda3DPlayer"), mXml(std::move(xml)), mGameDir(std::move(gameDir)) {}
+    Player(std::string xml, std::string gameDir, std::string bytecode)
+        : LmdRuntime("Lumenda3DPlayer"), mXml(std::move(xml)), mGameDir(std::move(gameDir)),
+          mBytecode(std::move(bytecode)) {}
 
     void setup() override {
         LmdRuntime::setup();
         setGameDir(mGameDir);
         setStandalone(true);
+        if (!mBytecode.empty()) {
+            // An export gathers every asset of the game beside its package, whatever its
+            // reference (local:, a cloud address or a plain name), sorted by kind.
+            setPrecompiledLogic(mBytecode);
+            getAssetResolver().setLocalAssetsDir(mGameDir);
+            getAssetResolver().setCacheDir(mGameDir);
+        }
         if (!setXmlSourceString(mXml))
             return;
         rebuildEditScene(std::string());
@@ -75,7 +87,18 @@ public:
 private:
     std::string mXml;
     std::string mGameDir;
+    std::string mBytecode;
 };
+
+// {"fullScreen": true} in the app.json beside a package; anything else (no file, bad JSON) is
+// a window.
+bool appAsksFullScreen(const fs::path& appJson) {
+    std::ifstream in(appJson, std::ios::binary);
+    if (!in)
+        return false;
+    const nlohmann::json app = nlohmann::json::parse(in, nullptr, false);
+    return app.is_object() && app.value("fullScreen", false) == true;
+}
 
 } // namespace
 
@@ -114,7 +137,20 @@ int main(int argc, char** argv) {
     }
     std::stringstream text;
     text << file.rdbuf();
-    const std::string xml = text.str();
+    std::string xml = text.str();
+    std::string bytecode;
+    if (Lumenda3D::LmdGamePackage::looksLikePackage(xml)) {
+        Lumenda3D::LmdGamePackage package;
+        std::string problem;
+        if (!Lumenda3D::LmdGamePackage::parse(xml, package, problem)) {
+            std::cerr << "lumenda3d-player: '" << options.game << "' cannot be played: " << problem << "\n";
+            return 2;
+        }
+        xml = std::move(package.documentXml);
+        bytecode = std::move(package.logicBytecode);
+        if (appAsksFullScreen(fs::path(options.game).parent_path() / "app.json"))
+            options.fullScreen = true;
+    }
     pugi::xml_document probe;
     std::string error;
     if (!Lumenda3D::LmdGameDocument::parse(xml, probe, &error)) {
@@ -129,7 +165,7 @@ int main(int argc, char** argv) {
     }
 
     const std::string gameDir = fs::absolute(options.game, ec).parent_path().string();
-    Player player(xml, gameDir);
+    Player player(xml, gameDir, std::move(bytecode));
     player.setWindowSize(options.width, options.height);
     player.setFullScreen(options.fullScreen);
     try {
