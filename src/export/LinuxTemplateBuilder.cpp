@@ -170,9 +170,24 @@ bool LinuxTemplateBuilder::build(const Inputs& inputs, const std::string& destin
     report(0.3f, "Building the Linux runtime template: OGRE's plugins and shaders...");
     std::vector<std::string> binaries = {inputs.playerPath};
     for (const char* plugin : kPlugins) {
+        // OGRE loads "<name>.so.<its version>": the file goes under that name, with the plain
+        // ".so" name beside it as a link.
         const fs::path from = fs::path(inputs.ogrePluginDir) / plugin;
-        if (!copyFile(from, root / "ogre" / "plugins" / plugin, error))
+        const fs::path real = fs::canonical(from, ec);
+        if (ec) {
+            error = "OGRE's plugin '" + from.string() + "' is missing";
             return false;
+        }
+        const fs::path plugins = root / "ogre" / "plugins";
+        if (!copyFile(real, plugins / real.filename(), error))
+            return false;
+        if (real.filename() != plugin) {
+            fs::create_symlink(real.filename(), plugins / plugin, ec);
+            if (ec) {
+                error = "cannot link OGRE's plugin '" + std::string(plugin) + "': " + ec.message();
+                return false;
+            }
+        }
         binaries.push_back(from.string());
     }
     for (const char* media : kOgreMedia)
