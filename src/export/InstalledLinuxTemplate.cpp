@@ -3,10 +3,10 @@
 #include <filesystem>
 
 #include <nlohmann/json.hpp>
-#include <unistd.h>
 
 #include "base/LmdLog.h"
 #include "base/LmdPaths.h"
+#include "export/ExportWorkFolder.h"
 #include "services/FileManager.h"
 
 namespace fs = std::filesystem;
@@ -41,9 +41,9 @@ void InstalledLinuxTemplate::fetch(ExportService::Platform platform, std::shared
         return deliver(true, folder_);
     }
     // Built beside its place, then swapped in: an interrupted build never looks like a template.
-    const std::string temp = folder_ + ".building-" + std::to_string(getpid());
     std::error_code ec;
-    fs::remove_all(temp, ec);
+    fs::create_directories(fs::path(folder_).parent_path(), ec);
+    const std::string temp = ExportWorkFolder::beside(folder_, "building");
     std::string error;
     if (!LinuxTemplateBuilder::build(inputs_, temp, progress, error)) {
         fs::remove_all(temp, ec);

@@ -6,6 +6,7 @@
 
 #include "export/ExportProcess.h"
 #include "export/ExportState.h"
+#include "export/ExportWorkFolder.h"
 #include "export/LocalExportService.h"
 #include "services/FileManager.h"
 #include "services/LmdJobService.h"
@@ -79,9 +80,7 @@ bool LinuxPackager::assemble(const std::string& templateDir, const std::string& 
         error = "cannot create the folder '" + destination.string() + "': " + ec.message();
         return false;
     }
-    const fs::path staging = destination / ("." + fs::path(paths.folder).filename().string() + ".building-" +
-                                            std::to_string(getpid()));
-    fs::remove_all(staging, ec);
+    const fs::path staging = ExportWorkFolder::beside(paths.folder, "building");
     auto fail = [&](const std::string& text) {
         error = text;
         std::error_code ignored;
