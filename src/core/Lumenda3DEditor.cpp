@@ -10,7 +10,7 @@
 
 #include "assets/AssetLibraryPanel.h"
 #include "assets/AssetsPanels.h"
-#include "export/ExportPanels.h"
+#include "core/LmdEditorExport.h"
 #include "attributes/AttributesEditor.h"
 #include "ai/AiPanels.h"
 #include "attributes/AttributesPanels.h"
@@ -151,7 +151,7 @@ void Lumenda3DEditor::setup() {
     runGuarded("setupMenuCallbacks", [&] { setupMenuCallbacks(); });
     runGuarded("setupBlocksHelper", [&] { setupBlocksHelper(); });
     runGuarded("setupAssetLibrary", [&] { setupAssetLibrary(); });
-    runGuarded("setupExport", [&] { setupExport(); });
+    runGuarded("setupExport", [&] { setupEditorExport(*this); });
     loadInitialProject();
     runGuarded("setup", [&] {
         addEventListener(LmdEventInstanceReactivated,
@@ -260,8 +260,7 @@ void Lumenda3DEditor::registerPanels(AllUI& ui) {
     registerMcpPanels(ui, mcpController, std::move(guard));
     aiHost = std::make_unique<LmdEditorAiHost>(this);
     aiChatPanel = registerAiPanels(ui, aiHost.get());
-    exportHost = std::make_unique<LmdEditorExportHost>(this);
-    exportDialog = registerExportPanels(ui, exportHost.get());
+    registerEditorExportPanels(*this, ui);
 }
 
 std::unique_ptr<LmdMcpEditorAccess> Lumenda3DEditor::makeMcpEditorAccess() {
@@ -289,7 +288,7 @@ void Lumenda3DEditor::registerCommands() {
     // Only a person may start the game from the interface; agents have their own tool for it.
     commands.add({TopBar::kPlayCommand, "Play", {}, [this] { return !isRunning(); }, "run the game", [this] { play(); }});
     commands.add({TopBar::kStopCommand, "Stop", {}, [this] { return isRunning(); }, "", [this] { stop(nullptr); }});
-    registerExportCommands();
+    registerEditorExportCommands(*this);
 }
 
 // --- Closing and run control -------------------------------------------------------------------

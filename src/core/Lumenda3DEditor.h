@@ -28,7 +28,6 @@
 #include <pugixml.hpp>
 
 #include "core/LmdEditorAiHost.h"
-#include "core/LmdEditorExportHost.h"
 #include "core/LmdEditorObserver.h"
 #include "engine/LmdRuntime.h"
 #include "mcp/LmdMcpController.h"
@@ -45,7 +44,6 @@ struct ProjectTemplate;
 
 class AllUI;
 class AssetLibraryPanel;
-class ExportDialog;
 class AttributesEditor;
 class LmdEditorAssetAccess;
 class BlocksHelper;
@@ -102,9 +100,6 @@ public:
     // by setupAssetLibrary to the editor through assetAccess.
     std::shared_ptr<AssetLibraryPanel> assetLibrary;
     std::unique_ptr<LmdEditorAssetAccess> assetAccess;
-    // The export dialog, made with the panels, and the editor as the export sees it.
-    std::shared_ptr<ExportDialog> exportDialog;
-    std::unique_ptr<LmdEditorExportHost> exportHost;
 
     // --- Observers -------------------------------------------------------------------------------
     // Watches the editor frame by frame (see LmdEditorObserver); owned from now on.
@@ -386,10 +381,6 @@ protected:
     virtual void registerPanels(AllUI& ui);
     // The editor's own commands (undo, redo, play, stop) in the registry, with the agent guard.
     void registerCommands();
-    // The export: the service's client, job service and templates, and its menu commands
-    // (Lumenda3DEditorExport.cpp).
-    void setupExport();
-    void registerExportCommands();
     // The main menu's commands (every item the editor can carry out) and the menu's level list.
     void setupMenuCallbacks();
     // The project dialogs' callbacks into the editor, and the commands that open them.

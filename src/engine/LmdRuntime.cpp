@@ -3,6 +3,7 @@
 #include "base/LmdLog.h"
 #include "engine/app/LmdKeyNames.h"
 #include "engine/assets/LmdMeshLibrary.h"
+#include "engine/package/LmdPackagedLogic.h"
 #include "engine/logic/LmdLiteral.h"
 #include "engine/scene/LmdBase2D.h"
 #include "engine/scene/LmdBase3D.h"
@@ -132,8 +133,8 @@ void LmdRuntime::play() {
         if (!buildPlayLevel(level))
             buildPlayLevel(std::string());
         // Logic last: its OnStart handlers find the scene in place.
-        if (!mPrecompiledLogic.empty()) {
-            if (mLogic.loadBytecode(mPrecompiledLogic))
+        if (!LmdPackagedLogic::get().empty()) {
+            if (mLogic.loadBytecode(LmdPackagedLogic::get()))
                 mLogic.start(mPlayLevel);
         } else if (mScriptParser && mScriptParser->hasSchema() && mDocument.root()) {
             if (mLogic.loadDocument(mDocument.root(), *mScriptParser->getCodeSchema()))

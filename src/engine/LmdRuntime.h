@@ -56,9 +56,6 @@ public:
     bool isPaused() const { return mState == State::Paused; }
     // The standalone player reports status 3 while its game runs.
     void setStandalone(bool standalone) { mStandalone = standalone; }
-    // An exported game's logic, compiled ahead (Lua bytecode from a game package): play() loads
-    // it instead of translating the document. Empty (the default): the document is translated.
-    void setPrecompiledLogic(std::string bytecode) { mPrecompiledLogic = std::move(bytecode); }
 
     // --- Document and live updates -------------------------------------------------------------
     void updateScript(bool restartGame, std::function<void()> done, bool keepLevel) override;
@@ -116,7 +113,6 @@ protected:
     std::unique_ptr<LmdScene> mPlayScene;
     State mState = State::Stopped;
     bool mStandalone = false;
-    std::string mPrecompiledLogic;
     bool mPlayAfterLoad = false;
     std::string mPlayLevel;
     int mLevelSerial = 0;

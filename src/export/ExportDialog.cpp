@@ -15,8 +15,8 @@ constexpr const char* kTargets[] = {"Linux (folder and .tar.gz)", "Windows (ZIP 
 
 } // namespace
 
-ExportDialog::ExportDialog(ExportHost* host, LocalExportService& service)
-    : BaseUI(kName), host_(host), service_(service) {}
+ExportDialog::ExportDialog(std::shared_ptr<ExportHost> host, LocalExportService& service)
+    : BaseUI(kName), host_(std::move(host)), service_(service) {}
 
 void ExportDialog::open(ExportService::Platform target) {
     open_ = true;

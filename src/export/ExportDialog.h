@@ -26,7 +26,7 @@ public:
 
     enum class Phase { Editing, Running, Succeeded, Failed };
 
-    ExportDialog(ExportHost* host, LocalExportService& service);
+    ExportDialog(std::shared_ptr<ExportHost> host, LocalExportService& service);
 
     void draw() override;
 
@@ -55,7 +55,7 @@ private:
     void drawForm();
     void drawProgress();
 
-    ExportHost* host_;
+    std::shared_ptr<ExportHost> host_;
     LocalExportService& service_;
     bool open_ = false;
     bool popupOpen_ = false;

@@ -6,8 +6,8 @@
 
 namespace Lumenda3D {
 
-std::shared_ptr<ExportDialog> registerExportPanels(AllUI& ui, ExportHost* host) {
-    auto dialog = std::make_shared<ExportDialog>(host, LocalExportService::getInstance());
+std::shared_ptr<ExportDialog> registerExportPanels(AllUI& ui, std::shared_ptr<ExportHost> host) {
+    auto dialog = std::make_shared<ExportDialog>(std::move(host), LocalExportService::getInstance());
     ui.setElement(ExportDialog::kName, dialog);
     return dialog;
 }

@@ -9,6 +9,6 @@ class AllUI;
 class ExportDialog;
 class ExportHost;
 
-std::shared_ptr<ExportDialog> registerExportPanels(AllUI& ui, ExportHost* host);
+std::shared_ptr<ExportDialog> registerExportPanels(AllUI& ui, std::shared_ptr<ExportHost> host);
 
 } // namespace Lumenda3D

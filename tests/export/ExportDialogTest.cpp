@@ -29,10 +29,10 @@ public:
 class ExportDialogTest : public test::PanelTest {
 protected:
     test::TestDataRoot dataRoot;
-    FakeHost host;
+    std::shared_ptr<FakeHost> host = std::make_shared<FakeHost>();
     TemplateManager templates;
     LocalExportService service{templates};
-    ExportDialog dialog{&host, service};
+    ExportDialog dialog{host, service};
     std::function<void()> draw = [this] { dialog.draw(); };
 };
 

@@ -20,6 +20,7 @@
 #include "engine/document/LmdGameDocument.h"
 #include "engine/app/LmdInputStep.h"
 #include "engine/package/LmdGamePackage.h"
+#include "engine/package/LmdPackagedLogic.h"
 #include "engine/scene/LmdBase3D.h"
 #include "engine/scene/LmdScene.h"
 
@@ -86,7 +87,7 @@ public:
         if (!mBytecode.empty()) {
             // An export gathers every asset of the game beside its package, whatever its
             // reference (local:, a cloud address or a plain name), sorted by kind.
-            setPrecompiledLogic(mBytecode);
+            LmdPackagedLogic::set(mBytecode);
             getAssetResolver().setLocalAssetsDir(mGameDir);
             getAssetResolver().setCacheDir(mGameDir);
         }
