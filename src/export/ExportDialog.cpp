@@ -73,19 +73,8 @@ void ExportDialog::startExport() {
 }
 
 void ExportDialog::draw() {
-    if (!open_) {
-        popupOpen_ = false;
+    if (!beginModalWhileOpen(kPopupId, kWidth, open_, popupShown_))
         return;
-    }
-    if (!popupOpen_) {
-        if (!openPopupWhenFree(kPopupId))
-            return;
-        popupOpen_ = true;
-    }
-    if (!beginPopupModal(kPopupId, kWidth)) {
-        popupOpen_ = false;
-        return;
-    }
     if (phase_ == Phase::Editing)
         drawForm();
     else
@@ -99,18 +88,15 @@ void ExportDialog::draw() {
         ImGui::SameLine();
     }
     if (phase_ == Phase::Succeeded) {
-        if (button(kOpenFolderLabel, size) && !openResultFolder()) {
+        if (button(kOpenFolderLabel, size) && !openResultFolder())
             result_ += "\n(the folder could not be opened: xdg-open is missing)";
-        }
         ImGui::SameLine();
     }
-    const bool closing = button(kCloseLabel, size) || keyPressedOnce(ImGuiKey_Escape);
-    if (closing) {
+    if (button(kCloseLabel, size) || keyPressedOnce(ImGuiKey_Escape)) {
+        // A running export goes on; opening the dialog again shows it.
         open_ = false;
-        popupOpen_ = false;
         if (phase_ != Phase::Running)
             phase_ = Phase::Editing;
-        ImGui::CloseCurrentPopup();
     }
     ImGui::EndPopup();
 }

@@ -58,7 +58,7 @@ private:
     std::shared_ptr<ExportHost> host_;
     LocalExportService& service_;
     bool open_ = false;
-    bool popupOpen_ = false;
+    bool popupShown_ = false;
     Phase phase_ = Phase::Editing;
     float fraction_ = 0.0f;
     std::string stage_;

@@ -30,7 +30,7 @@ const char* const kRuntimeMedia[] = {"codeSchema.xml", "lua", "shaders", "fonts"
 
 // Leading parts of sonames the desktop provides (matched up to ".so").
 const char* const kDesktopLibraries[] = {
-    "linux-vdso", "ld-linux", "libc", "libm", "libdl", "libpthread", "librt", "libresolv", "libutil",
+    "linux-vdso", "libc", "libm", "libdl", "libpthread", "librt", "libresolv", "libutil",
     "libgcc_s", "libstdc++", "libGL", "libGLX", "libGLdispatch", "libEGL", "libOpenGL", "libGLESv2", "libdrm",
     "libgbm", "libX11", "libX11-xcb", "libXext", "libXau", "libXdmcp", "libXcursor", "libXi", "libXfixes",
     "libXrandr", "libXrender", "libXss", "libXinerama", "libxkbcommon", "libwayland-client", "libwayland-cursor",
@@ -86,7 +86,10 @@ LinuxTemplateBuilder::Inputs LinuxTemplateBuilder::fromThisInstallation() {
 bool LinuxTemplateBuilder::isDesktopLibrary(const std::string& soname) {
     const std::string base = baseOf(soname);
     return std::find_if(std::begin(kDesktopLibraries), std::end(kDesktopLibraries),
-                        [&base](const char* name) { return base == name || base.rfind("libxcb", 0) == 0; }) !=
+                        [&base](const char* name) {
+                            // The loader's name tells its architecture (ld-linux-x86-64, ld-linux-aarch64).
+                            return base == name || base.rfind("libxcb", 0) == 0 || base.rfind("ld-linux", 0) == 0;
+                        }) !=
            std::end(kDesktopLibraries);
 }
 

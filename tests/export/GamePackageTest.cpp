@@ -109,6 +109,22 @@ TEST(GamePackage, CompiledLogicRunsAndOnlyBytecodeIsAccepted) {
     ASSERT_TRUE(runtime.getVariable("score", score));
     EXPECT_EQ(score.number, 42);
 
+    // A run-time error in the compiled logic names its block, as in the editor, and no path of
+    // the computer that exported the game.
+    const std::string faulty = "<KiteBench3D><Var name=\"n\" value=\"0\"/>"
+                               "<OnStart><Set id=\"7\" var=\"n\" value=\"nobody.x\"/></OnStart></KiteBench3D>";
+    pugi::xml_document faultyDoc;
+    ASSERT_TRUE(faultyDoc.load_string(faulty.c_str()));
+    ASSERT_TRUE(FileManager::writeFileAtomic(
+        source, LmdLuaTranslator::translate(faultyDoc.document_element(), schema).chunk));
+    std::string faultyBytecode;
+    ASSERT_TRUE(LocalExportService::luaFileToBytecode(source, faultyBytecode));
+    LmdLuaRuntime faultyRuntime(host);
+    ASSERT_TRUE(faultyRuntime.loadBytecode(faultyBytecode)) << log.all();
+    faultyRuntime.start();
+    EXPECT_EQ(log.count("Script error in Set (id 7): there is no object named 'nobody'"), 1u) << log.all();
+    EXPECT_EQ(log.count("game.lua"), 0u) << log.all();
+
     EXPECT_FALSE(runtime.loadBytecode(translation.chunk));
     EXPECT_EQ(log.count("does not load"), 1u) << log.all();
 

@@ -87,7 +87,7 @@ public:
         if (!mBytecode.empty()) {
             // An export gathers every asset of the game beside its package, whatever its
             // reference (local:, a cloud address or a plain name), sorted by kind.
-            LmdPackagedLogic::set(mBytecode);
+            Lumenda3D::LmdPackagedLogic::set(mBytecode);
             getAssetResolver().setLocalAssetsDir(mGameDir);
             getAssetResolver().setCacheDir(mGameDir);
         }

@@ -143,6 +143,7 @@ bool LmdLuaRuntime::load(const std::string& data, const char* mode) {
         closeState();
         return false;
     }
+    Bindings::noteGameChunk(L_);
     lua_rawgeti(L_, LUA_REGISTRYINDEX, runtimeRef_);
     instructions_ = 0;
     fallbackLine_ = 0;

@@ -6,11 +6,51 @@
 
 namespace Lumenda3D {
 
+namespace {
+
+// Registry keys of the game chunk's source and its short form (as messages begin with it).
+constexpr const char* kGameSourceKey = "lmd.gameSource";
+constexpr const char* kGameShortSourceKey = "lmd.gameShortSource";
+
+std::string registryText(lua_State* L, const char* key) {
+    if (!L)
+        return "";
+    lua_getfield(L, LUA_REGISTRYINDEX, key);
+    size_t length = 0;
+    const char* text = lua_tolstring(L, -1, &length);
+    std::string out = text ? std::string(text, length) : std::string();
+    lua_pop(L, 1);
+    return out;
+}
+
+} // namespace
+
+void LmdLuaRuntime::Bindings::noteGameChunk(lua_State* L) {
+    lua_Debug ar;
+    lua_pushvalue(L, -1);
+    if (!lua_getinfo(L, ">S", &ar))
+        return;
+    lua_pushstring(L, ar.source);
+    lua_setfield(L, LUA_REGISTRYINDEX, kGameSourceKey);
+    lua_pushstring(L, ar.short_src);
+    lua_setfield(L, LUA_REGISTRYINDEX, kGameShortSourceKey);
+}
+
+bool LmdLuaRuntime::Bindings::isGameChunk(lua_State* L, const char* source) {
+    if (!source)
+        return false;
+    if (std::strcmp(source, kChunkName) == 0)
+        return true;
+    const std::string noted = registryText(L, kGameSourceKey);
+    return !noted.empty() && noted == source;
+}
+
 // Removes the "chunk:line: " that Lua puts before messages: the log names the block instead.
-std::string LmdLuaRuntime::Bindings::cleanMessage(const std::string& message) {
-    for (const char* prefix : {"game:", "lumenda3d_runtime.lua:"}) {
+std::string LmdLuaRuntime::Bindings::cleanMessage(const std::string& message, lua_State* L) {
+    const std::string chunk = registryText(L, kGameShortSourceKey) + ":";
+    for (const char* prefix : {"game:", "lumenda3d_runtime.lua:", chunk.c_str()}) {
         const size_t length = std::strlen(prefix);
-        if (message.compare(0, length, prefix) != 0)
+        if (length < 2 || message.compare(0, length, prefix) != 0)
             continue;
         size_t i = length;
         while (i < message.size() && std::isdigit(static_cast<unsigned char>(message[i])))
@@ -52,7 +92,7 @@ void LmdLuaRuntime::Bindings::hook(lua_State* L, lua_Debug*) {
 int LmdLuaRuntime::Bindings::gameLine(lua_State* L) {
     lua_Debug ar;
     for (int level = 0; lua_getstack(L, level, &ar); ++level) {
-        if (lua_getinfo(L, "Sl", &ar) && std::strcmp(ar.source, kChunkName) == 0 && ar.currentline > 0)
+        if (lua_getinfo(L, "Sl", &ar) && isGameChunk(L, ar.source) && ar.currentline > 0)
             return ar.currentline;
     }
     return 0;
@@ -74,8 +114,8 @@ int LmdLuaRuntime::Bindings::onError(lua_State* L) {
         if (line <= 0)
             line = self.fallbackLine_;
         const LineEntry* entry = self.entryForLine(line);
-        logged = entry ? self.report(entry->element, entry->where, cleanMessage(message))
-                       : self.report("", "", cleanMessage(message));
+        logged = entry ? self.report(entry->element, entry->where, cleanMessage(message, L))
+                       : self.report("", "", cleanMessage(message, L));
     }
     lua_pushlstring(L, logged.data(), logged.size());
     return 1;
@@ -113,7 +153,7 @@ int LmdLuaRuntime::Bindings::run(lua_State* L) {
         lua_Debug ar;
         lua_pushvalue(L, 2);
         int defined = line;
-        if (lua_getinfo(L, ">S", &ar) && std::strcmp(ar.source, kChunkName) == 0)
+        if (lua_getinfo(L, ">S", &ar) && isGameChunk(L, ar.source))
             defined = ar.linedefined;
         const LineEntry* entry = self.entryForLine(defined);
         self.report(entry ? entry->element : "", entry ? entry->where : "",

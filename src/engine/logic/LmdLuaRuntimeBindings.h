@@ -18,7 +18,12 @@ struct LmdLuaRuntime::Bindings {
     static constexpr int kHookEvery = 1000;
 
     // ---- the state and its protected calls (LmdLuaRuntimeBindings.cpp)
-    static std::string cleanMessage(const std::string& message);
+    static std::string cleanMessage(const std::string& message, lua_State* L = nullptr);
+    // Remembers which source the loaded game chunk has: "=game" for text, and for bytecode the
+    // name it was compiled under (lua_dump keeps it, and loading takes it from the dump).
+    static void noteGameChunk(lua_State* L);
+    // Whether a function's source (lua_Debug::source) is the game chunk's.
+    static bool isGameChunk(lua_State* L, const char* source);
     static LmdLuaRuntime& rt(lua_State* L);
     static void* alloc(void* userData, void* block, size_t oldSize, size_t newSize);
     static void hook(lua_State* L, lua_Debug*);
