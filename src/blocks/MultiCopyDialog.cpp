@@ -24,17 +24,8 @@ void MultiCopyDialog::hide() {
 }
 
 void MultiCopyDialog::draw() {
-    if (!open_) {
-        if (shown_ && ImGui::BeginPopupModal(kTitle)) {
-            ImGui::CloseCurrentPopup();
-            ImGui::EndPopup();
-        }
-        shown_ = false;
+    if (!beginModalWhileOpen(kTitle, kWidth, open_, shown_))
         return;
-    }
-    if (!openPopupWhenFree(kTitle) || !beginPopupModal(kTitle, kWidth))
-        return;
-    shown_ = true;
 
     ImGui::TextUnformatted("Number of copies");
     if (focusCount_) {

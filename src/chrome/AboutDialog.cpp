@@ -19,17 +19,8 @@ std::string AboutDialog::heading() {
 }
 
 void AboutDialog::draw() {
-    if (!open_) {
-        if (shown_ && ImGui::BeginPopupModal(kTitle)) {
-            ImGui::CloseCurrentPopup();
-            ImGui::EndPopup();
-        }
-        shown_ = false;
+    if (!beginModalWhileOpen(kTitle, kWidth, open_, shown_))
         return;
-    }
-    if (!openPopupWhenFree(kTitle) || !beginPopupModal(kTitle, kWidth))
-        return;
-    shown_ = true;
     ImGui::TextUnformatted(heading().c_str());
     ImGui::TextUnformatted("Build 3D games without writing code.");
     ImGui::Spacing();

@@ -67,6 +67,7 @@ const std::vector<Menu::MenuItem>& Menu::model() {
         I::submenu("Project", {I::item("Publish", "project.publish"),
                                I::item("Unpublish", "project.unpublish"),
                                I::Separator(),
+                               I::item("Linux Export (tar.gz)", "project.exportLinux"),
                                I::item("Windows Export (EXE)", "project.exportWindows"),
                                I::item("Web export", "project.exportWeb"),
                                I::item("Android Export (APK)", "project.exportAndroid")}),

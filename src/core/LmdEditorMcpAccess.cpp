@@ -9,6 +9,8 @@
 #include "engine/scene/LmdBase3D.h"
 #include "engine/scene/LmdScene.h"
 #include "engine/scene/ScriptParser.h"
+#include "export/ExportRequest.h"
+#include "export/LocalExportService.h"
 #include "services/AuthenticationFlowManager.h"
 #include "services/AuthenticationManager.h"
 #include "services/LocalStorage.h"
@@ -338,8 +340,16 @@ std::vector<std::string> LmdEditorMcpAccess::listLocalAssets(const std::string& 
 
 // --- Export --------------------------------------------------------------------------------------
 
-void LmdEditorMcpAccess::startExport(const nlohmann::json&, Progress, Done done) {
-    done(false, "Local export is not available in this build.");
+void LmdEditorMcpAccess::startExport(const nlohmann::json& options, Progress progress, Done done) {
+    std::string error;
+    if (noEditor(error))
+        return done(false, error);
+    ExportRequest request;
+    if (!ExportRequest::fromArguments(options, request, error))
+        return done(false, error);
+    LocalExportService::getInstance().exportFor(request.platform, editor_, editor_->getSourceXmlString(false, true),
+                                                LocalExportService::defaultOutputPath(request.platform, request.options),
+                                                request.options, std::move(progress), std::move(done));
 }
 
 } // namespace Lumenda3D

@@ -10,6 +10,7 @@
 
 #include "assets/AssetLibraryPanel.h"
 #include "assets/AssetsPanels.h"
+#include "core/LmdEditorExport.h"
 #include "attributes/AttributesEditor.h"
 #include "ai/AiPanels.h"
 #include "attributes/AttributesPanels.h"
@@ -150,6 +151,7 @@ void Lumenda3DEditor::setup() {
     runGuarded("setupMenuCallbacks", [&] { setupMenuCallbacks(); });
     runGuarded("setupBlocksHelper", [&] { setupBlocksHelper(); });
     runGuarded("setupAssetLibrary", [&] { setupAssetLibrary(); });
+    runGuarded("setupExport", [&] { setupEditorExport(*this); });
     loadInitialProject();
     runGuarded("setup", [&] {
         addEventListener(LmdEventInstanceReactivated,
@@ -258,6 +260,7 @@ void Lumenda3DEditor::registerPanels(AllUI& ui) {
     registerMcpPanels(ui, mcpController, std::move(guard));
     aiHost = std::make_unique<LmdEditorAiHost>(this);
     aiChatPanel = registerAiPanels(ui, aiHost.get());
+    registerEditorExportPanels(*this, ui);
 }
 
 std::unique_ptr<LmdMcpEditorAccess> Lumenda3DEditor::makeMcpEditorAccess() {
@@ -285,6 +288,7 @@ void Lumenda3DEditor::registerCommands() {
     // Only a person may start the game from the interface; agents have their own tool for it.
     commands.add({TopBar::kPlayCommand, "Play", {}, [this] { return !isRunning(); }, "run the game", [this] { play(); }});
     commands.add({TopBar::kStopCommand, "Stop", {}, [this] { return isRunning(); }, "", [this] { stop(nullptr); }});
+    registerEditorExportCommands(*this);
 }
 
 // --- Closing and run control -------------------------------------------------------------------

@@ -3,6 +3,7 @@
 #include "base/LmdLog.h"
 #include "engine/app/LmdKeyNames.h"
 #include "engine/assets/LmdMeshLibrary.h"
+#include "engine/package/LmdPackagedLogic.h"
 #include "engine/logic/LmdLiteral.h"
 #include "engine/scene/LmdBase2D.h"
 #include "engine/scene/LmdBase3D.h"
@@ -132,9 +133,13 @@ void LmdRuntime::play() {
         if (!buildPlayLevel(level))
             buildPlayLevel(std::string());
         // Logic last: its OnStart handlers find the scene in place.
-        if (mScriptParser && mScriptParser->hasSchema() && mDocument.root())
+        if (!LmdPackagedLogic::get().empty()) {
+            if (mLogic.loadBytecode(LmdPackagedLogic::get()))
+                mLogic.start(mPlayLevel);
+        } else if (mScriptParser && mScriptParser->hasSchema() && mDocument.root()) {
             if (mLogic.loadDocument(mDocument.root(), *mScriptParser->getCodeSchema()))
                 mLogic.start(mPlayLevel);
+        }
         LmdLog::message("Game started on level '" + mPlayLevel + "'");
         fireEvents(LmdEventPlayStarted, std::make_shared<LmdEvent>(LmdEventPlayStarted));
     });

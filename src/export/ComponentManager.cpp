@@ -3,9 +3,10 @@
 #include <filesystem>
 #include <mutex>
 
-#include "export/ToolProcess.h"
+#include "export/ExportProcess.h"
 
 namespace Lumenda3D {
+namespace fs = std::filesystem;
 namespace {
 
 std::mutex& dirsMutex() {
@@ -41,7 +42,16 @@ std::string ComponentManager::findProgram(const std::string& name) {
     const std::string program = programOf(name);
     if (program.empty())
         return "";
-    return ToolProcess::findOnPath(program, fallbackDirs());
+    const std::string onPath = ExportProcess::findOnPath(program);
+    if (!onPath.empty())
+        return fs::absolute(onPath).lexically_normal().string();
+    for (const std::string& dir : fallbackDirs()) {
+        const std::string candidate = (fs::path(dir) / program).string();
+        std::error_code ec;
+        if (fs::is_regular_file(candidate, ec) && !ExportProcess::findOnPath(candidate).empty())
+            return candidate;
+    }
+    return "";
 }
 
 std::string ComponentManager::findInstalledToolRoot(const std::string& name) {

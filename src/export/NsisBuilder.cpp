@@ -4,7 +4,7 @@
 #include <random>
 
 #include "export/ComponentManager.h"
-#include "export/ToolProcess.h"
+#include "export/ExportProcess.h"
 #include "services/FileManager.h"
 
 namespace Lumenda3D {
@@ -92,10 +92,10 @@ bool NsisBuilder::build(const Input& in, std::string& error) {
     }
     fs::create_directories(fs::path(in.outputPath).parent_path(), ec);
     // -NOCD: paths in the script stay relative to our folder; -V2: warnings and errors only.
-    const ToolProcess::Result run = ToolProcess::run(makensis, {"-V2", "-NOCD", "-INPUTCHARSET", "UTF8", scriptPath});
+    const ExportProcess::Result run = ExportProcess::run({makensis, "-V2", "-NOCD", "-INPUTCHARSET", "UTF8", scriptPath});
     if (!run.ok() || !fs::is_regular_file(temp.outputPath, ec)) {
         fs::remove(temp.outputPath, ec);
-        const std::string said = ToolProcess::lastLines(run.output);
+        const std::string said = ExportProcess::lastLines(run.output);
         error = !run.started ? run.output : "makensis ended with code " + std::to_string(run.exitCode) +
                                                 (said.empty() ? "" : ": " + said);
         return false;

@@ -5,7 +5,7 @@
 #include <random>
 
 #include "export/ComponentManager.h"
-#include "export/ToolProcess.h"
+#include "export/ExportProcess.h"
 
 namespace Lumenda3D {
 namespace fs = std::filesystem;
@@ -46,7 +46,7 @@ bool WindowsSigner::sign(const Input& in, std::string& error) {
         return false;
     }
     const std::string signedPath = in.filePath + ".signed-" + std::to_string(std::random_device{}() % 1000000);
-    std::vector<std::string> args = {"sign", "-pkcs12", in.options.certificatePath, "-readpass", ToolProcess::kSecretPath,
+    std::vector<std::string> args = {program, "sign", "-pkcs12", in.options.certificatePath, "-readpass", ExportProcess::kSecretPath,
                                      "-h", "sha256"};
     if (!in.description.empty()) {
         args.push_back("-n");
@@ -58,7 +58,7 @@ bool WindowsSigner::sign(const Input& in, std::string& error) {
         args.push_back(timestampUrl);
     }
     args.insert(args.end(), {"-in", in.filePath, "-out", signedPath});
-    const ToolProcess::Result run = ToolProcess::run(program, args, &in.options.password);
+    const ExportProcess::Result run = ExportProcess::run(args, {}, &in.options.password);
     if (!run.ok() || !fs::is_regular_file(signedPath, ec)) {
         fs::remove(signedPath, ec);
         const std::string& out = run.output;
@@ -69,9 +69,9 @@ bool WindowsSigner::sign(const Input& in, std::string& error) {
             error = in.options.certificatePath + " is not a .pfx certificate that can be used for signing";
         else if (in.timestamp && out.find("imestamp") != std::string::npos)
             error = "the timestamp server " + timestampUrl + " could not be reached: " +
-                    ToolProcess::lastLines(out, 2);
+                    ExportProcess::lastLines(out, 2);
         else
-            error = run.started ? "osslsigncode failed: " + ToolProcess::lastLines(out) : out;
+            error = run.started ? "osslsigncode failed: " + ExportProcess::lastLines(out) : out;
         return false;
     }
     fs::rename(signedPath, in.filePath, ec);

@@ -2,10 +2,10 @@
 // Signs a Windows program or installer with osslsigncode (Authenticode). The signed file is
 // written beside the original and renamed over it only when signing succeeded, so a failure
 // leaves the file as it was. The certificate's password reaches osslsigncode on a pipe
-// (ToolProcess's secret), never on its command line.
+// (ExportProcess's secret), never on its command line.
 #include <string>
 
-#include "export/WindowsSigningOptions.h"
+#include "export/ExportService.h"
 
 namespace Lumenda3D {
 

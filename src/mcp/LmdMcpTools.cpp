@@ -322,8 +322,8 @@ json LmdMcpTools::exportGame(const json& arguments) {
     if (!editor_)
         return noEditor();
     const std::string platform = LmdMcpArgs::getString(arguments, "platform", "");
-    if (platform != "windows" && platform != "android" && platform != "web" && platform != "mac")
-        return errorResult("export_game requires 'platform': windows, android, web or mac.");
+    if (platform != "linux" && platform != "windows" && platform != "android" && platform != "web" && platform != "mac")
+        return errorResult("export_game requires 'platform': linux, windows, android, web or mac.");
     if (LmdMcpArgs::getString(arguments, "appName", "").empty())
         return errorResult("export_game requires a non-empty 'appName'.");
     json refusal = beginOperation("export_game");

@@ -3,20 +3,10 @@
 namespace Lumenda3D {
 
 bool ProjectDialog::beginFrame(const std::string& popupTitle, float baseWidth) {
-    if (!open_) {
-        // Hidden between frames: the popup goes too, or it would keep the editor from input.
-        if (shown_ && ImGui::BeginPopupModal(popup_.c_str())) {
-            ImGui::CloseCurrentPopup();
-            ImGui::EndPopup();
-        }
-        shown_ = false;
-        return false;
-    }
-    popup_ = popupTitle;
-    if (!openPopupWhenFree(popup_.c_str()) || !beginPopupModal(popup_.c_str(), baseWidth))
-        return false;
-    shown_ = true;
-    return true;
+    // The title of the popup that is up, so that a hidden dialog closes that one.
+    if (open_)
+        popup_ = popupTitle;
+    return beginModalWhileOpen(popup_.c_str(), baseWidth, open_, shown_);
 }
 
 void ProjectDialog::endFrame() {

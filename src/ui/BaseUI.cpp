@@ -122,6 +122,21 @@ bool BaseUI::openPopupWhenFree(const char* title) {
     return true;
 }
 
+bool BaseUI::beginModalWhileOpen(const char* title, float baseWidth, bool open, bool& shown) {
+    if (!open) {
+        if (shown && ImGui::BeginPopupModal(title)) {
+            ImGui::CloseCurrentPopup();
+            ImGui::EndPopup();
+        }
+        shown = false;
+        return false;
+    }
+    if (!openPopupWhenFree(title) || !beginPopupModal(title, baseWidth))
+        return false;
+    shown = true;
+    return true;
+}
+
 bool BaseUI::keyPressedOnce(ImGuiKey key) {
     const int index = ImGui::GetKeyIndex(key);
     return index >= 0 && ImGui::IsKeyPressed(index, false);

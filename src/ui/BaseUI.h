@@ -90,6 +90,10 @@ protected:
     // A modal popup centred on the display, `baseWidth` wide by the DPI rule (0: fits its content),
     // growing downward with its content. Call EndPopup when it returns true.
     static bool beginPopupModal(const char* title, float baseWidth = 0.0f, ImGuiWindowFlags flags = 0);
+    // One frame of a dialog's modal: while `open`, opens it when free and begins it (true: draw the
+    // body, then EndPopup); once hidden, closes the popup it left up, or it would keep the editor
+    // from input. `shown` remembers whether the popup was up in an earlier frame.
+    static bool beginModalWhileOpen(const char* title, float baseWidth, bool open, bool& shown);
     // Whether `key` went down in this frame (a held key's repeats do not count): a dialog's Enter
     // and Escape, wherever its keyboard focus is.
     static bool keyPressedOnce(ImGuiKey key);

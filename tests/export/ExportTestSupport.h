@@ -14,7 +14,7 @@
 #include <vector>
 
 #include "export/ComponentManager.h"
-#include "export/ToolProcess.h"
+#include "export/ExportProcess.h"
 
 namespace Lumenda3D::test {
 
@@ -54,7 +54,7 @@ inline void makeStandInExe(const std::string& path) {
     ASSERT_FALSE(makensis.empty()) << "makensis is needed (Debian package nsis)";
     const std::string script = path + ".nsi";
     writeFile(script, "Unicode true\nOutFile \"" + path + "\"\nSilentInstall silent\nSection\nSectionEnd\n");
-    const ToolProcess::Result r = ToolProcess::run(makensis, {"-V1", script});
+    const ExportProcess::Result r = ExportProcess::run({makensis, "-V1", script});
     ASSERT_TRUE(r.ok()) << r.output;
     std::filesystem::remove(script);
 }
@@ -117,14 +117,9 @@ inline std::string zipBytes(const std::vector<ZipEntry>& entries) {
 }
 
 // Runs 7z with `args`; its output.
-inline ToolProcess::Result sevenZip(const std::vector<std::string>& args) {
-    const std::string program = ToolProcess::findOnPath("7z", {"/usr/bin"});
-    if (program.empty()) {
-        ToolProcess::Result none;
-        none.output = "7z is not installed (Debian package p7zip-full)";
-        return none;
-    }
-    return ToolProcess::run(program, args);
+inline ExportProcess::Result sevenZip(std::vector<std::string> args) {
+    args.insert(args.begin(), "7z");
+    return ExportProcess::run(args);
 }
 
 } // namespace Lumenda3D::test

@@ -202,8 +202,8 @@ protected:
     }
     // The installer's script as makensis reads it (its preprocessor resolved the !ifdef lines).
     std::string preprocessedScript() {
-        const ToolProcess::Result r = ToolProcess::run(ComponentManager::findProgram("nsis"),
-                                                       {"-PPO", "-NOCD", scratch_ / "work/installer.nsi"});
+        const ExportProcess::Result r =
+            ExportProcess::run({ComponentManager::findProgram("nsis"), "-PPO", "-NOCD", scratch_ / "work/installer.nsi"});
         EXPECT_TRUE(r.ok()) << r.output;
         return r.output;
     }
@@ -219,13 +219,13 @@ TEST_F(InstallerTest, InstallerHoldsTheGameAnd7zUnpacksIt) {
     ASSERT_TRUE(WindowsZipPackager::isWindowsExecutable(b.outputPath));
     EXPECT_FALSE(leftoversBeside(b.outputPath));
 
-    const ToolProcess::Result list = sevenZip({"l", b.outputPath});
+    const ExportProcess::Result list = sevenZip({"l", b.outputPath});
     ASSERT_TRUE(list.ok()) << list.output;
     for (const char* name : {"Space Race.exe", "bin.dat", "app.json", "OgreMain.dll", "app.ico", "Uninstall.exe"})
         EXPECT_NE(list.output.find(name), std::string::npos) << name << "\n" << list.output;
 
     const std::string out = scratch_ / "unpacked";
-    const ToolProcess::Result unpack = sevenZip({"x", "-y", "-o" + out, b.outputPath});
+    const ExportProcess::Result unpack = sevenZip({"x", "-y", "-o" + out, b.outputPath});
     ASSERT_TRUE(unpack.ok()) << unpack.output;
     EXPECT_EQ(readAll(out + "/game/bin.dat"), readAll(in_.packagePath));
     EXPECT_EQ(readAll(out + "/game/app.json"), in_.appJson + "\n");
@@ -243,7 +243,7 @@ TEST_F(InstallerTest, WithoutTheDesktopOptionNoDesktopShortcutIsMade) {
     const NsisBuilder::Input b = installerInput(false);
     std::string error;
     ASSERT_TRUE(NsisBuilder::build(b, error)) << error;
-    const ToolProcess::Result list = sevenZip({"l", b.outputPath});
+    const ExportProcess::Result list = sevenZip({"l", b.outputPath});
     ASSERT_TRUE(list.ok()) << list.output;
     EXPECT_NE(list.output.find("Space Race.exe"), std::string::npos);
     const std::string script = preprocessedScript();

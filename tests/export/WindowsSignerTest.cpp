@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "ExportTestSupport.h"
+#include "export/ExportProcess.h"
 #include "export/WindowsSigner.h"
 
 namespace Lumenda3D::test {
@@ -14,17 +15,17 @@ namespace fs = std::filesystem;
 class WindowsSignerTest : public ::testing::Test {
 protected:
     void SetUp() override {
-        openssl_ = ToolProcess::findOnPath("openssl", {"/usr/bin"});
+        openssl_ = ExportProcess::findOnPath("openssl");
         verifier_ = ComponentManager::findProgram("osslsigncode");
         if (openssl_.empty() || verifier_.empty() || ComponentManager::findProgram("nsis").empty())
             GTEST_SKIP() << "openssl, osslsigncode and makensis are needed";
-        const ToolProcess::Result key =
-            ToolProcess::run(openssl_, {"req", "-x509", "-newkey", "rsa:2048", "-nodes", "-keyout", scratch_ / "key.pem",
+        const ExportProcess::Result key =
+            ExportProcess::run({openssl_, "req", "-x509", "-newkey", "rsa:2048", "-nodes", "-keyout", scratch_ / "key.pem",
                                         "-out", scratch_ / "cert.pem", "-subj", "/CN=Lumenda3D Test Publisher",
                                         "-days", "2", "-addext", "extendedKeyUsage=codeSigning"});
         ASSERT_TRUE(key.ok()) << key.output;
-        const ToolProcess::Result pfx =
-            ToolProcess::run(openssl_, {"pkcs12", "-export", "-out", scratch_ / "cert.pfx", "-inkey", scratch_ / "key.pem",
+        const ExportProcess::Result pfx =
+            ExportProcess::run({openssl_, "pkcs12", "-export", "-out", scratch_ / "cert.pfx", "-inkey", scratch_ / "key.pem",
                                         "-in", scratch_ / "cert.pem", "-passout", "pass:" + password_});
         ASSERT_TRUE(pfx.ok()) << pfx.output;
         makeStandInExe(scratch_ / "Game.exe");
@@ -40,8 +41,8 @@ protected:
         return in;
     }
 
-    ToolProcess::Result verify(const std::string& file) {
-        return ToolProcess::run(verifier_, {"verify", "-CAfile", scratch_ / "cert.pem", "-in", file});
+    ExportProcess::Result verify(const std::string& file) {
+        return ExportProcess::run({verifier_, "verify", "-CAfile", scratch_ / "cert.pem", "-in", file});
     }
 
     ScratchDir scratch_;
@@ -53,7 +54,7 @@ TEST_F(WindowsSignerTest, SignedProgramVerifiesAgainstTheCertificate) {
     EXPECT_FALSE(verify(scratch_ / "Game.exe").ok());   // not signed yet
     std::string error;
     ASSERT_TRUE(WindowsSigner::sign(input(), error)) << error;
-    const ToolProcess::Result checked = verify(scratch_ / "Game.exe");
+    const ExportProcess::Result checked = verify(scratch_ / "Game.exe");
     EXPECT_TRUE(checked.ok()) << checked.output;
     EXPECT_NE(checked.output.find("Signature verification: ok"), std::string::npos) << checked.output;
     EXPECT_NE(checked.output.find("Lumenda3D Test Publisher"), std::string::npos);
@@ -98,23 +99,20 @@ TEST_F(WindowsSignerTest, BadOptionsAreRefusedBeforeTheToolRuns) {
 }
 
 // The secret reaches the child on a pipe, not on its command line.
-TEST(ToolProcess, SecretArrivesOnItsDescriptorAndOutputIsCaptured) {
-    const std::string sh = ToolProcess::findOnPath("sh", {"/bin"});
-    ASSERT_FALSE(sh.empty());
+TEST(ExportProcessSecret, SecretArrivesOnItsDescriptorAndOutputIsCaptured) {
     const std::string secret = "pass word $1 \"quoted\"";
-    const ToolProcess::Result r =
-        ToolProcess::run(sh, {"-c", "cat /dev/fd/3; echo; cat /proc/$$/cmdline | tr '\\0' ' '; echo err >&2; exit 3"},
-                         &secret);
+    const ExportProcess::Result r = ExportProcess::run(
+        {"sh", "-c", "cat /dev/fd/3; echo; cat /proc/$$/cmdline | tr '\\0' ' '; echo err >&2; exit 3"}, {}, &secret);
     EXPECT_TRUE(r.started);
     EXPECT_EQ(r.exitCode, 3);
     EXPECT_EQ(r.output.find(secret), 0u) << r.output;
     EXPECT_EQ(r.output.find(secret, 1), std::string::npos) << "the secret was on a command line: " << r.output;
     EXPECT_NE(r.output.find("err"), std::string::npos);
 
-    const ToolProcess::Result missing = ToolProcess::run("/nonexistent/tool", {});
-    EXPECT_FALSE(missing.started);
-    EXPECT_NE(missing.output.find("not an executable"), std::string::npos);
-    EXPECT_EQ(ToolProcess::lastLines("a\n\nb\r\nc\n", 2), "b | c");
+    // Without a secret the child's descriptor 3 is not open.
+    const ExportProcess::Result none = ExportProcess::run({"sh", "-c", "cat /dev/fd/3"});
+    EXPECT_NE(none.exitCode, 0);
+    EXPECT_EQ(ExportProcess::lastLines("a\n\nb\r\nc\n", 2), "b | c");
 }
 
 } // namespace

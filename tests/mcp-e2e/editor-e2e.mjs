@@ -520,6 +520,35 @@ test('save_project_as local, edit, open_project refuses then opens with force, l
   assert.ok(projects.local.includes(SAVED_PROJECT), JSON.stringify(projects));
 });
 
+test('export_game for linux delivers a folder and an archive, with the progress scale on the way; windows says what is missing', async () => {
+  const reply = await call('export_game', { platform: 'linux', appName: 'E2E Game' });
+  assert.ok(!reply.isError, `export_game failed: ${textOf(reply)}`);
+  const seen = [];
+  const record = await waitFor('export_game to finish', async () => {
+    const r = JSON.parse(await callOk('get_operation_status'));
+    assert.equal(r.operation, 'export_game');
+    if (r.state !== 'running') return r;
+    seen.push([r.progress, r.stage]);
+    return null;
+  }, 180000);
+  assert.equal(record.state, 'done', JSON.stringify(record));
+  const archive = path.join(dataRoot, 'exports', 'E2E Game-linux.tar.gz');
+  assert.equal(record.result, archive);
+  assert.ok(existsSync(archive), `${archive} was written`);
+  assert.ok(existsSync(path.join(dataRoot, 'exports', 'E2E Game-linux', 'game', 'bin.dat')));
+  assert.ok(existsSync(path.join(dataRoot, 'exports', 'E2E Game-linux', 'AppRun')));
+  for (let i = 1; i < seen.length; ++i)
+    assert.ok(seen[i][0] >= seen[i - 1][0], `progress only grows: ${JSON.stringify(seen)}`);
+  for (const [fraction, stage] of seen)
+    assert.ok(typeof fraction === 'number' && fraction >= 0 && fraction <= 1 && stage !== undefined, JSON.stringify(seen));
+
+  await callOk('export_game', { platform: 'windows', appName: 'E2E Game' });
+  const windows = await operationOutcome('export_game');
+  assert.equal(windows.state, 'failed', JSON.stringify(windows));
+  assert.match(windows.error, /No Windows runtime template is available/);
+  assert.ok(!existsSync(path.join(dataRoot, 'exports', 'E2E Game-windows.zip')));
+});
+
 // --- through the stdio bridge ------------------------------------------------------------------
 
 test('the same client through lmd-mcp over stdio', async () => {

@@ -44,6 +44,23 @@ namespace {
 
 constexpr const char* kCaptureTextureName = "LmdSceneCapture";
 
+// An exported game carries OGRE's render system plugins and shader library in "ogre/" beside the
+// player (the machine it runs on may have no OGRE installed); a build of this tree uses the
+// system's.
+std::string ogreDirBeside(const char* sub, const char* probe, const char* fallback) {
+    const std::string exeDir = LmdPaths::executableDir();
+    std::error_code ec;
+    if (!exeDir.empty()) {
+        const std::filesystem::path dir = std::filesystem::path(exeDir) / "ogre" / sub;
+        if (std::filesystem::exists(dir / probe, ec))
+            return dir.string();
+    }
+    return fallback;
+}
+
+std::string ogrePluginDir() { return ogreDirBeside("plugins", "RenderSystem_GL3Plus.so", LMD_OGRE_PLUGIN_DIR); }
+std::string ogreMediaDir() { return ogreDirBeside("media", "RTShaderLib", LMD_OGRE_MEDIA_DIR); }
+
 } // namespace
 
 // Listens to the render window: opens the ImGui frame before the main viewport renders and
@@ -107,8 +124,9 @@ void LmdAppContext::createRoot() {
     }
     // No plugins.cfg and no ogre.cfg: the plugins and options are chosen here.
     mRoot = OGRE_NEW Ogre::Root("", "", "");
-    mRoot->loadPlugin(LMD_OGRE_PLUGIN_DIR "/RenderSystem_GL3Plus");
-    mRoot->loadPlugin(LMD_OGRE_PLUGIN_DIR "/Codec_STBI");
+    const std::string plugins = ogrePluginDir();
+    mRoot->loadPlugin(plugins + "/RenderSystem_GL3Plus");
+    mRoot->loadPlugin(plugins + "/Codec_STBI");
     mOverlaySystem = OGRE_NEW Ogre::OverlaySystem();
 }
 
@@ -139,7 +157,7 @@ bool LmdAppContext::oneTimeConfig() {
 void LmdAppContext::locateResources() {
     // The RTShaderSystem's shader library and OGRE's internal shaders (OgreUnifiedShader.h).
     auto& groups = Ogre::ResourceGroupManager::getSingleton();
-    const std::string media = LMD_OGRE_MEDIA_DIR;
+    const std::string media = ogreMediaDir();
     groups.addResourceLocation(media + "/ShadowVolume", "FileSystem", Ogre::RGN_INTERNAL);
     groups.addResourceLocation(media + "/RTShaderLib/materials", "FileSystem", Ogre::RGN_INTERNAL);
     // Our own shader library files come first: they replace OGRE's of the same name (LmdShadows).
