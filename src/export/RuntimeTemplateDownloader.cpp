@@ -33,9 +33,13 @@ struct RuntimeTemplateDownloader::Run {
 
 namespace {
 
-std::string megabytes(std::int64_t bytes) {
+// "12.5 MB", or "340 KB" below a megabyte.
+std::string sizeText(std::int64_t bytes) {
     char text[32];
-    std::snprintf(text, sizeof text, "%.1f", static_cast<double>(bytes) / (1024.0 * 1024.0));
+    if (bytes < (1 << 20))
+        std::snprintf(text, sizeof text, "%lld KB", static_cast<long long>((bytes + 1023) / 1024));
+    else
+        std::snprintf(text, sizeof text, "%.1f MB", static_cast<double>(bytes) / (1024.0 * 1024.0));
     return text;
 }
 
@@ -196,7 +200,7 @@ void RuntimeTemplateDownloader::download(const std::shared_ptr<Run>& run, const 
     request.onProgress = [run, what, expected](std::int64_t received, std::int64_t total) {
         const std::int64_t size = total > 0 ? total : expected;
         const float part = size > 0 ? std::min(1.0f, static_cast<float>(received) / static_cast<float>(size)) : 0.0f;
-        run->report(0.05f + 0.85f * part, what + " (" + megabytes(received) + " of " + megabytes(size) + " MB)...");
+        run->report(0.05f + 0.85f * part, what + " (" + sizeText(received) + " of " + sizeText(size) + ")...");
     };
     run->client->send(std::move(request), [self = *this, run, entry, name](const HttpResponse& response) {
         if (!response.success) {

@@ -4,6 +4,7 @@
 // end the export.
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
 #include <thread>
 
@@ -15,6 +16,7 @@
 #include "export/TemplateManager.h"
 #include "export/WindowsExportStep.h"
 #include "export/WindowsZipPackager.h"
+#include "services/LoopbackHttpServer.h"
 #include "services/MyHttpClient.h"
 
 namespace Lumenda3D::test {
@@ -180,6 +182,73 @@ TEST_F(WindowsExportTest, ASigningFailureEndsTheExportWithoutAnInstaller) {
     o.windowsSigning.certificatePath = scratch_ / "missing.pfx";
     const Outcome missing = run(o, setup);
     EXPECT_EQ(missing.text, "Signing failed: the certificate " + (scratch_ / "missing.pfx") + " does not exist or cannot be read");
+}
+
+// A signed installer export: the application and the installer are signed and timestamped by a
+// time-stamping authority on loopback (openssl ts), and both signatures verify.
+TEST_F(WindowsExportTest, ASignedInstallerExportSignsAndTimestampsTheProgramAndTheInstaller) {
+    const std::string openssl = ExportProcess::findOnPath("openssl");
+    const std::string osslsigncode = ComponentManager::findProgram("osslsigncode");
+    if (openssl.empty() || osslsigncode.empty())
+        GTEST_SKIP() << "openssl and osslsigncode are needed";
+    const std::string d = (scratch_.path() / "keys").string();
+    fs::create_directories(d);
+    auto make = [&](const std::vector<std::string>& args) {
+        std::vector<std::string> argv = {openssl};
+        argv.insert(argv.end(), args.begin(), args.end());
+        const ExportProcess::Result r = ExportProcess::run(argv);
+        EXPECT_TRUE(r.ok()) << r.output;
+    };
+    make({"req", "-x509", "-newkey", "rsa:2048", "-nodes", "-keyout", d + "/key.pem", "-out", d + "/cert.pem", "-subj",
+          "/CN=Cave Run Publisher", "-days", "2", "-addext", "extendedKeyUsage=codeSigning"});
+    make({"pkcs12", "-export", "-out", d + "/cert.pfx", "-inkey", d + "/key.pem", "-in", d + "/cert.pem", "-passout",
+          "pass:pfx pass"});
+    make({"req", "-x509", "-newkey", "rsa:2048", "-nodes", "-keyout", d + "/tsa.key", "-out", d + "/tsa.pem", "-subj",
+          "/CN=Test Time Stamping", "-days", "2", "-addext", "extendedKeyUsage=critical,timeStamping"});
+    writeFile(d + "/serial", "01\n");
+    writeFile(d + "/tsa.cnf", "[ tsa ]\ndefault_tsa = t\n[ t ]\nserial = " + d + "/serial\nsigner_digest = sha256\n"
+                              "default_policy = 1.2.3.4.1\ndigests = sha256, sha1\ness_cert_id_alg = sha256\n");
+    LoopbackHttpServer tsa;
+    std::atomic<int> stamps{0};
+    tsa.server().Post("/tsa", [&](const httplib::Request& req, httplib::Response& res) {
+        const std::string query = d + "/q" + std::to_string(++stamps) + ".tsq", reply = query + ".tsr";
+        writeFile(query, req.body);
+        const ExportProcess::Result r = ExportProcess::run({openssl, "ts", "-reply", "-config", d + "/tsa.cnf",
+                                                            "-queryfile", query, "-signer", d + "/tsa.pem", "-inkey",
+                                                            d + "/tsa.key", "-out", reply});
+        if (!r.ok()) {
+            res.status = 500;
+            return;
+        }
+        res.set_content(readAll(reply), "application/timestamp-reply");
+    });
+    tsa.start();
+
+    ExportService::Options o = options(ExportService::WindowsFormat::Installer);
+    o.windowsSigning.certificatePath = d + "/cert.pfx";
+    o.windowsSigning.password = "pfx pass";
+    o.windowsSigning.timestampUrl = tsa.url("/tsa");
+    const std::string setup = exports("Cave Run-setup.exe");
+    const Outcome outcome = run(o, setup);
+    ASSERT_TRUE(outcome.ok) << outcome.text;
+    EXPECT_EQ(outcome.packaging(), (Steps{{0.88f, "Packaging the game..."},
+                                          {0.90f, "Signing the application..."},
+                                          {0.92f, "Building the installer (this can take a minute)..."},
+                                          {0.97f, "Signing the installer..."},
+                                          {1.0f, "Done"}}));
+    EXPECT_EQ(stamps, 2);
+    auto verify = [&](const std::string& file) {
+        return ExportProcess::run({osslsigncode, "verify", "-CAfile", d + "/cert.pem", "-TSA-CAfile", d + "/tsa.pem",
+                                   "-in", file});
+    };
+    const ExportProcess::Result installer = verify(setup);
+    EXPECT_TRUE(installer.ok()) << installer.output;
+    EXPECT_NE(installer.output.find("Cave Run Publisher"), std::string::npos);
+    EXPECT_NE(installer.output.find("Test Time Stamping"), std::string::npos) << installer.output;
+    const std::string out = scratch_ / "installed";
+    ASSERT_TRUE(sevenZip({"x", "-y", "-o" + out, setup}).ok());
+    const ExportProcess::Result program = verify(out + "/Cave Run.exe");
+    EXPECT_TRUE(program.ok()) << program.output;
 }
 
 TEST(WindowsExportStep, TheZipOfAnInstallerExportStandsBesideIt) {
