@@ -8,6 +8,7 @@
 #include <set>
 
 #include "ExportTestSupport.h"
+#include "FileSizeLimit.h"
 #include "export/NsisBuilder.h"
 #include "export/WindowsAppIcon.h"
 #include "export/WindowsZipPackager.h"
@@ -119,6 +120,26 @@ TEST(WindowsZipPackager, AnUnwritableDestinationFailsWithoutLeavingAPart) {
     EXPECT_FALSE(WindowsZipPackager::package(in, error, result));
     EXPECT_NE(error.find(in.outputPath), std::string::npos) << error;
     EXPECT_TRUE(fs::is_directory(in.outputPath));
+    EXPECT_FALSE(leftoversBeside(in.outputPath));
+}
+
+TEST(WindowsZipPackager, AFullDiskLeavesTheOldZipAndNoPart) {
+    ScratchDir scratch;
+    const WindowsPackageInput in = packageInput(scratch);
+    std::string noise(200000, '\0');
+    std::mt19937 random(7);
+    for (char& c : noise)
+        c = static_cast<char>(random());   // does not compress: the ZIP outgrows every file in it
+    writeFile(in.assetsDir + "/sounds/music.ogg", noise);
+    writeFile(in.outputPath, "the export of yesterday");
+    std::string error;
+    WindowsPackageResult result;
+    {
+        FileSizeLimit disk(230000);
+        EXPECT_FALSE(WindowsZipPackager::package(in, error, result));
+    }
+    EXPECT_NE(error.find("cannot write " + in.outputPath), std::string::npos) << error;
+    EXPECT_EQ(readAll(in.outputPath), "the export of yesterday");
     EXPECT_FALSE(leftoversBeside(in.outputPath));
 }
 
