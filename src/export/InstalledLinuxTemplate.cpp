@@ -6,7 +6,7 @@
 
 #include "base/LmdLog.h"
 #include "base/LmdPaths.h"
-#include "export/ExportWorkFolder.h"
+#include "export/ExportFiles.h"
 #include "services/FileManager.h"
 
 namespace fs = std::filesystem;
@@ -43,7 +43,7 @@ void InstalledLinuxTemplate::fetch(ExportService::Platform platform, std::shared
     // Built beside its place, then swapped in: an interrupted build never looks like a template.
     std::error_code ec;
     fs::create_directories(fs::path(folder_).parent_path(), ec);
-    const std::string temp = ExportWorkFolder::beside(folder_, "building");
+    const std::string temp = ExportFiles::workFolderBeside(folder_, "building");
     std::string error;
     if (!LinuxTemplateBuilder::build(inputs_, temp, progress, error)) {
         fs::remove_all(temp, ec);

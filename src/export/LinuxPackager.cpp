@@ -2,11 +2,9 @@
 
 #include <filesystem>
 
-#include <unistd.h>
-
+#include "export/ExportFiles.h"
 #include "export/ExportProcess.h"
 #include "export/ExportState.h"
-#include "export/ExportWorkFolder.h"
 #include "export/LocalExportService.h"
 #include "services/FileManager.h"
 #include "services/LmdJobService.h"
@@ -20,40 +18,6 @@ constexpr const char* kArchiveSuffix = ".tar.gz";
 
 bool endsWith(const std::string& text, const std::string& suffix) {
     return text.size() >= suffix.size() && text.compare(text.size() - suffix.size(), suffix.size(), suffix) == 0;
-}
-
-bool copyInto(const fs::path& from, const fs::path& to, std::string& error) {
-    std::error_code ec;
-    fs::copy(from, to, fs::copy_options::recursive | fs::copy_options::copy_symlinks, ec);
-    if (ec)
-        error = "cannot copy '" + from.string() + "': " + ec.message();
-    return !ec;
-}
-
-// Moves `from` to `to`, replacing what is there: the old one is set aside first and removed only
-// once the new one stands.
-bool replaceWith(const fs::path& from, const fs::path& to, std::string& error) {
-    std::error_code ec;
-    const fs::path aside = to.parent_path() / ("." + to.filename().string() + ".old-" + std::to_string(getpid()));
-    fs::remove_all(aside, ec);
-    const bool hadOld = fs::exists(fs::symlink_status(to, ec));
-    if (hadOld) {
-        fs::rename(to, aside, ec);
-        if (ec) {
-            error = "cannot replace '" + to.string() + "': " + ec.message();
-            return false;
-        }
-    }
-    fs::rename(from, to, ec);
-    if (ec) {
-        error = "cannot put the export at '" + to.string() + "': " + ec.message();
-        std::error_code ignored;
-        if (hadOld)
-            fs::rename(aside, to, ignored);
-        return false;
-    }
-    fs::remove_all(aside, ec);
-    return true;
 }
 
 } // namespace
@@ -80,7 +44,7 @@ bool LinuxPackager::assemble(const std::string& templateDir, const std::string& 
         error = "cannot create the folder '" + destination.string() + "': " + ec.message();
         return false;
     }
-    const fs::path staging = ExportWorkFolder::beside(paths.folder, "building");
+    const fs::path staging = ExportFiles::workFolderBeside(paths.folder, "building");
     auto fail = [&](const std::string& text) {
         error = text;
         std::error_code ignored;
@@ -95,14 +59,14 @@ bool LinuxPackager::assemble(const std::string& templateDir, const std::string& 
         if (entry.path().filename() == "template.json")
             continue;
         std::string copyError;
-        if (!copyInto(entry.path(), top / entry.path().filename(), copyError))
+        if (!ExportFiles::copyTree(entry.path().string(), (top / entry.path().filename()).string(), copyError))
             return fail(copyError);
     }
     if (ec)
         return fail("cannot read the runtime template '" + templateDir + "': " + ec.message());
     const fs::path game = top / "game";
     std::string copyError;
-    if (!copyInto(assetsDir, game, copyError))
+    if (!ExportFiles::copyTree(assetsDir, game.string(), copyError))
         return fail(copyError);
     fs::copy_file(packagePath, game / "bin.dat", ec);
     if (ec)
@@ -116,7 +80,8 @@ bool LinuxPackager::assemble(const std::string& templateDir, const std::string& 
     if (!tar.ok())
         return fail("the archive could not be made: " + (tar.output.empty() ? std::string("tar failed") : tar.output));
 
-    if (!replaceWith(archive, paths.archive, error) || !replaceWith(top, paths.folder, error))
+    if (!ExportFiles::replaceWith(archive.string(), paths.archive, error) ||
+        !ExportFiles::replaceWith(top.string(), paths.folder, error))
         return fail(error);
     fs::remove_all(staging, ec);
     return true;

@@ -9,6 +9,7 @@
 
 #include "base/LmdPaths.h"
 #include "base/LmdVersion.h"
+#include "export/ExportFiles.h"
 #include "export/ExportProcess.h"
 #include "services/FileManager.h"
 
@@ -42,22 +43,6 @@ std::string baseOf(const std::string& soname) {
     const std::string file = fs::path(soname).filename().string();
     const size_t so = file.find(".so");
     return so == std::string::npos ? file : file.substr(0, so);
-}
-
-bool copyTree(const fs::path& from, const fs::path& to, std::string& error) {
-    std::error_code ec;
-    fs::copy(from, to, fs::copy_options::recursive | fs::copy_options::copy_symlinks, ec);
-    if (ec)
-        error = "cannot copy '" + from.string() + "' into the template: " + ec.message();
-    return !ec;
-}
-
-bool copyFile(const fs::path& from, const fs::path& to, std::string& error) {
-    std::error_code ec;
-    fs::copy_file(fs::canonical(from, ec), to, fs::copy_options::overwrite_existing, ec);
-    if (ec)
-        error = "cannot copy '" + from.string() + "' into the template: " + ec.message();
-    return !ec;
 }
 
 std::string fileStamp(const std::string& path) {
@@ -163,7 +148,7 @@ bool LinuxTemplateBuilder::build(const Inputs& inputs, const std::string& destin
 
     report(0.1f, "Building the Linux runtime template: the player...");
     const fs::path player = root / "lumenda3d-player";
-    if (!copyFile(inputs.playerPath, player, error))
+    if (!ExportFiles::copyFile(inputs.playerPath, player.string(), error))
         return false;
     if (!ExportProcess::findOnPath("strip").empty())
         ExportProcess::run({"strip", "--strip-unneeded", player.string()}); // smaller; the copy runs unstripped otherwise
@@ -182,7 +167,7 @@ bool LinuxTemplateBuilder::build(const Inputs& inputs, const std::string& destin
             return false;
         }
         const fs::path plugins = root / "ogre" / "plugins";
-        if (!copyFile(real, plugins / real.filename(), error))
+        if (!ExportFiles::copyFile(real.string(), (plugins / real.filename()).string(), error))
             return false;
         if (real.filename() != plugin) {
             fs::create_symlink(real.filename(), plugins / plugin, ec);
@@ -194,11 +179,11 @@ bool LinuxTemplateBuilder::build(const Inputs& inputs, const std::string& destin
         binaries.push_back(from.string());
     }
     for (const char* media : kOgreMedia)
-        if (!copyTree(fs::path(inputs.ogreMediaDir) / media, root / "ogre" / "media" / media, error))
+        if (!ExportFiles::copyTree((fs::path(inputs.ogreMediaDir) / media).string(), (root / "ogre" / "media" / media).string(), error))
             return false;
     for (const char* media : kRuntimeMedia) {
         const fs::path from = fs::path(inputs.mediaDir) / media;
-        if (fs::exists(from, ec) && !copyTree(from, root / "media" / media, error))
+        if (fs::exists(from, ec) && !ExportFiles::copyTree(from.string(), (root / "media" / media).string(), error))
             return false;
     }
 
@@ -216,7 +201,7 @@ bool LinuxTemplateBuilder::build(const Inputs& inputs, const std::string& destin
         for (const Library& library : libraries) {
             if (isDesktopLibrary(library.soname) || !copied.insert(library.soname).second)
                 continue;
-            if (!copyFile(library.path, root / "lib" / library.soname, error))
+            if (!ExportFiles::copyFile(library.path, (root / "lib" / library.soname).string(), error))
                 return false;
         }
     }

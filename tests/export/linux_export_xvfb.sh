@@ -13,9 +13,11 @@ exporter=$1
 artifacts=$2
 shift 2
 mkdir -p "$artifacts"
+artifacts=$(cd "$artifacts" && pwd)
+exporter=$(cd "$(dirname "$exporter")" && pwd)/$(basename "$exporter")
 work=$(mktemp -d "${TMPDIR:-/tmp}/lmd-export-e2e.XXXXXX")
 trap 'rm -rf "$work"' EXIT
-build_dir=$(cd "$(dirname "$exporter")" && pwd)
+build_dir=$(dirname "$exporter")
 failures=0
 
 fail() {
@@ -23,24 +25,30 @@ fail() {
   failures=$((failures + 1))
 }
 
-# Mean and deviation of a PNG's brightness (8-bit RGB, as the player writes it).
+# Mean and deviation of a PNG's brightness (8-bit grey, RGB or RGBA, or a palette of any depth:
+# the player's encoder picks the smallest form that holds the picture).
 png_stats() {
   python3 - "$1" <<'PY'
 import struct, sys, zlib
 data = open(sys.argv[1], 'rb').read()
 assert data[:8] == b'\x89PNG\r\n\x1a\n', 'not a PNG'
-pos, idat, width, height = 8, b'', 0, 0
+pos, idat, palette = 8, b'', []
 while pos < len(data):
     length, kind = struct.unpack('>I4s', data[pos:pos + 8])
     body = data[pos + 8:pos + 8 + length]
     if kind == b'IHDR':
-        width, height, depth, colour = struct.unpack('>IIBB', body[:10])
-        assert depth == 8 and colour == 2, 'expected 8-bit RGB'
+        width, height, depth, colour, _, _, interlace = struct.unpack('>IIBBBBB', body[:13])
+        assert interlace == 0, 'interlaced'
+    elif kind == b'PLTE':
+        palette = [tuple(body[i:i + 3]) for i in range(0, len(body), 3)]
     elif kind == b'IDAT':
         idat += body
     pos += 12 + length
-raw, stride, bpp = zlib.decompress(idat), width * 3, 3
-prev, total, total2, n = bytearray(stride), 0.0, 0.0, 0
+channels = {0: 1, 2: 3, 3: 1, 4: 2, 6: 4}[colour]
+assert depth == 8 or colour in (0, 3), 'unexpected depth %d for colour type %d' % (depth, colour)
+bits = channels * depth
+stride, bpp = (width * bits + 7) // 8, max(1, bits // 8)
+raw, prev, values = zlib.decompress(idat), bytearray(stride), []
 for y in range(height):
     f, line = raw[y * (stride + 1)], bytearray(raw[y * (stride + 1) + 1:(y + 1) * (stride + 1)])
     for i in range(stride):
@@ -53,11 +61,17 @@ for y in range(height):
             p = a + b - c; pa, pb, pc = abs(p - a), abs(p - b), abs(p - c)
             line[i] = (line[i] + (a if pa <= pb and pa <= pc else b if pb <= pc else c)) & 255
     prev = line
-    for x in range(0, stride, 3 * 4):
-        l = 0.3 * line[x] + 0.59 * line[x + 1] + 0.11 * line[x + 2]
-        total += l; total2 += l * l; n += 1
-mean = total / n
-print('%.0f %.0f' % (mean, max(0.0, total2 / n - mean * mean) ** 0.5))
+    for x in range(0, width, 4):
+        if colour == 3 or (colour == 0 and depth < 8):
+            v = (line[x * depth // 8] >> (8 - depth - (x * depth) % 8)) & ((1 << depth) - 1)
+            rgb = palette[v] if colour == 3 else (v * 255 // ((1 << depth) - 1),) * 3
+        elif colour in (0, 4):
+            rgb = (line[x * channels],) * 3
+        else:
+            rgb = line[x * channels:x * channels + 3]
+        values.append(0.3 * rgb[0] + 0.59 * rgb[1] + 0.11 * rgb[2])
+mean = sum(values) / len(values)
+print('%.0f %.0f' % (mean, (sum(v * v for v in values) / len(values) - mean * mean) ** 0.5))
 PY
 }
 
