@@ -1,9 +1,9 @@
 #include "export/NsisBuilder.h"
 
 #include <filesystem>
-#include <random>
 
 #include "export/ComponentManager.h"
+#include "export/ExportFiles.h"
 #include "export/ExportProcess.h"
 #include "services/FileManager.h"
 
@@ -83,7 +83,8 @@ bool NsisBuilder::build(const Input& in, std::string& error) {
         return false;
     }
     Input temp = in;
-    temp.outputPath = in.outputPath + ".part-" + std::to_string(std::random_device{}() % 1000000);
+    fs::create_directories(fs::path(in.outputPath).parent_path(), ec);
+    temp.outputPath = ExportFiles::workFolderBeside(in.outputPath, "part");
     const std::string scriptPath = (fs::path(in.workDir) / "installer.nsi").string();
     std::string writeError;
     if (!FileManager::writeFileAtomic(scriptPath, script(temp, templateText), &writeError)) {

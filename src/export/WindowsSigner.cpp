@@ -2,9 +2,9 @@
 
 #include <filesystem>
 #include <fstream>
-#include <random>
 
 #include "export/ComponentManager.h"
+#include "export/ExportFiles.h"
 #include "export/ExportProcess.h"
 
 namespace Lumenda3D {
@@ -45,7 +45,7 @@ bool WindowsSigner::sign(const Input& in, std::string& error) {
         error = "osslsigncode is not installed (Debian package osslsigncode)";
         return false;
     }
-    const std::string signedPath = in.filePath + ".signed-" + std::to_string(std::random_device{}() % 1000000);
+    const std::string signedPath = ExportFiles::workFolderBeside(in.filePath, "signed");
     std::vector<std::string> args = {program, "sign", "-pkcs12", in.options.certificatePath, "-readpass", ExportProcess::kSecretPath,
                                      "-h", "sha256"};
     if (!in.description.empty()) {

@@ -4,48 +4,14 @@
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
-#include <random>
 #include <vector>
 #include <zip.h>
+
+#include "export/ExportFiles.h"
 
 namespace Lumenda3D {
 namespace fs = std::filesystem;
 namespace {
-
-std::string tempBeside(const std::string& path) {
-    std::random_device rd;
-    return path + ".part-" + std::to_string(rd() % 1000000);
-}
-
-// Copies a folder's content, refusing links that point out of it (a template is outside input).
-bool copyTree(const fs::path& from, const fs::path& to, std::string& error) {
-    std::error_code ec;
-    fs::create_directories(to, ec);
-    for (auto it = fs::recursive_directory_iterator(from, ec); !ec && it != fs::recursive_directory_iterator();
-         it.increment(ec)) {
-        const fs::path rel = fs::relative(it->path(), from, ec);
-        if (ec)
-            break;
-        const fs::path target = to / rel;
-        if (it->is_symlink()) {
-            error = "the template holds a link (" + rel.string() + "); runtime templates hold plain files only";
-            return false;
-        }
-        if (it->is_directory())
-            fs::create_directories(target, ec);
-        else if (it->is_regular_file())
-            fs::copy_file(it->path(), target, fs::copy_options::overwrite_existing, ec);
-        if (ec) {
-            error = "cannot copy " + rel.string() + ": " + ec.message();
-            return false;
-        }
-    }
-    if (ec) {
-        error = "cannot read " + from.string() + ": " + ec.message();
-        return false;
-    }
-    return true;
-}
 
 bool writeText(const fs::path& path, const std::string& text, std::string& error) {
     std::ofstream out(path, std::ios::binary | std::ios::trunc);
@@ -85,7 +51,7 @@ bool WindowsZipPackager::zipFolder(const std::string& dir, const std::string& to
         return false;
     }
     std::sort(entries.begin(), entries.end());
-    const std::string temp = tempBeside(zipPath);
+    const std::string temp = ExportFiles::workFolderBeside(zipPath, "part");
     int zipError = 0;
     zip_t* zip = zip_open(temp.c_str(), ZIP_CREATE | ZIP_TRUNCATE, &zipError);
     if (!zip) {
@@ -163,7 +129,8 @@ bool WindowsZipPackager::package(const WindowsPackageInput& in, std::string& err
     }
     fs::remove_all(in.stageDir, ec);
     const fs::path stage = in.stageDir;
-    if (!copyTree(in.templateDir, stage, error))
+    fs::create_directories(stage.parent_path(), ec);
+    if (!ExportFiles::copyTree(in.templateDir, stage.string(), error))
         return false;
     const std::string exeName = in.appFileName + ".exe";
     fs::rename(stage / kPlayerExe, stage / exeName, ec);
@@ -174,14 +141,12 @@ bool WindowsZipPackager::package(const WindowsPackageInput& in, std::string& err
     fs::remove(stage / kTemplateStamp, ec);
     // The game goes where the player of every target looks for it: the "game" folder beside it.
     const fs::path game = stage / "game";
-    if (!in.assetsDir.empty() && fs::is_directory(in.assetsDir, ec) && !copyTree(in.assetsDir, game, error))
+    if (!in.assetsDir.empty() && fs::is_directory(in.assetsDir, ec) &&
+        !ExportFiles::copyTree(in.assetsDir, game.string(), error))
         return false;
     fs::create_directories(game, ec);
-    fs::copy_file(in.packagePath, game / "bin.dat", fs::copy_options::overwrite_existing, ec);
-    if (ec) {
-        error = "cannot copy the game package: " + ec.message();
+    if (!ExportFiles::copyFile(in.packagePath, (game / "bin.dat").string(), error))
         return false;
-    }
     if (!writeText(game / "app.json", in.appJson + "\n", error))
         return false;
     fs::create_directories(fs::path(in.outputPath).parent_path(), ec);

@@ -55,7 +55,8 @@ WindowsPackageInput packageInput(const ScratchDir& scratch) {
 
 bool leftoversBeside(const std::string& path) {
     for (const auto& e : fs::directory_iterator(fs::path(path).parent_path()))
-        if (e.path().filename().string().find(".part-") != std::string::npos)
+        if (e.path().filename().string().find(".part-") != std::string::npos ||
+            e.path().filename().string().find(".building-") != std::string::npos)
             return true;
     return false;
 }
