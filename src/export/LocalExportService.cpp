@@ -185,7 +185,18 @@ void LocalExportService::start(ExportService::Platform platform, Lumenda3DEngine
     state->options = options;
     state->target = platform;
     state->progress = std::move(progress);
-    state->done = std::move(done);
+    // One export at a time: the next one empties the work folder that this one still reads.
+    if (running_) {
+        if (done)
+            done(false, "Another export is still running; wait until it has finished, then export again.");
+        return;
+    }
+    running_ = true;
+    state->done = [this, done = std::move(done)](bool ok, const std::string& text) {
+        running_ = false;
+        if (done)
+            done(ok, text);
+    };
 
     if (!state->engine || !state->client)
         return state->fail("Engine/HTTP client not available for export.");

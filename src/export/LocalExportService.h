@@ -43,6 +43,8 @@ public:
     LmdJobService* getJobService() const { return jobs_; }
     void setPackageStep(ExportService::Platform platform, PackageStep step);
     bool hasPackageStep(ExportService::Platform platform) const { return packagers_.count(platform) > 0; }
+    // True from an entry until its done callback: a second entry meanwhile is refused.
+    bool isRunning() const { return running_; }
 
     // The entries: (engine, document, the deliverable's absolute path, options, progress, done).
     void exportLinux(Lumenda3DEngine* engine, const std::string& xml, const std::string& outputPath,
@@ -95,6 +97,7 @@ private:
     std::shared_ptr<MyHttpClient> client_;
     LmdJobService* jobs_ = nullptr;
     std::map<ExportService::Platform, PackageStep> packagers_;
+    bool running_ = false;
 };
 
 } // namespace Lumenda3D

@@ -46,6 +46,24 @@ private:
     std::string folder_;
 };
 
+// Keeps the fetch waiting until release(), as a slow download would.
+class HeldTemplate : public TemplateSource {
+public:
+    explicit HeldTemplate(std::string folder) : folder_(std::move(folder)) {}
+    std::string describe() const override { return "a slow server"; }
+    void fetch(Platform, std::shared_ptr<MyHttpClient>, ExportService::Progress, Delivered delivered) override {
+        held_ = std::move(delivered);
+    }
+    void release() {
+        if (held_)
+            held_(true, folder_);
+    }
+
+private:
+    std::string folder_;
+    Delivered held_;
+};
+
 struct Outcome {
     bool finished = false;
     bool ok = false;
@@ -225,12 +243,29 @@ TEST_F(LocalExportServiceTest, FailuresComeInTheirOrderWithTheirTextsAndLeaveNoO
                          [&outcome](bool ok, const std::string& text) { outcome.ok = ok, outcome.text = text; });
     EXPECT_EQ(outcome.text, "Engine/HTTP client not available for export.");
 
+    // One export at a time: a second entry while a template is still being fetched is refused,
+    // and the first goes on.
+    auto slow = std::make_shared<HeldTemplate>(templateDir);
+    templates.clearSources(Platform::Linux);
+    templates.addSource(Platform::Linux, slow);
+    Outcome first, second;
+    service.exportLinux(&engine, kGame, output(Platform::Linux), {}, nullptr,
+                        [&first](bool ok, const std::string& text) { first.finished = true, first.ok = ok, first.text = text; });
+    EXPECT_TRUE(service.isRunning());
+    service.exportLinux(&engine, kGame, output(Platform::Linux), {}, nullptr,
+                        [&second](bool ok, const std::string& text) { second.ok = ok, second.text = text; });
+    EXPECT_EQ(second.text, "Another export is still running; wait until it has finished, then export again.");
+    slow->release();
+    EXPECT_TRUE(first.finished);
+    EXPECT_TRUE(first.ok) << first.text;
+    EXPECT_FALSE(service.isRunning());
+
     // A template without a Windows player (a Linux one, say) is never packed for Windows.
     templates.addSource(Platform::Windows, source);
     outcome = run(Platform::Windows, kGame);
     EXPECT_EQ(outcome.text, "Packaging failed: the Windows runtime template at " + templateDir +
                                 " has no lumenda3d-player.exe");
-    EXPECT_TRUE(exportsFolder().empty());
+    EXPECT_FALSE(fs::exists(output(Platform::Windows)));
 }
 
 TEST_F(LocalExportServiceTest, AssetsThatCannotBeHadAreNamedInTheLogAndTheGameIsStillDelivered) {
