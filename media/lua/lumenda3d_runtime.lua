@@ -22,6 +22,11 @@ R.F = {}           -- the game's functions
 R.dt = 0.0         -- length of the current frame in seconds
 R.time = 0.0       -- seconds since the level started
 R.levelName = ""   -- the running level
+-- The player's pointer (set by R.pointer) and the last click (R.clickAt): screen pixels from the
+-- game view's top-left, the world point under it, the object there ("" for none).
+R.mouseX, R.mouseY = 0.0, 0.0
+R.pointerX, R.pointerY, R.pointerZ, R.pointerObject = 0.0, 0.0, 0.0, ""
+R.clickX, R.clickY, R.clickZ, R.clickObject = 0.0, 0.0, 0.0, ""
 R.whileLimit = 100000 -- rounds one While may run before it is stopped
 
 -- Maximum timer rounds in one frame: a long stall does not turn into a burst of thousands.
@@ -611,6 +616,19 @@ end
 local function about(h, name)
   if h.def.about then return h.key == name end
   return isFrom(name, h.key)
+end
+
+-- Where the pointer is; the 3D point keeps its last value while the pointer meets nothing.
+function R.pointer(mx, my, hit, x, y, z, object)
+  R.mouseX, R.mouseY = mx, my
+  if hit then R.pointerX, R.pointerY, R.pointerZ = x, y, z end
+  R.pointerObject = object
+end
+
+-- A click on the game view, told before its OnClick runs.
+function R.clickAt(hit, x, y, z, object)
+  if hit then R.clickX, R.clickY, R.clickZ = x, y, z end
+  R.clickObject = object
 end
 
 function R.click(name)

@@ -330,7 +330,23 @@ void LmdRuntime::frameUpdate(float dt) {
     }
 }
 
+void LmdRuntime::tellPointer() {
+    if (!mPointerKnown)
+        return;
+    LmdPointerState state;
+    if (mLogic.readsPointer()) {
+        state = pointAt(mPointerX, mPointerY);
+    } else {
+        const LmdRect2D view = get2DView();
+        state.screenX = double(mPointerX) - view.x;
+        state.screenY = double(mPointerY) - view.y;
+    }
+    mLogic.pointer(state);
+}
+
 void LmdRuntime::stepGame(float dt) {
+    // Objects and the camera move under a pointer that stays: its 3D point is found anew.
+    tellPointer();
     mLogic.update(dt);
     if (!mPlayScene)
         return;
@@ -397,6 +413,9 @@ bool LmdRuntime::keyReleased(const OgreBites::KeyboardEvent& evt) {
 bool LmdRuntime::mouseMoved(const OgreBites::MouseMotionEvent& evt) {
     if (mState == State::Stopped)
         return Lumenda3DEngine::mouseMoved(evt);
+    mPointerX = evt.x;
+    mPointerY = evt.y;
+    mPointerKnown = true;
     if (mActiveStick && mPlayScene &&
         std::find(mPlayScene->elements().begin(), mPlayScene->elements().end(), mActiveStick) ==
             mPlayScene->elements().end())
@@ -413,6 +432,9 @@ bool LmdRuntime::mouseMoved(const OgreBites::MouseMotionEvent& evt) {
 bool LmdRuntime::mousePressed(const OgreBites::MouseButtonEvent& evt) {
     if (mState == State::Stopped)
         return Lumenda3DEngine::mousePressed(evt);
+    mPointerX = evt.x;
+    mPointerY = evt.y;
+    mPointerKnown = true;
     if (mState != State::Playing || evt.button != OgreBites::BUTTON_LEFT || !mPlayScene)
         return true;
     runGuarded("mousePressed", [&] {
@@ -438,6 +460,10 @@ bool LmdRuntime::mousePressed(const OgreBites::MouseButtonEvent& evt) {
                 return;
             }
         }
+        // A click on the 3D view (not on a 2D element): its point and object, for OnClick to read.
+        const LmdPointerState state = pointAt(evt.x, evt.y);
+        mLogic.pointer(state);
+        mLogic.clickAt(state);
         if (LmdBase3D* object = pickObject(evt.x, evt.y)) {
             fireEvents(LmdEventObjectClicked,
                        std::make_shared<LmdObjectClickedEvent>(object->getName(), object->getXmlId()));

@@ -95,6 +95,8 @@ protected:
     void frameUpdate(float dt) override;
     // One step of the game: logic, physics, collisions, animations, the camera.
     void stepGame(float dt);
+    // Tells the logic where the pointer is (and, when it reads them, its 3D point and object).
+    void tellPointer();
     LmdGamePhysics* physicsFor(LmdScene& scene) override;
     void forgetDocumentNodes() override;
     // Builds the play scene of a level; false for a level the document does not have.
@@ -127,6 +129,9 @@ protected:
     // Pointer state of the 2D layer.
     LmdBase2D* mPressedButton = nullptr;
     LmdBase2D* mActiveStick = nullptr;
+    // The pointer's last window pixel while the game runs; the logic reads what lies under it.
+    int mPointerX = 0, mPointerY = 0;
+    bool mPointerKnown = false;
 };
 
 } // namespace Lumenda3D

@@ -25,6 +25,7 @@
 #include "engine/document/LmdGameDocument.h"
 #include "engine/events/LmdEvent.h"
 #include "engine/events/LmdEventBus.h"
+#include "engine/logic/LmdPointerState.h"
 #include "engine/scene/LmdBase2D.h"
 #include "engine/scene/LmdGameFonts.h"
 #include "engine/scene/LmdSceneFaults.h"
@@ -153,6 +154,10 @@ public:
     LmdBase3D* pickObject(int x, int y) const;
     // Every shown object the ray through the pixel hits, nearest first.
     std::vector<LmdBase3D*> pickObjects(int x, int y) const;
+    // What the game's pointer at the window pixel points at: its place in the game view, the
+    // nearest pickable object whose bounds the ray enters in front of the camera and that point,
+    // else the point where the ray meets the ground plane (y = 0).
+    LmdPointerState pointAt(int x, int y) const;
     // The gizmos of the edit scene: the 3D one over the selected object (selection and gizmo
     // follow each other), the 2D one over a selected element of the 2D layer. Hidden and inert
     // while the game runs. Null without an edit layer.
@@ -262,6 +267,10 @@ private:
     // The shown objects that `candidate` accepts and the picking ray through the window pixel hits
     // (within the bounds of what they draw), nearest first: the one picking of the engine.
     std::vector<LmdBase3D*> objectsUnder(int x, int y, const std::function<bool(const LmdBase3D&)>& candidate) const;
+    // The same, with the distance along the ray at which each is entered (0 when the camera is
+    // inside its bounds).
+    std::vector<std::pair<float, LmdBase3D*>> hitsUnder(int x, int y,
+                                                        const std::function<bool(const LmdBase3D&)>& candidate) const;
     // Whether the edit scene is what the window shows now (input and overlays of the edit layer).
     bool editSceneShown() const;
     void noteModifier(const OgreBites::KeyboardEvent& evt, bool down);

@@ -138,8 +138,8 @@ std::vector<LmdBase2D*> Lumenda3DEngine::get2DObjectList() const {
     return scene ? scene->elements() : std::vector<LmdBase2D*>();
 }
 
-std::vector<LmdBase3D*> Lumenda3DEngine::objectsUnder(int x, int y,
-                                                     const std::function<bool(const LmdBase3D&)>& candidate) const {
+std::vector<std::pair<float, LmdBase3D*>> Lumenda3DEngine::hitsUnder(
+    int x, int y, const std::function<bool(const LmdBase3D&)>& candidate) const {
     LmdScene* scene = getActiveScene();
     // The one picking ray: the live camera through the viewport, in window pixels.
     const LmdScreenProjector projector = getScreenProjector();
@@ -153,18 +153,55 @@ std::vector<LmdBase3D*> Lumenda3DEngine::objectsUnder(int x, int y,
         const Ogre::AxisAlignedBox local = object->getLocalBounds();
         if (local.isNull() || local.isInfinite())
             continue;
-        // The ray in the object's own frame meets the box its entity spans there.
+        // The ray in the object's own frame meets the box its entity spans there; an affine map
+        // keeps the ray's parameter, so `t` is also the distance along the world ray.
         const Ogre::Affine3 inverse = object->getNode()->_getFullTransform().inverse();
         float t = 0.0f;
         if (rayBox(inverse * ray.getOrigin(), inverse.linear() * ray.getDirection(), local, t))
             hits.emplace_back(t, object);
     }
     std::stable_sort(hits.begin(), hits.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
+    return hits;
+}
+
+std::vector<LmdBase3D*> Lumenda3DEngine::objectsUnder(int x, int y,
+                                                     const std::function<bool(const LmdBase3D&)>& candidate) const {
     std::vector<LmdBase3D*> objects;
-    objects.reserve(hits.size());
-    for (const auto& hit : hits)
+    for (const auto& hit : hitsUnder(x, y, candidate))
         objects.push_back(hit.second);
     return objects;
+}
+
+LmdPointerState Lumenda3DEngine::pointAt(int x, int y) const {
+    LmdPointerState state;
+    const LmdRect2D view = get2DView();
+    state.screenX = double(x) - view.x;
+    state.screenY = double(y) - view.y;
+    const LmdScreenProjector projector = getScreenProjector();
+    if (!projector.isValid())
+        return state;
+    const Ogre::Ray ray = projector.ray(float(x), float(y));
+    // An object whose bounds hold the camera (t = 0) is not what the pointer shows.
+    for (const auto& [t, object] : hitsUnder(x, y, [](const LmdBase3D& o) { return o.getMask() != 0; })) {
+        if (t <= 0.0f)
+            continue;
+        const Ogre::Vector3 point = ray.getPoint(t);
+        state.hit = true;
+        state.x = point.x;
+        state.y = point.y;
+        state.z = point.z;
+        state.object = object->getName();
+        return state;
+    }
+    const std::pair<bool, Ogre::Real> ground = ray.intersects(Ogre::Plane(Ogre::Vector3::UNIT_Y, 0.0f));
+    if (ground.first && ground.second > 0.0f) {
+        const Ogre::Vector3 point = ray.getPoint(ground.second);
+        state.hit = true;
+        state.x = point.x;
+        state.y = point.y;
+        state.z = point.z;
+    }
+    return state;
 }
 
 std::vector<LmdBase3D*> Lumenda3DEngine::pickObjects(int x, int y) const {

@@ -71,7 +71,7 @@ TEST_P(ExampleGame, IsCleanValidAndShownInTheKnowledgeBase) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Shipped, ExampleGame,
-                         ::testing::Values("platformer.xml", "shooter.xml", "driving.xml", "puzzle.xml"));
+                         ::testing::Values("platformer.xml", "shooter.xml", "driving.xml", "puzzle.xml", "ferry.xml"));
 
 } // namespace
 } // namespace Lumenda3D

@@ -14,7 +14,7 @@ EXAMPLES = [
      "Patterns: a dynamic body with lockRotation steered by SetVelocity (OnKeyHeld/OnKeyUp), a jump with ApplyForce "
      "impulse only when the vertical speed is near 0, PlaySound of declared sounds, a following camera, coins as static "
      "sensors with OnCollision and Destroy inside them, a score placeholder, GoToLevel to the next level and (empty) to "
-     "restart after a fall, a moving platform (Move on a static body), Materials with pictures and a SkyBox.",
+     "restart after a fall, a moving platform (a kinematic body moved by Move carries what stands on it), Materials with pictures and a SkyBox.",
      "platformer.xml"),
     ("Saucer Siege (top-down shooter)",
      "A top-down arena shooter without gravity: steer a ship with the arrows or the on-screen stick, fire with Space, hit the saucers for points before they reach you.",
@@ -35,6 +35,13 @@ EXAMPLES = [
      "scramble), ForEach to count, SetColor per tile, a tweened Rotate as feedback, a Button2D that restarts, OnStart "
      "to set up the level.",
      "puzzle.xml"),
+    ("River Ferry (click to walk)",
+     "Click a bank or the ferry and the walker walks to the spot clicked; a ferry shuttles across the river, docks at each bank for two seconds, and carries the walker standing on it.",
+     "Patterns: clickX/clickZ/clickObject read in an OnClick (through a Function shared by three objects) to set a "
+     "goal, steering toward the goal with SetVelocity in OnUpdate and stopping on arrival, a kinematic ferry moved by "
+     "Move that docks for two seconds at each bank and carries what stands on it, pointerObject in a text placeholder, "
+     "GoToLevel (empty) to restart after a fall.",
+     "ferry.xml"),
 ]
 
 if __name__ == "__main__":

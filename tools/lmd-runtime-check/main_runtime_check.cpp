@@ -500,6 +500,51 @@ void puzzle(CheckApp& app) {
     expect(text(app, "Status") == "Solved in 2 moves!", "the puzzle is solved: '" + text(app, "Status") + "'");
 }
 
+// Click to walk and a ferry: the click's point reaches the logic (clickX, clickZ, clickObject),
+// the walker stands on a kinematic ferry and rides along, and the pointer's object follows the
+// mouse (pointerObject).
+void ferry(CheckApp& app) {
+    runFor(app, 0.6);
+    const Ogre::Vector3 w0 = worldOf(app, "Walker"), f0 = worldOf(app, "Ferry");
+    expect(std::abs(w0.y - 0.4f) < 0.15f, "the walker stands on the ferry: " + fmt(w0));
+    runFor(app, 1.0);
+    const Ogre::Vector3 w1 = worldOf(app, "Walker"), f1 = worldOf(app, "Ferry");
+    expect(std::abs(f1.x - f0.x) > 0.8f, "the ferry moves: " + fmt(f0) + " -> " + fmt(f1));
+    expect(std::abs((w1.x - w0.x) - (f1.x - f0.x)) < 0.25f && std::abs(w1.y - w0.y) < 0.15f,
+           "the walker rides along with the ferry: " + fmt(w0) + " -> " + fmt(w1));
+    // Wait for the ferry to dock at the east bank (for two seconds), then click a spot on that bank.
+    const auto docked = [&] { return worldOf(app, "Ferry").x > 3.4f && variable(app, "dock") > 1.2; };
+    const auto giveUp = Clock::now() + std::chrono::seconds(8);
+    while (!docked() && Clock::now() < giveUp && app.renderFrame()) {
+    }
+    expect(docked(), "the ferry docks at the east bank");
+    const Ogre::Vector3 spot(6.0f, 0.0f, 1.0f);
+    int x = 0, y = 0;
+    expect(screenOf(app, spot, x, y), "the east bank is on screen");
+    clickAt(app, x, y);
+    runFor(app, 0.1);
+    expect(text(app, "Hud") == "Walking to: East", "clickObject names the bank clicked: '" + text(app, "Hud") + "'");
+    const double gx = variable(app, "goalX"), gz = variable(app, "goalZ");
+    expect(std::abs(gx - spot.x) < 0.3 && std::abs(gz - spot.z) < 0.3,
+           "clickX, clickZ are the point clicked: " + std::to_string(gx) + ", " + std::to_string(gz));
+    runFor(app, 2.0);
+    const Ogre::Vector3 arrived = worldOf(app, "Walker");
+    expect(std::abs(arrived.x - spot.x) < 0.5f && std::abs(arrived.z - spot.z) < 0.5f && std::abs(arrived.y - 0.4f) < 0.15f,
+           "the walker walked off the ferry to the spot clicked: " + fmt(arrived));
+    // The pointer over the west bank, then over the water.
+    for (const auto& [point, name] : {std::pair<Ogre::Vector3, std::string>{{-7.0f, 0.0f, -1.0f}, "West"},
+                                      std::pair<Ogre::Vector3, std::string>{{0.0f, -1.2f, -6.0f}, "Water"}}) {
+        expect(screenOf(app, point, x, y), "the point is on screen");
+        std::vector<LmdInputStep> steps(1);
+        steps[0].op = LmdInputStep::Move, steps[0].x = x, steps[0].y = y;
+        std::string error;
+        expect(app.queueSyntheticSequence(steps, error), "pointer move queued " + error);
+        settleInput(app);
+        runFor(app, 0.1);
+        expect(text(app, "Pointer") == "Pointer on: " + name, "pointerObject follows the mouse: '" + text(app, "Pointer") + "'");
+    }
+}
+
 // --- Bad input ------------------------------------------------------------------------------------------
 
 void badInput(CheckApp& app, const fs::path& game, const fs::path& artifacts) {
@@ -619,6 +664,7 @@ int main(int argc, char** argv) {
         {"shooter.xml", shooter},
         {"driving.xml", driving},
         {"puzzle.xml", puzzle},
+        {"ferry.xml", ferry},
     };
     for (const auto& [file, scenario] : scenarios)
         playExample(app, examples / file, scenario, artifacts,

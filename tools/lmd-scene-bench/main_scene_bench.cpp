@@ -6,7 +6,8 @@
 // Prints: the edit scene's build time (best and median of five rebuilds, and the first build,
 // which also reads the textures), the first frame after a build (the RTShaderSystem makes its
 // shaders then), frame times while editing and while playing (physics and logic running), and
-// the time play() takes to build the play scene and load the logic.
+// the time play() takes to build the play scene and load the logic, and the cost of the pointer's
+// ray through the play scene (what a game that reads pointerX or pointerObject pays each frame).
 #include "../../bench/SceneGame.h"
 #include "base/LmdLog.h"
 #include "engine/LmdRuntime.h"
@@ -103,6 +104,16 @@ int main(int argc, char** argv) {
     const double playStart = msSince(start);
     const Stats play = statsOf(frameTimes(app, seconds));
     const size_t bodies = app.getPlayScene() ? app.getPlayScene()->objects().size() : 0;
+    // What a game that reads the pointer's 3D point pays each frame: one ray through the play scene.
+    std::vector<double> points;
+    int onObjects = 0;
+    for (int i = 0; i < 200; ++i) {
+        start = Clock::now();
+        const LmdPointerState state = app.pointAt(320 + i * 3, 400);
+        points.push_back(msSince(start));
+        onObjects += state.object.empty() ? 0 : 1;
+    }
+    const Stats point = statsOf(points);
     app.stop(nullptr);
 
     std::printf("Scene benchmark: %d objects (%zu scene objects in play), 1280x800\n", objects, bodies);
@@ -115,6 +126,8 @@ int main(int argc, char** argv) {
                 edit.mean > 0 ? 1000.0 / edit.mean : 0.0);
     std::printf("  frame while playing: median / p95         %8.2f / %.2f ms (%.0f fps)\n", play.median, play.p95,
                 play.mean > 0 ? 1000.0 / play.mean : 0.0);
+    std::printf("  pointer ray (pointAt) in play: median / p95 %8.3f / %.3f ms (%d of 200 on an object)\n",
+                point.median, point.p95, onObjects);
     app.onClose();
     return 0;
 }

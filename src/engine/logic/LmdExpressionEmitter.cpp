@@ -11,6 +11,13 @@ const Builtin* findBuiltin(const std::string& name) {
     return nullptr;
 }
 
+const GameValue* findGameValue(const std::string& name) {
+    for (const GameValue& value : kGameValues)
+        if (name == value.name)
+            return &value;
+    return nullptr;
+}
+
 const char* kindName(Kind kind) {
     switch (kind) {
     case Kind::Text: return "text";
@@ -145,9 +152,9 @@ bool Emitter::emitName(const Ast& node, Result& out) {
     if (binding.type == Binding::Type::Array)
         return fail("'" + node.text + "' is an array: write " + node.text + "[1] for an item or len(" +
                     node.text + ") for its length");
-    if (node.text == "dt" || node.text == "time") {
+    if (const GameValue* value = findGameValue(node.text)) {
         out.lua = "R." + node.text;
-        out.kind = Kind::Number;
+        out.kind = value->kind;
         return true;
     }
     if (findBuiltin(node.text))

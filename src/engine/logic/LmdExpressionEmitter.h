@@ -26,6 +26,19 @@ inline constexpr Builtin kBuiltins[] = {
     {"distance", 2, 2}, {"keyDown", 1, 1}, {"len", 1, 1},
 };
 const Builtin* findBuiltin(const std::string& name);
+
+// Values the game provides by name (the runtime table R holds them under that name).
+struct GameValue {
+    const char* name;
+    Kind kind;
+};
+inline constexpr GameValue kGameValues[] = {
+    {"time", Kind::Number},        {"dt", Kind::Number},          {"mouseX", Kind::Number},
+    {"mouseY", Kind::Number},      {"pointerX", Kind::Number},    {"pointerY", Kind::Number},
+    {"pointerZ", Kind::Number},    {"pointerObject", Kind::Text}, {"clickX", Kind::Number},
+    {"clickY", Kind::Number},      {"clickZ", Kind::Number},      {"clickObject", Kind::Text},
+};
+const GameValue* findGameValue(const std::string& name);
 // "a number", "text", ...: a kind of value as messages name it.
 const char* kindName(Kind kind);
 

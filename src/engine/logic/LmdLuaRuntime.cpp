@@ -160,16 +160,19 @@ bool LmdLuaRuntime::load(const std::string& data, const char* mode) {
 
 bool LmdLuaRuntime::loadChunk(const std::string& luaSource) {
     resetErrors();
+    readsPointer_ = true;
     return load(luaSource, "t");
 }
 
 bool LmdLuaRuntime::loadBytecode(const std::string& bytecode) {
     resetErrors();
+    readsPointer_ = true;
     return load(bytecode, "b");
 }
 
 bool LmdLuaRuntime::loadTranslation(const LmdLuaTranslation& translation) {
     resetErrors();
+    readsPointer_ = translation.readsPointer;
     for (const LmdLuaTranslation::Problem& problem : translation.problems)
         report(problem.element, problem.where, problem.text);
     return load(translation.chunk, "t");
@@ -308,6 +311,32 @@ void LmdLuaRuntime::click(const std::string& object) {
     const int handler = pushEntry("click");
     lua_pushlstring(L_, object.data(), object.size());
     callEntry(handler, 1);
+}
+
+void LmdLuaRuntime::pointer(const LmdPointerState& state) {
+    if (!L_)
+        return;
+    const int handler = pushEntry("pointer");
+    lua_pushnumber(L_, state.screenX);
+    lua_pushnumber(L_, state.screenY);
+    lua_pushboolean(L_, state.hit);
+    lua_pushnumber(L_, state.x);
+    lua_pushnumber(L_, state.y);
+    lua_pushnumber(L_, state.z);
+    lua_pushlstring(L_, state.object.data(), state.object.size());
+    callEntry(handler, 7);
+}
+
+void LmdLuaRuntime::clickAt(const LmdPointerState& state) {
+    if (!L_)
+        return;
+    const int handler = pushEntry("clickAt");
+    lua_pushboolean(L_, state.hit);
+    lua_pushnumber(L_, state.x);
+    lua_pushnumber(L_, state.y);
+    lua_pushnumber(L_, state.z);
+    lua_pushlstring(L_, state.object.data(), state.object.size());
+    callEntry(handler, 5);
 }
 
 void LmdLuaRuntime::collision(const std::string& a, const std::string& b) {

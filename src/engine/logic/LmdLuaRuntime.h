@@ -21,6 +21,7 @@
 #include <pugixml.hpp>
 
 #include "engine/logic/LmdLuaTranslation.h"
+#include "engine/logic/LmdPointerState.h"
 #include "engine/logic/LmdScriptValue.h"
 
 struct lua_State;
@@ -72,6 +73,16 @@ public:
     void keyUp(const std::string& key);
     // A click or tap on an object (3D or 2D) by its name.
     void click(const std::string& object);
+    // The player's pointer: expressions read it as mouseX and mouseY (always) and as pointerX,
+    // pointerY, pointerZ (when the pointer meets something) and pointerObject.
+    void pointer(const LmdPointerState& state);
+    // A click or tap on the game view, before its OnClick runs: its point and object become
+    // clickX, clickY, clickZ (when it met something) and clickObject, and stay until the next.
+    void clickAt(const LmdPointerState& state);
+    // Whether the loaded logic reads the pointer's 3D point or object: working them out costs a
+    // ray through the scene, which the scene then casts every frame. True for a chunk loaded
+    // without its translation (nothing says what it reads).
+    bool readsPointer() const { return readsPointer_; }
     // Two objects started touching (once per contact, in either order).
     void collision(const std::string& a, const std::string& b);
     // The state of an on-screen stick, x and y in [-1, 1]; (0, 0) when released. OnJoystick
@@ -133,6 +144,7 @@ private:
     LmdScriptHost& host_;
     lua_State* L_ = nullptr;
     int runtimeRef_ = -1; // registry reference of the runtime table R
+    bool readsPointer_ = true;
     std::int64_t instructionLimit_ = kDefaultInstructionLimit;
     std::size_t memoryLimit_ = kDefaultMemoryLimit;
     std::size_t memoryUsed_ = 0;

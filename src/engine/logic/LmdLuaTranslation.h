@@ -24,6 +24,8 @@ struct LmdLuaTranslation {
     // Clone makes under that name (the block then finds nothing when it runs).
     std::vector<Problem> notes;
     std::vector<std::string> levels; // level names in document order
+    // Whether an expression reads the 3D point or object under the pointer (pointerX, ...).
+    bool readsPointer = false;
 };
 
 } // namespace Lumenda3D

@@ -99,6 +99,9 @@ LmdLuaTranslation Translator::run(pugi::xml_node root) {
         writer_.endUnit();
     }
     finish();
+    // Working out the 3D point under the pointer costs the scene a ray every frame: say whether
+    // any expression reads it (the chunk reads those values as R.pointerX, R.pointerObject ...).
+    out_.readsPointer = out_.chunk.find("R.pointer") != std::string::npos;
     return std::move(out_);
 }
 

@@ -195,7 +195,9 @@ std::string AiKnowledgeBase::schemaReference(const CodeSchema& schema) {
            "fraction, `true/false` also takes 1/0, `colour` is 0xRRGGBB, `expression` takes numbers, "
            "variables, object.property and operators (see 'rules'); `self` names the object an event is about, "
            "`other` the object touched (inside OnCollision), `stickX`/`stickY` the stick's position from -1 to 1 "
-           "(inside OnJoystick). A missing attribute takes its default.\n\n";
+           "(inside OnJoystick); everywhere, `time`, `dt`, the pointer `mouseX`/`mouseY` (screen pixels), "
+           "`pointerX`/`pointerY`/`pointerZ`/`pointerObject` (the world point and object under it) and the last "
+           "click `clickX`/`clickY`/`clickZ`/`clickObject` (see 'rules'). A missing attribute takes its default.\n\n";
 
     out += "Attributes every element may carry besides its own:";
     bool first = true;

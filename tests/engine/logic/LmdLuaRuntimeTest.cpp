@@ -185,6 +185,72 @@ TEST_F(LogicTest, ClicksReachTheClickedObjectOnly) {
     EXPECT_TRUE(host.objects["blue"]["visible"].boolean);
 }
 
+TEST_F(LogicTest, ThePointerAndTheLastClickAreValuesOfExpressions) {
+    host.add("ground");
+    host.add("crate");
+    ASSERT_TRUE(play("<Var name=\"seen\" value=\"''\"/><Var name=\"screen\"/><Var name=\"px\"/><Var name=\"pz\"/>"
+                     "<Var name=\"target\" value=\"''\"/><Var name=\"tx\"/><Var name=\"tz\"/><Var name=\"clicks\"/>"
+                     "<Level name=\"A\"><Box name=\"ground\"><OnClick><Increment var=\"clicks\"/>"
+                     "<Set var=\"target\" value=\"clickObject\"/><Set var=\"tx\" value=\"clickX\"/>"
+                     "<Set var=\"tz\" value=\"clickZ\"/></OnClick></Box>"
+                     "<OnUpdate><Set var=\"seen\" value=\"pointerObject\"/><Set var=\"screen\" value=\"mouseX + mouseY * 1000\"/>"
+                     "<Set var=\"px\" value=\"pointerX\"/><Set var=\"pz\" value=\"pointerZ\"/></OnUpdate></Level>"));
+    // Before the pointer is known every value is there, as 0 or "".
+    runtime.update(0.1);
+    EXPECT_EQ(text("seen"), "");
+    EXPECT_EQ(var("screen"), 0);
+
+    LmdPointerState over;
+    over.screenX = 12, over.screenY = 34, over.hit = true, over.x = 1.5, over.y = 0.5, over.z = -2, over.object = "crate";
+    runtime.pointer(over);
+    runtime.update(0.1);
+    EXPECT_EQ(text("seen"), "crate");
+    EXPECT_EQ(var("screen"), 34012);
+    EXPECT_EQ(var("px"), 1.5);
+
+    // Pointing at the sky: the screen position follows, the 3D point stays where it was.
+    LmdPointerState sky;
+    sky.screenX = 5, sky.screenY = 1;
+    runtime.pointer(sky);
+    runtime.update(0.1);
+    EXPECT_EQ(text("seen"), "");
+    EXPECT_EQ(var("screen"), 1005);
+    EXPECT_EQ(var("px"), 1.5);
+    EXPECT_EQ(var("pz"), -2);
+
+    // A click tells its point before OnClick runs; a later click on nothing leaves the point.
+    LmdPointerState click;
+    click.hit = true, click.x = 3, click.z = -4, click.object = "ground";
+    runtime.clickAt(click);
+    runtime.click("ground");
+    EXPECT_EQ(var("clicks"), 1);
+    EXPECT_EQ(text("target"), "ground");
+    EXPECT_EQ(var("tx"), 3);
+    EXPECT_EQ(var("tz"), -4);
+    runtime.clickAt(sky);
+    runtime.click("ground");
+    EXPECT_EQ(text("target"), "");
+    EXPECT_EQ(var("tx"), 3);
+
+    // The last click stays over a level restart; a new game starts from nothing.
+    ASSERT_TRUE(runtime.start("A"));
+    runtime.click("ground");
+    EXPECT_EQ(var("tx"), 3);
+    ASSERT_TRUE(play("<Var name=\"tx\" value=\"clickX + 1\"/>"));
+    EXPECT_EQ(var("tx"), 1);
+    EXPECT_EQ(log.critical, Strings{});
+}
+
+TEST_F(LogicTest, GameVariablesOfTheSameNameComeBeforeThePointerValues) {
+    ASSERT_TRUE(play("<Var name=\"mouseX\" value=\"7\"/><Var name=\"got\"/>"
+                     "<Level name=\"A\"><OnUpdate><Set var=\"got\" value=\"mouseX\"/></OnUpdate></Level>"));
+    LmdPointerState state;
+    state.screenX = 100;
+    runtime.pointer(state);
+    runtime.update(0.1);
+    EXPECT_EQ(var("got"), 7);
+}
+
 TEST_F(LogicTest, CollisionsFilterByWithAndNameTheOtherObject) {
     for (const char* name : {"player", "coin", "wall", "lava"})
         host.add(name);

@@ -225,6 +225,36 @@ TEST(LmdLuaTranslator, ObjectNamesNothingHasAreNotedButKept) {
     EXPECT_NE(translation.chunk.find("Phantom"), std::string::npos); // kept: a copy may take the name
 }
 
+TEST(LmdLuaTranslator, PointerValuesAreTypedAndTheSceneLearnsWhetherTheyAreRead) {
+    auto translate = [](const std::string& body) {
+        pugi::xml_document doc;
+        EXPECT_TRUE(doc.load_string(("<KiteBench3D><Var name=\"v\"/><Level name=\"A\"><Box name=\"b\">" + body +
+                                     "</Box></Level></KiteBench3D>")
+                                        .c_str()));
+        return LmdLuaTranslator::translate(doc, realSchema());
+    };
+    // Reading the 3D point or object under the pointer asks the scene for a ray every frame;
+    // the screen position and the last click do not.
+    for (const char* reads : {"pointerX", "pointerZ + 1", "pointerObject"}) {
+        const LmdLuaTranslation t = translate(std::string("<OnUpdate><Set var=\"v\" value=\"") + reads + "\"/></OnUpdate>");
+        EXPECT_TRUE(t.problems.empty()) << reads;
+        EXPECT_TRUE(t.readsPointer) << reads;
+    }
+    for (const char* reads : {"mouseX", "mouseY", "clickX", "clickY", "clickZ", "clickObject", "'pointer'"}) {
+        const LmdLuaTranslation t = translate(std::string("<OnUpdate><Set var=\"v\" value=\"") + reads + "\"/></OnUpdate>");
+        EXPECT_TRUE(t.problems.empty()) << reads;
+        EXPECT_FALSE(t.readsPointer) << reads;
+    }
+    // The object names are text: where a number belongs, that is a fault found before the game runs.
+    const LmdLuaTranslation wrong = translate("<OnClick><Move moveX=\"clickObject\"/></OnClick>");
+    ASSERT_EQ(wrong.problems.size(), 1u);
+    EXPECT_NE(wrong.problems[0].text.find("text where a number belongs"), std::string::npos) << wrong.problems[0].text;
+    // Names close to them are still unknown.
+    const LmdLuaTranslation unknown = translate("<OnUpdate><Set var=\"v\" value=\"mouseZ\"/></OnUpdate>");
+    ASSERT_EQ(unknown.problems.size(), 1u);
+    EXPECT_NE(unknown.problems[0].text.find("unknown variable 'mouseZ'"), std::string::npos);
+}
+
 TEST(LmdLuaTranslator, BlocksWithoutIdAreNamedByNameOrPath) {
     pugi::xml_document doc;
     ASSERT_TRUE(doc.load_string("<KiteBench3D><Level name=\"A\"><Box name=\"crate\"/><Box><OnStart/><OnStart/></Box></Level></KiteBench3D>"));
