@@ -7,6 +7,7 @@
 #include <sstream>
 
 #include "CloudServices.h"
+#include "RuntimeArchiveCheck.h"
 #include "Encoding.h"
 #include "SessionToken.h"
 #include "TextRules.h"
@@ -94,7 +95,10 @@ std::string AdminCommands::usage() {
            "  list-templates\n"
            "  register-release --platform win|linux|mac --version V --url URL [--length BYTES]\n"
            "               [--short-version V] [--notes-url URL]\n"
-           "  add-asset textures|models|sounds FILE [--name NAME] [--thumbnail FILE]\n";
+           "  add-asset textures|models|sounds FILE [--name NAME] [--thumbnail FILE]\n"
+           "  add-runtime-template --platform windows|linux --version V --archive FILE.zip\n"
+           "  remove-runtime-template windows|linux VERSION\n"
+           "  list-runtime-templates [windows|linux]\n";
 }
 
 int AdminCommands::run(const CloudConfig& config, const std::vector<std::string>& args, std::istream& in,
@@ -184,6 +188,32 @@ int AdminCommands::run(const CloudConfig& config, const std::vector<std::string>
                     throw Usage("the release texts must be UTF-8");
             services.releases().put(r);
             out << "release " << r.version << " registered for " << r.platform << "\n";
+        } else if (command == "add-runtime-template" && a.positional.empty()) {
+            const std::string platform = a.required("platform");
+            if (!RuntimeTemplateStore::isValidPlatform(platform))
+                throw Usage("--platform must be windows or linux");
+            const std::string version = a.required("version");
+            if (!RuntimeTemplateStore::isValidVersion(version))
+                throw Usage("--version must be 1 to 32 letters, digits, '.', '_' or '-'");
+            const std::string archive = readFile(a.required("archive"));
+            const std::string problem = RuntimeArchiveCheck::problemWith(platform, archive);
+            if (!problem.empty())
+                throw Failure(problem);
+            const RuntimeTemplate t = services.runtimeTemplates().put(platform, version, archive, now);
+            out << "runtime template " << platform << " " << version << " saved (" << t.size << " bytes, sha256 "
+                << t.sha256 << ")\n";
+        } else if (command == "remove-runtime-template" && a.positional.size() == 2) {
+            if (!services.runtimeTemplates().remove(a.positional[0], a.positional[1]))
+                throw Failure("no " + a.positional[0] + " runtime template of version '" + a.positional[1] + "'");
+            out << "runtime template " << a.positional[0] << " " << a.positional[1] << " removed\n";
+        } else if (command == "list-runtime-templates" && a.positional.size() <= 1) {
+            for (const std::string platform : {"windows", "linux"}) {
+                if (!a.positional.empty() && a.positional[0] != platform)
+                    continue;
+                for (const RuntimeTemplate& t : services.runtimeTemplates().list(platform))
+                    out << platform << "\t" << t.version << "\t" << t.size << "\t" << t.sha256 << "\t"
+                        << Encoding::isoTime(t.uploadedAt) << "\n";
+            }
         } else if (command == "add-asset" && a.positional.size() == 2) {
             AssetStore::Upload u;
             u.type = a.positional[0];

@@ -10,6 +10,9 @@
 //   register-release --platform win|linux|mac --version V --url URL [--length BYTES]
 //                [--short-version V] [--notes-url URL]
 //   add-asset textures|models|sounds FILE [--name NAME] [--thumbnail FILE]   (public catalogue)
+//   add-runtime-template --platform windows|linux --version V --archive FILE.zip
+//   remove-runtime-template windows|linux VERSION
+//   list-runtime-templates [windows|linux]
 #include <iosfwd>
 #include <string>
 #include <vector>

@@ -20,7 +20,8 @@ CloudServer::CloudServer(CloudConfig config)
       publishing_(*services_),
       templates_(*services_),
       assets_(*services_),
-      updates_(*services_) {
+      updates_(*services_),
+      runtimeTemplates_(*services_) {
     const CloudConfig& c = services_->config();
     const std::size_t threads = c.threads == 0 ? 1 : c.threads;
     http_.new_task_queue = [threads] { return new httplib::ThreadPool(threads); };
@@ -39,6 +40,7 @@ CloudServer::CloudServer(CloudConfig config)
     templates_.install(http_);
     assets_.install(http_);
     updates_.install(http_);
+    runtimeTemplates_.install(http_);
 }
 
 CloudServer::~CloudServer() { stop(); }

@@ -11,6 +11,7 @@
 #include "CloudServices.h"
 #include "ProjectHandlers.h"
 #include "PublishingHandlers.h"
+#include "RuntimeTemplateHandlers.h"
 #include "TemplateHandlers.h"
 #include "UpdateHandlers.h"
 
@@ -42,6 +43,7 @@ private:
     TemplateHandlers templates_;
     AssetHandlers assets_;
     UpdateHandlers updates_;
+    RuntimeTemplateHandlers runtimeTemplates_;
     int port_ = -1;
 };
 

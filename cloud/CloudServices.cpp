@@ -39,6 +39,7 @@ CloudServices::CloudServices(CloudConfig config)
       templates_(*database_),
       assets_(*database_),
       releases_(*database_),
+      runtimeTemplates_(*database_),
       hasher_(config_.passwordCost) {
     database_->migrate();
 }

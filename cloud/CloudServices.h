@@ -10,6 +10,7 @@
 #include "PasswordHasher.h"
 #include "ProjectStore.h"
 #include "ReleaseStore.h"
+#include "RuntimeTemplateStore.h"
 #include "TemplateStore.h"
 
 namespace Lumenda3D::Cloud {
@@ -27,6 +28,7 @@ public:
     TemplateStore& templates() { return templates_; }
     AssetStore& assets() { return assets_; }
     ReleaseStore& releases() { return releases_; }
+    RuntimeTemplateStore& runtimeTemplates() { return runtimeTemplates_; }
     const PasswordHasher& hasher() const { return hasher_; }
 
     // The quota that applies to a user, in bytes; -1 for unlimited.
@@ -42,6 +44,7 @@ private:
     TemplateStore templates_;
     AssetStore assets_;
     ReleaseStore releases_;
+    RuntimeTemplateStore runtimeTemplates_;
     PasswordHasher hasher_;
 };
 

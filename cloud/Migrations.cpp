@@ -92,6 +92,18 @@ const std::vector<Migrations::Version>& Migrations::all() {
              " published_at {int} NOT NULL,"
              " UNIQUE (platform, version))",
          }},
+        {2,
+         {
+             "CREATE TABLE runtime_templates ("
+             " id {serial},"
+             " platform TEXT NOT NULL,"
+             " version TEXT NOT NULL,"
+             " sha256 TEXT NOT NULL,"
+             " size {int} NOT NULL,"
+             " uploaded_at {int} NOT NULL,"
+             " archive {blob} NOT NULL,"
+             " UNIQUE (platform, version))",
+         }},
     };
     return versions;
 }

@@ -34,6 +34,7 @@ void setupEditorExport(Lumenda3DEditor& editor) {
     service.setHttpClient(editor.getHttpClient());
     service.setJobService(&editor.jobs);
     // This installation's runtime last: a template from a server, added before it, wins.
+    addServerTemplateSources(TemplateManager::getInstance());
     addInstalledTemplateSources(TemplateManager::getInstance());
 }
 

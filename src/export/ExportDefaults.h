@@ -8,4 +8,8 @@ class TemplateManager;
 
 void addInstalledTemplateSources(TemplateManager& templates);
 
+// The Lumenda3D server's runtime templates (downloaded, cached, offline from the cache) as a
+// source of every platform it serves; added before this installation's.
+void addServerTemplateSources(TemplateManager& templates);
+
 } // namespace Lumenda3D

@@ -62,7 +62,28 @@ std::string ExportProcess::findOnPath(const std::string& program) {
     return std::string();
 }
 
-ExportProcess::Result ExportProcess::run(const std::vector<std::string>& argv, const std::vector<std::string>& environment) {
+std::string ExportProcess::lastLines(const std::string& output, std::size_t lines) {
+    std::vector<std::string> all;
+    std::size_t at = 0;
+    while (at < output.size()) {
+        std::size_t nl = output.find('\n', at);
+        if (nl == std::string::npos)
+            nl = output.size();
+        std::string line = output.substr(at, nl - at);
+        while (!line.empty() && (line.back() == '\r' || line.back() == ' '))
+            line.pop_back();
+        if (!line.empty())
+            all.push_back(line);
+        at = nl + 1;
+    }
+    std::string text;
+    for (std::size_t i = all.size() > lines ? all.size() - lines : 0; i < all.size(); ++i)
+        text += (text.empty() ? "" : " | ") + all[i];
+    return text;
+}
+
+ExportProcess::Result ExportProcess::run(const std::vector<std::string>& argv, const std::vector<std::string>& environment,
+                                         const std::string* secret) {
     Result result;
     if (argv.empty()) {
         result.output = "no program given";
@@ -73,8 +94,32 @@ ExportProcess::Result ExportProcess::run(const std::vector<std::string>& argv, c
         result.output = "the program '" + argv[0] + "' is not installed";
         return result;
     }
+    // The secret waits in a pipe, written whole before the child starts; the child's descriptor 3
+    // is its reading end.
+    int secretFd = -1;
+    if (secret) {
+        int fds[2];
+        if (secret->size() > 60000 || pipe2(fds, O_CLOEXEC) != 0) {
+            result.output = std::string("cannot hand the secret to '") + argv[0] + "'";
+            return result;
+        }
+        const bool written = write(fds[1], secret->data(), secret->size()) == ssize_t(secret->size());
+        close(fds[1]);
+        // Kept off descriptor 3 itself, so that the dup2 below always makes a fresh, inheritable copy.
+        secretFd = fds[0] > 3 ? fds[0] : fcntl(fds[0], F_DUPFD_CLOEXEC, 10);
+        if (secretFd != fds[0])
+            close(fds[0]);
+        if (!written || secretFd < 0) {
+            if (secretFd >= 0)
+                close(secretFd);
+            result.output = std::string("cannot hand the secret to '") + argv[0] + "'";
+            return result;
+        }
+    }
     int pipeFds[2];
     if (pipe(pipeFds) != 0) {
+        if (secretFd >= 0)
+            close(secretFd);
         result.output = std::string("cannot start '") + argv[0] + "': " + std::strerror(errno);
         return result;
     }
@@ -85,6 +130,8 @@ ExportProcess::Result ExportProcess::run(const std::vector<std::string>& argv, c
     posix_spawn_file_actions_adddup2(&actions, pipeFds[1], STDERR_FILENO);
     posix_spawn_file_actions_addclose(&actions, pipeFds[1]);
     posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+    if (secretFd >= 0)
+        posix_spawn_file_actions_adddup2(&actions, secretFd, 3);
     std::vector<std::string> args = argv;
     std::vector<std::string> env = mergedEnvironment(environment);
     std::vector<char*> argp = pointersOf(args);
@@ -93,6 +140,8 @@ ExportProcess::Result ExportProcess::run(const std::vector<std::string>& argv, c
     const int spawned = posix_spawn(&pid, program.c_str(), &actions, nullptr, argp.data(), envp.data());
     posix_spawn_file_actions_destroy(&actions);
     close(pipeFds[1]);
+    if (secretFd >= 0)
+        close(secretFd);
     if (spawned != 0) {
         close(pipeFds[0]);
         result.output = std::string("cannot start '") + argv[0] + "': " + std::strerror(spawned);

@@ -11,7 +11,7 @@ namespace Lumenda3D {
 struct WindowsSigningOptions {
     std::string certificatePath; // a .pfx file
     std::string password;
-    std::string timestampUrl;
+    std::string timestampUrl;    // RFC 3161 server; empty: WindowsSigner::kDefaultTimestampUrl
     bool wanted() const { return !certificatePath.empty(); }
 };
 

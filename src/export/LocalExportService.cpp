@@ -14,6 +14,7 @@
 #include "export/AssetPathManager.h"
 #include "export/BytecodeCompiler.h"
 #include "export/LinuxPackager.h"
+#include "export/WindowsExportStep.h"
 #include "export/TemplateManager.h"
 
 namespace fs = std::filesystem;
@@ -43,6 +44,9 @@ LocalExportService& LocalExportService::getInstance() {
 LocalExportService::LocalExportService(TemplateManager& templates) : templates_(templates) {
     setPackageStep(ExportService::Platform::Linux, [this](const std::shared_ptr<ExportState>& state) {
         LinuxPackager::package(state, jobs_);
+    });
+    setPackageStep(ExportService::Platform::Windows, [this](const std::shared_ptr<ExportState>& state) {
+        WindowsExportStep::package(state, jobs_);
     });
 }
 

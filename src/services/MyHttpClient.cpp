@@ -99,6 +99,9 @@ HttpResponse failure(const std::string& error) {
 struct MyHttpClientTransfer {
     HttpResponse* response = nullptr;
     bool tooLarge = false;
+    std::atomic<std::int64_t>* received = nullptr;   // progress figures, when asked for
+    std::atomic<std::int64_t>* total = nullptr;
+    std::atomic<bool>* changed = nullptr;
 
     static size_t onBody(char* data, size_t size, size_t count, void* user) {
         auto* self = static_cast<MyHttpClientTransfer*>(user);
@@ -108,6 +111,10 @@ struct MyHttpClientTransfer {
             return 0;
         }
         self->response->body.append(data, bytes);
+        if (self->received) {
+            self->received->store(static_cast<std::int64_t>(self->response->body.size()));
+            self->changed->store(true);
+        }
         return bytes;
     }
 
@@ -122,6 +129,12 @@ struct MyHttpClientTransfer {
             if (colon != std::string::npos && colon > 0) {
                 const std::string name = LmdValueParser::toLower(trim(line.substr(0, colon)));
                 self->response->headers[name] = trim(line.substr(colon + 1));
+                if (self->total && name == "content-length") {
+                    char* end = nullptr;
+                    const long long length = std::strtoll(self->response->headers[name].c_str(), &end, 10);
+                    self->total->store(length > 0 ? length : 0);
+                    self->changed->store(true);
+                }
             }
         }
         return bytes;
@@ -181,6 +194,7 @@ void MyHttpClient::shutdown() {
         jobs_.clear();
         done_.clear();
         cancelled_.clear();
+        progress_.clear();
         wakeWorkersLocked();
         workers.swap(workers_);
     }
@@ -208,6 +222,11 @@ MyHttpClient::RequestId MyHttpClient::send(HttpRequest request, Callback callbac
     job.request = std::move(request);
     job.callback = std::move(callback);
     job.cacheEpoch = cacheEpoch_.load();
+    if (job.request.onProgress) {
+        job.progress = std::make_shared<ProgressSlot>();
+        progress_[id] = {job.progress, job.request.onProgress};
+        job.request.onProgress = nullptr;   // the worker never calls it
+    }
     jobs_.push_back(std::move(job));
     jobReady_.notify_one();
     return id;
@@ -260,7 +279,30 @@ void MyHttpClient::startWorkersLocked() {
         workers_.emplace_back([this] { workerLoop(); });
 }
 
+void MyHttpClient::deliverProgress() {
+    std::vector<std::pair<RequestId, std::function<void(std::int64_t, std::int64_t)>>> calls;
+    std::vector<std::pair<std::int64_t, std::int64_t>> figures;
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        for (auto& [id, entry] : progress_) {
+            if (!entry.first->changed.exchange(false))
+                continue;
+            calls.emplace_back(id, entry.second);
+            figures.emplace_back(entry.first->received.load(), entry.first->total.load());
+        }
+    }
+    for (std::size_t i = 0; i < calls.size(); ++i) {
+        {
+            std::lock_guard<std::mutex> lock(mutex_);
+            if (!progress_.count(calls[i].first))
+                continue;   // cancelled by an earlier callback
+        }
+        runGuarded("HTTP progress", [&] { calls[i].second(figures[i].first, figures[i].second); });
+    }
+}
+
 int MyHttpClient::pump() {
+    deliverProgress();
     std::size_t ready;
     {
         std::lock_guard<std::mutex> lock(mutex_);
@@ -276,6 +318,7 @@ int MyHttpClient::pump() {
                 break;
             done = std::move(done_.front());
             done_.pop_front();
+            progress_.erase(done.id);
         }
         if (!done.callback)
             continue;
@@ -287,6 +330,7 @@ int MyHttpClient::pump() {
 
 void MyHttpClient::cancel(RequestId id) {
     std::lock_guard<std::mutex> lock(mutex_);
+    progress_.erase(id);
     auto queued = std::find_if(jobs_.begin(), jobs_.end(), [id](const Job& job) { return job.id == id; });
     if (queued != jobs_.end()) {
         jobs_.erase(queued);
@@ -418,6 +462,11 @@ HttpResponse MyHttpClient::perform(const Job& job, void* curlHandle, void* multi
     char errorBuffer[CURL_ERROR_SIZE] = {0};
     MyHttpClientTransfer transfer;
     transfer.response = &response;
+    if (job.progress) {
+        transfer.received = &job.progress->received;
+        transfer.total = &job.progress->total;
+        transfer.changed = &job.progress->changed;
+    }
 
     curl_easy_setopt(curl, CURLOPT_URL, request.url.c_str());
     curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);

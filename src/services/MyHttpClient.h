@@ -52,6 +52,10 @@ struct HttpRequest {
     int timeoutMs = 0;            // whole transfer; 0 takes the client's default
     int connectTimeoutMs = 0;     // connecting only; 0 takes the client's default
     bool useCache = false;        // GET only: answer from the cache when possible, store 2xx answers
+    // Download progress: bytes of the body received so far and the size the server announced
+    // (0 when it did not). Runs on the main thread in pump(), with the newest figures only, before
+    // the request's callback; may be empty.
+    std::function<void(std::int64_t received, std::int64_t total)> onProgress;
 };
 
 struct HttpResponse {
@@ -118,8 +122,15 @@ public:
     const Options& options() const { return options_; }
 
 private:
+    // The figures a worker writes while a body arrives, read by pump().
+    struct ProgressSlot {
+        std::atomic<std::int64_t> received{0};
+        std::atomic<std::int64_t> total{0};
+        std::atomic<bool> changed{false};
+    };
     struct Job {
         RequestId id = 0;
+        std::shared_ptr<ProgressSlot> progress;
         HttpRequest request;
         Callback callback;
         std::uint64_t cacheEpoch = 0;
@@ -137,6 +148,7 @@ private:
     void wakeWorkersLocked();
     bool isAborted(RequestId id) const;
     void finish(Job&& job, HttpResponse&& response);
+    void deliverProgress();
 
     std::string cacheFileFor(const std::string& url) const;
     bool readCache(const std::string& url, HttpResponse& response) const;
@@ -150,6 +162,9 @@ private:
     std::deque<Done> done_;
     std::unordered_set<RequestId> cancelled_;
     std::unordered_set<RequestId> running_;
+    // Requests with a progress callback: the slot their worker fills and the callback.
+    std::map<RequestId, std::pair<std::shared_ptr<ProgressSlot>, std::function<void(std::int64_t, std::int64_t)>>>
+        progress_;
     std::vector<std::thread> workers_;
     std::vector<void*> multis_;          // each worker's curl multi handle, for waking it
     RequestId nextId_ = 1;

@@ -260,10 +260,12 @@ TEST_F(LocalExportServiceTest, FailuresComeInTheirOrderWithTheirTextsAndLeaveNoO
     EXPECT_TRUE(first.ok) << first.text;
     EXPECT_FALSE(service.isRunning());
 
-    // A Windows template alone is not enough while no Windows packaging is plugged in.
+    // A template without a Windows player (a Linux one, say) is never packed for Windows.
     templates.addSource(Platform::Windows, source);
     outcome = run(Platform::Windows, kGame);
-    EXPECT_EQ(outcome.text, "Packaging for windows is not available in this build.");
+    EXPECT_EQ(outcome.text, "Packaging failed: the Windows runtime template at " + templateDir +
+                                " has no lumenda3d-player.exe");
+    EXPECT_FALSE(fs::exists(output(Platform::Windows)));
 }
 
 TEST_F(LocalExportServiceTest, AssetsThatCannotBeHadAreNamedInTheLogAndTheGameIsStillDelivered) {

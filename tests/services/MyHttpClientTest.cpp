@@ -42,6 +42,9 @@ protected:
             server.hold();
             res.set_content("late", "text/plain");
         });
+        s.Get("/big", [](const httplib::Request&, httplib::Response& res) {
+            res.set_content(std::string(3 << 20, 'b'), "application/octet-stream");
+        });
         s.Post("/echo", [](const httplib::Request& req, httplib::Response& res) {
             std::string out = req.get_header_value("Content-Type") + "\n" + req.get_header_value("X-Test") + "\n";
             if (req.is_multipart_form_data()) {
@@ -209,6 +212,44 @@ TEST_F(MyHttpClientTest, AbandonedRequestsNeverReachTheirCallbacks) {
     client->get(server.url("/hello"), [&](const HttpResponse&) { ++after; });
     EXPECT_TRUE(pumpUntil(*client, [&] { return after == 1; }));
     LmdLog::setEchoToStderr(true);
+}
+
+TEST_F(MyHttpClientTest, DownloadProgressReachesTheMainThreadAndEndsAtTheFullSizeBeforeTheAnswer) {
+    const auto mainThread = std::this_thread::get_id();
+    std::vector<std::pair<std::int64_t, std::int64_t>> seen;
+    bool offThread = false, afterAnswer = false, answered = false;
+    HttpRequest request;
+    request.url = server.url("/big");
+    request.onProgress = [&](std::int64_t received, std::int64_t total) {
+        offThread |= std::this_thread::get_id() != mainThread;
+        afterAnswer |= answered;
+        seen.emplace_back(received, total);
+    };
+    const HttpResponse r = roundTrip(request);
+    answered = true;
+    ASSERT_TRUE(r.success) << r.error;
+    ASSERT_FALSE(seen.empty());
+    EXPECT_FALSE(offThread);
+    for (std::size_t i = 1; i < seen.size(); ++i)
+        EXPECT_GE(seen[i].first, seen[i - 1].first);
+    EXPECT_EQ(seen.back().first, std::int64_t(3 << 20));
+    EXPECT_EQ(seen.back().second, std::int64_t(3 << 20));
+    client->pump();
+    EXPECT_FALSE(afterAnswer);
+
+    // A cancelled download reports nothing more.
+    int calls = 0;
+    HttpRequest slow;
+    slow.url = server.url("/slow");
+    slow.onProgress = [&](std::int64_t, std::int64_t) { ++calls; };
+    const auto id = client->send(std::move(slow), [](const HttpResponse&) {});
+    const auto deadline = Clock::now() + 5s;
+    while (hits == 0 && Clock::now() < deadline)
+        std::this_thread::sleep_for(2ms);
+    client->cancel(id);
+    server.release();
+    ASSERT_TRUE(pumpUntil(*client, [&] { return client->outstanding() == 0; }, 2s));
+    EXPECT_EQ(calls, 0);
 }
 
 TEST_F(MyHttpClientTest, CachedGetsSkipTheServerUntilTheCacheIsCleared) {

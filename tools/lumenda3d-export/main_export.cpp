@@ -1,7 +1,7 @@
 // lumenda3d-export: exports a game file without opening the editor, as the editor's export does.
 //
-//   lumenda3d-export [--name NAME] [--fullscreen] [--platform linux|windows] [--timings]
-//                    <game.xml> [output]
+//   lumenda3d-export [--name NAME] [--fullscreen] [--platform linux|windows] [--installer]
+//                    [--no-desktop-shortcut] [--version-name V] [--timings] <game.xml> [output]
 //
 // The output defaults to the exports folder (docs/export.md). Progress goes to stdout, one line
 // per step; --timings adds the seconds each stage took (template, compile, assets, packaging),
@@ -21,6 +21,7 @@
 #include "export/LocalExportService.h"
 #include "export/TemplateManager.h"
 #include "services/FileManager.h"
+#include "services/ApiConfig.h"
 #include "services/MyHttpClient.h"
 
 namespace {
@@ -31,8 +32,9 @@ using Lumenda3D::ExportService;
 int usage(const std::string& problem) {
     if (!problem.empty())
         std::cerr << "lumenda3d-export: " << problem << "\n";
-    std::cerr << "usage: lumenda3d-export [--name NAME] [--fullscreen] [--platform linux|windows] [--timings] "
-                 "<game.xml> [output]\n";
+    std::cerr << "usage: lumenda3d-export [--name NAME] [--fullscreen] [--platform linux|windows] [--installer] "
+                 "[--no-desktop-shortcut] [--version-name V] [--timings] <game.xml> [output]\n"
+                 "  --installer             Windows: an installer (makensis) besides the ZIP\n";
     return 2;
 }
 
@@ -62,6 +64,12 @@ int main(int argc, char** argv) {
             options.fullScreen = true;
         } else if (arg == "--timings") {
             timings = true;
+        } else if (arg == "--installer") {
+            options.windowsFormat = ExportService::WindowsFormat::Installer;
+        } else if (arg == "--no-desktop-shortcut") {
+            options.desktopShortcut = false;
+        } else if (arg == "--version-name" && i + 1 < argc) {
+            options.versionName = argv[++i];
         } else if (arg == "--platform" && i + 1 < argc) {
             const std::string name = argv[++i];
             if (name == "linux")
@@ -98,6 +106,9 @@ int main(int argc, char** argv) {
     Lumenda3D::LmdLog::setEchoToStderr(false);
     Lumenda3D::Lumenda3DEngine engine("Lumenda3DExport");
     auto client = std::make_shared<Lumenda3D::MyHttpClient>();
+    // The server of cloud assets and runtime templates: LUMENDA3D_SERVER, as for the editor.
+    Lumenda3D::ApiConfig::init("");
+    Lumenda3D::addServerTemplateSources(Lumenda3D::TemplateManager::getInstance());
     Lumenda3D::addInstalledTemplateSources(Lumenda3D::TemplateManager::getInstance());
     Lumenda3D::LocalExportService service(Lumenda3D::TemplateManager::getInstance());
     service.setHttpClient(client);
