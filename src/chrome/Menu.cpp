@@ -163,7 +163,9 @@ void Menu::drawItem(const MenuItem& item, const std::string& parentPath) {
     }
     LmdCommandRegistry* commands = getCommands();
     const LmdCommand* command = commands ? commands->find(item.command) : nullptr;
-    const bool enabled = command && commands->isEnabled(item.command);
+    // An item without a command of its own is shown enabled and does nothing when chosen (Cut,
+    // Find, the plugins' New and Open): the menu keeps its full, fixed shape.
+    const bool enabled = !command || commands->isEnabled(item.command);
     const bool checked = command && commands->isChecked(item.command);
     const char* shortcut = command && !command->shortcuts.empty() ? command->shortcuts.front().c_str() : nullptr;
     // An item greyed out by BeginDisabled cannot be chosen: MenuItem returns false for it.
@@ -173,7 +175,7 @@ void Menu::drawItem(const MenuItem& item, const std::string& parentPath) {
     recordItem(key.c_str());
     if (!enabled)
         ImGui::EndDisabled();
-    if (chosen)
+    if (chosen && command)
         commands->execute(item.command);
 }
 

@@ -1,5 +1,5 @@
 // The main menu: its items run the registry's commands once per click, items whose command is
-// disabled or missing cannot be chosen, switches follow their command's state, and the level
+// disabled cannot be chosen, one without a command does nothing, switches follow their command's state, and the level
 // entry lists the document's levels.
 #include "PanelTestSupport.h"
 
@@ -74,16 +74,22 @@ TEST_F(MenuTest, AnEnabledItemRunsItsCommandOncePerClick) {
     EXPECT_FALSE(isDrawn(menu, "File/Save Project"));
 }
 
-TEST_F(MenuTest, DisabledAndMissingCommandsCannotBeChosen) {
+TEST_F(MenuTest, DisabledCommandsCannotBeChosenAndItemsWithoutOneDoNothing) {
     int saves = 0, runs = 0;
     bool pluginOpen = true;
     commands.add({"file.saveProject", "Save Project", {}, [&] { return !pluginOpen; }, "", [&] { ++saves; }});
     choose("File", "Save Project");
     EXPECT_EQ(saves, 0);
-    // "Cut" has no command in this registry: drawn, greyed out, nothing runs and nothing breaks.
+    // A greyed-out item keeps its menu open when clicked.
+    ui.frame(draw);
+    EXPECT_TRUE(isDrawn(menu, "File/Save Project"));
+    // "Cut" has no command in this registry: enabled, so the click closes the menu, and nothing
+    // runs and nothing breaks.
     commands.add({"level.run", "Run", {}, {}, "", [&] { ++runs; }});
     choose("Edit", "Cut");
     EXPECT_EQ(runs, 0);
+    ui.frame(draw);
+    EXPECT_FALSE(isDrawn(menu, "Edit/Cut"));
     // Once the rule allows it the same item works.
     pluginOpen = false;
     choose("File", "Save Project");
