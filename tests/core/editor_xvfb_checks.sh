@@ -75,7 +75,7 @@ run_script() {
   local name="$1" script="$2"
   shift 2
   printf '%s\n' "$script" > "$work/$name.script"
-  LUMENDA3D_TEST_SCRIPT="$work/$name.script" timeout 180 "$editor" "$@" \
+  LUMENDA3D_TEST_SCRIPT="$work/$name.script" timeout 270 "$editor" "$@" \
     > "$work/$name.out" 2> "$work/$name.err"
   local code=$?
   check_run "$name" "$code"
