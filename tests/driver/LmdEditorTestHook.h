@@ -24,6 +24,7 @@
 #include <deque>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -72,6 +73,11 @@ private:
     bool loadScript(const std::string& path);
     // Starts the current command; true when the next one may start in the same frame.
     bool start(const Command& command);
+    // The verbs by family, each in its own file; nullopt for a verb that is not the family's.
+    std::optional<bool> startPersonInput(const std::vector<std::string>& w, std::string& error);
+    std::optional<bool> startEditing(const std::vector<std::string>& w, std::string& error);
+    // Whether the command `w` has `count` arguments; fails the script saying so when not.
+    bool needs(const std::vector<std::string>& w, size_t count);
     // Whether the current wait is over (fails the script on a timeout).
     bool waitDone();
     bool evaluate(const std::vector<std::string>& words, size_t first, std::string& detail);
