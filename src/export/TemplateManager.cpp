@@ -68,16 +68,19 @@ void TemplateManager::tryFrom(ExportService::Platform platform, std::size_t inde
             done(false, text);
         return;
     }
-    std::shared_ptr<TemplateSource> source = sources[index];
+    const std::shared_ptr<TemplateSource>& source = sources[index];
+    // The answer holds the source's description, not the source: a source that keeps its answer
+    // until it is destroyed would otherwise hold itself (and the export's state) for ever.
     source->fetch(platform, client, progress,
-                  [this, platform, index, client, progress, done, reasons, source](bool ok, const std::string& text) mutable {
+                  [this, platform, index, client, progress, done, reasons,
+                   name = source->describe()](bool ok, const std::string& text) mutable {
                       if (ok) {
                           folders_[platform] = text;
                           if (done)
                               done(true, text);
                           return;
                       }
-                      LmdLog::message("TemplateManager: " + source->describe() + " has no " +
+                      LmdLog::message("TemplateManager: " + name + " has no " +
                                       ExportService::platformName(platform) + " template: " + text);
                       reasons.push_back(text);
                       tryFrom(platform, index + 1, client, progress, done, std::move(reasons));

@@ -54,6 +54,7 @@ public:
     void fetch(Platform, std::shared_ptr<MyHttpClient>, ExportService::Progress, Delivered delivered) override {
         held_ = std::move(delivered);
     }
+    // Keeps its answer after giving it, as a source may: that must not keep the export alive.
     void release() {
         if (held_)
             held_(true, folder_);

@@ -104,8 +104,11 @@ for spec in "$@"; do
   rm -f "$shot"
   args=(--size 960x600 --frames 240 --screenshot "$shot")
   [ -n "$object" ] && args+=(--watch "$object" --press "$key")
+  # The sanitizers' settings pass through (a sanitized build's player, under ctest): they name
+  # no folder of the build tree.
   (cd "$unpacked" && env -i HOME="$work/run-home" PATH=/usr/bin:/bin DISPLAY="$DISPLAY" \
-      XAUTHORITY="${XAUTHORITY:-}" "$app/AppRun" "${args[@]}" >"$work/$name-out.txt" 2>"$work/$name-err.txt")
+      XAUTHORITY="${XAUTHORITY:-}" ${ASAN_OPTIONS:+"ASAN_OPTIONS=$ASAN_OPTIONS"} \
+      ${UBSAN_OPTIONS:+"UBSAN_OPTIONS=$UBSAN_OPTIONS"} "$app/AppRun" "${args[@]}" >"$work/$name-out.txt" 2>"$work/$name-err.txt")
   code=$?
   [ $code -eq 0 ] || fail "$name: the game exited with $code: $(grep -v ALSA "$work/$name-err.txt" | tail -3)"
   grep -q "Game started on level" "$work/$name-err.txt" || fail "$name: the log does not show the game starting"
