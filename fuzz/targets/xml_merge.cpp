@@ -80,7 +80,19 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         return 0;
     int next = 1;
     numberElements(original, next);
-    const std::string current = raw(original);
+    // The text the operations start from, in the form that reading and writing it keeps: a
+    // whitespace-only text such as "&#10;" is written as a bare newline, which the next reading
+    // drops, so the first round trip may change it and later ones do not.
+    std::string current = raw(original);
+    for (int round = 0; round < 4; ++round) {
+        pugi::xml_document again;
+        if (!parse(current, again) || !again.document_element())
+            return 0;
+        std::string settled = raw(again);
+        if (settled == current)
+            break;
+        current = std::move(settled);
+    }
     std::set<std::string> ids;
     for (int i = 1; i < next; ++i)
         ids.insert(std::to_string(i));
